@@ -1,0 +1,71 @@
+#ifndef CORVANE_HOST_REGEX_EXPRESSION_H
+#define CORVANE_HOST_REGEX_EXPRESSION_H
+
+// Perl-compatible regular expressions over bytes.
+//
+//     Regex::Expression expression("/free\\s+offer/i", Regex::kAnyLineEnd, true);
+//     bool failed = false;
+//     if (expression(Buffer(line.data(), length, true), &failed)) { ... }
+//
+// A text whose first byte is a slash is in the slash form: /pattern/modifiers. The pattern ends at
+// the last slash that no backslash escapes; the modifiers are i (ignore case), m (^ and $ at every
+// line end), s (. matches line ends), x (extended), u (UTF-8 instead of bytes), and g and o, which
+// have no effect. White space around the modifiers is ignored. Any other text is a pattern as a
+// whole, without modifiers.
+//
+// Threads: immutable once compiled; any number of threads may match at once, also through copies of
+// one handle.
+
+#include <memory>
+#include <string>
+
+#include "host/include2/TesselRefcounted.h"
+#include "host/parser/Buffer.h"
+#include "host/regex/Export.h"
+
+namespace Corvane::Regex {
+
+// Option words, which may be combined. Without kAnyLineEnd only LF ends a line.
+constexpr unsigned int kNoOptions = 0;
+constexpr unsigned int kIgnoreCase = 1;
+constexpr unsigned int kDotMatchesAll = 4;
+constexpr unsigned int kAnyLineEnd = 0x500000; // CR, LF and CRLF each end a line
+
+// The compiled form; reached through Expression.
+class CORVANE_REGEX_API ExpressionImpl : public RefImpl {
+public:
+    // Compiles as Expression does, and throws as it does; text must not be empty.
+    ExpressionImpl(const std::string &text, unsigned int options, bool jit);
+    ~ExpressionImpl() override;
+
+    // Whether the expression matches anywhere at or after start (a byte offset; bytes before it are
+    // seen by lookbehinds). *failed, where failed is not null, tells whether matching ended in an
+    // error: a pattern that needs too many steps, or start beyond the end. The answer is false
+    // then.
+    bool matches(const Buffer &subject, unsigned int start, bool *failed) const;
+
+private:
+    struct Code;
+    std::unique_ptr<const Code> code_;
+};
+
+class CORVANE_REGEX_API Expression : public Ref<ExpressionImpl> {
+public:
+    // Not compiled: isNull() is true, and it matches nothing.
+    Expression();
+
+    // Compiles text; an empty text leaves the expression not compiled. jit asks for machine code,
+    // without which matching is slower; where that cannot be made the expression still works.
+    // Throws code 4 for a pattern that does not compile, a slash form without its closing slash, an
+    // unknown modifier and an unknown option word; the parameters name the fault and the text.
+    Expression(const std::string &text, unsigned int options, bool jit);
+
+    // Whether the expression matches anywhere in subject; *failed as in ExpressionImpl::matches. An
+    // expression that is not compiled answers false and has not failed.
+    bool operator()(const Buffer &subject, bool *failed) const;
+    bool operator()(const std::string &subject, bool *failed) const;
+};
+
+} // namespace Corvane::Regex
+
+#endif

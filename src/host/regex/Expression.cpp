@@ -1,0 +1,242 @@
+#include "host/regex/Expression.h"
+
+#include <array>
+#include <new>
+
+#define PCRE2_CODE_UNIT_WIDTH 8
+#include <pcre2.h>
+
+#include "host/parser/Exception.h"
+#include "host/parser/Text.h"
+
+namespace Corvane::Regex {
+
+namespace {
+
+// Steps that one try may take from one start position, on every path. Real patterns on real mail
+// stay far below; it ends a try of a bad pattern after milliseconds.
+constexpr unsigned int kMatchLimitSteps = 10000;
+
+// Machine code keeps its backtracking in a stack of this size, one per thread. What needs more is
+// matched once again by the interpreter, whose memory kInterpreterHeapKiB bounds.
+constexpr std::size_t kJitStackStartBytes = 32 * 1024;
+constexpr std::size_t kJitStackMaxBytes = 1024 * 1024;
+constexpr unsigned int kInterpreterHeapKiB = 64 * 1024;
+
+// How much of a faulty text an exception quotes.
+constexpr std::size_t kQuotedTextBytes = 120;
+
+struct CodeDeleter {
+    void operator()(pcre2_code *code) const { pcre2_code_free(code); }
+};
+struct CompileContextDeleter {
+    void operator()(pcre2_compile_context *context) const { pcre2_compile_context_free(context); }
+};
+struct MatchContextDeleter {
+    void operator()(pcre2_match_context *context) const { pcre2_match_context_free(context); }
+};
+struct MatchDataDeleter {
+    void operator()(pcre2_match_data *data) const { pcre2_match_data_free(data); }
+};
+struct JitStackDeleter {
+    void operator()(pcre2_jit_stack *stack) const { pcre2_jit_stack_free(stack); }
+};
+
+// What one thread needs to run expressions, made on its first match.
+class MatchState {
+public:
+    MatchState()
+        : data_(pcre2_match_data_create(1, nullptr)),
+          stack_(pcre2_jit_stack_create(kJitStackStartBytes, kJitStackMaxBytes, nullptr)),
+          context_(pcre2_match_context_create(nullptr)) {
+        if (data_ == nullptr || stack_ == nullptr || context_ == nullptr) {
+            throw std::bad_alloc();
+        }
+        pcre2_set_match_limit(context_.get(), kMatchLimitSteps);
+        pcre2_set_heap_limit(context_.get(), kInterpreterHeapKiB);
+        pcre2_jit_stack_assign(context_.get(), nullptr, stack_.get());
+    }
+
+    int match(const pcre2_code *code, PCRE2_SPTR subject, std::size_t length, std::size_t start,
+              std::uint32_t options) const {
+        return pcre2_match(code, subject, length, start, options, data_.get(), context_.get());
+    }
+
+private:
+    std::unique_ptr<pcre2_match_data, MatchDataDeleter> data_;
+    std::unique_ptr<pcre2_jit_stack, JitStackDeleter> stack_;
+    std::unique_ptr<pcre2_match_context, MatchContextDeleter> context_;
+};
+
+const MatchState &s_matchState() {
+    static thread_local const MatchState s_state;
+    return s_state;
+}
+
+[[noreturn]] void s_refuse(const std::string &reason, const std::string &text, unsigned int line) {
+    Exception failure("Regex::Expression", Exception::kGeneral, "Expression", line);
+    failure.stringParameter(reason);
+    failure.stringParameter(
+        text.size() <= kQuotedTextBytes ? text : text.substr(0, kQuotedTextBytes) + "...");
+    throw failure;
+}
+
+struct Definition {
+    std::string pattern;
+    std::uint32_t options = 0;
+};
+
+// Whether an odd number of backslashes stands directly before position.
+bool s_isEscaped(const std::string &text, std::size_t position) {
+    std::size_t first = position;
+    while (first > 0 && text[first - 1] == '\\') {
+        --first;
+    }
+    return (position - first) % 2 == 1;
+}
+
+std::size_t s_closingSlash(const std::string &text) {
+    std::size_t slash = text.rfind('/');
+    while (slash > 0 && s_isEscaped(text, slash)) {
+        slash = text.rfind('/', slash - 1);
+    }
+    if (slash == 0) {
+        s_refuse("the closing slash is missing", text, __LINE__);
+    }
+    return slash;
+}
+
+std::uint32_t s_modifier(char letter, const std::string &text) {
+    switch (letter) {
+    case 'i':
+        return PCRE2_CASELESS;
+    case 'm':
+        return PCRE2_MULTILINE;
+    case 's':
+        return PCRE2_DOTALL;
+    case 'x':
+        return PCRE2_EXTENDED;
+    case 'u':
+        // One bad byte must not hide the rest of the subject from the expression.
+        return PCRE2_UTF | PCRE2_MATCH_INVALID_UTF;
+    case 'g':
+    case 'o':
+        return 0;
+    default:
+        s_refuse(std::string("unknown modifier '") + letter + "'; known are i m s x u g o", text,
+                 __LINE__);
+    }
+}
+
+Definition s_parse(const std::string &text) {
+    if (text.front() != '/') {
+        return {text, 0};
+    }
+    const std::size_t slash = s_closingSlash(text);
+    std::string modifiers = text.substr(slash + 1);
+    stringLeftTrim(modifiers);
+    stringRightTrim(modifiers);
+    Definition definition{text.substr(1, slash - 1), 0};
+    for (const char letter : modifiers) {
+        definition.options |= s_modifier(letter, text);
+    }
+    return definition;
+}
+
+std::uint32_t s_translate(unsigned int word, const std::string &text) {
+    const unsigned int lineEnd = word & kAnyLineEnd;
+    if ((word & ~(kIgnoreCase | kDotMatchesAll | kAnyLineEnd)) != 0 ||
+        (lineEnd != 0 && lineEnd != kAnyLineEnd)) {
+        s_refuse("unknown option word " + std::to_string(word), text, __LINE__);
+    }
+    return ((word & kIgnoreCase) != 0 ? PCRE2_CASELESS : 0U) |
+           ((word & kDotMatchesAll) != 0 ? PCRE2_DOTALL : 0U);
+}
+
+std::string s_compileError(int error, std::size_t offset) {
+    constexpr std::size_t kMessageBytes = 256;
+    std::array<PCRE2_UCHAR, kMessageBytes> message{};
+    pcre2_get_error_message(error, message.data(), message.size());
+    return std::string(reinterpret_cast<const char *>(message.data())) + " at offset " +
+           std::to_string(offset);
+}
+
+std::unique_ptr<pcre2_code, CodeDeleter> s_compile(const std::string &text, unsigned int word) {
+    Definition definition = s_parse(text);
+    definition.options |= s_translate(word, text);
+    if ((definition.options & PCRE2_UTF) == 0) {
+        // Raw bodies are bytes: a pattern must not switch itself to UTF-8, in which 8-bit mail
+        // never matches.
+        definition.options |= PCRE2_NEVER_UTF | PCRE2_NEVER_UCP;
+    }
+    const std::unique_ptr<pcre2_compile_context, CompileContextDeleter> context(
+        pcre2_compile_context_create(nullptr));
+    if (context == nullptr) {
+        throw std::bad_alloc();
+    }
+    pcre2_set_newline(context.get(), (word & kAnyLineEnd) == kAnyLineEnd ? PCRE2_NEWLINE_ANYCRLF
+                                                                         : PCRE2_NEWLINE_LF);
+    int error = 0;
+    PCRE2_SIZE offset = 0;
+    std::unique_ptr<pcre2_code, CodeDeleter> code(pcre2_compile(
+        reinterpret_cast<PCRE2_SPTR>(definition.pattern.data()), definition.pattern.size(),
+        definition.options, &error, &offset, context.get()));
+    if (code == nullptr) {
+        s_refuse(s_compileError(error, offset), text, __LINE__);
+    }
+    return code;
+}
+
+} // namespace
+
+struct ExpressionImpl::Code {
+    std::unique_ptr<pcre2_code, CodeDeleter> compiled;
+};
+
+ExpressionImpl::ExpressionImpl(const std::string &text, unsigned int options, bool jit)
+    : code_(std::make_unique<const Code>(Code{s_compile(text, options)})) {
+    if (jit) {
+        // A pattern that machine code cannot express is left to the interpreter.
+        pcre2_jit_compile(code_->compiled.get(), PCRE2_JIT_COMPLETE);
+    }
+}
+
+ExpressionImpl::~ExpressionImpl() = default;
+
+bool ExpressionImpl::matches(const Buffer &subject, unsigned int start, bool *failed) const {
+    constexpr PCRE2_UCHAR kNothing = 0;
+    const PCRE2_SPTR bytes = subject.data() != nullptr ? subject.data() : &kNothing;
+    const MatchState &state = s_matchState();
+    const pcre2_code *code = code_->compiled.get();
+    int result = state.match(code, bytes, subject.length(), start, 0);
+    if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
+        result = state.match(code, bytes, subject.length(), start, PCRE2_NO_JIT);
+    }
+    if (failed != nullptr) {
+        *failed = result < PCRE2_ERROR_NOMATCH;
+    }
+    return result >= 0;
+}
+
+Expression::Expression() = default;
+
+Expression::Expression(const std::string &text, unsigned int options, bool jit)
+    : Ref<ExpressionImpl>(text.empty()
+                              ? Ref<ExpressionImpl>()
+                              : Ref<ExpressionImpl>(new ExpressionImpl(text, options, jit))) {}
+
+bool Expression::operator()(const Buffer &subject, bool *failed) const {
+    if (isNull()) {
+        if (failed != nullptr) {
+            *failed = false;
+        }
+        return false;
+    }
+    return (*this)->matches(subject, 0, failed);
+}
+
+bool Expression::operator()(const std::string &subject, bool *failed) const {
+    return (*this)(Buffer(subject.data(), static_cast<unsigned int>(subject.size()), true), failed);
+}
+
+} // namespace Corvane::Regex
