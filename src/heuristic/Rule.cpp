@@ -1,0 +1,285 @@
+#include "heuristic/Rule.h"
+
+#include <algorithm>
+#include <iostream>
+
+#include "heuristic/BodyRule.h"
+#include "heuristic/Failure.h"
+#include "heuristic/RawBodyRule.h"
+
+namespace Corvane {
+
+std::ostream &operator<<(std::ostream &out, const Buffer &buffer) {
+    return out.write(reinterpret_cast<const char *>(buffer.data()),
+                     static_cast<std::streamsize>(buffer.length()));
+}
+
+namespace Heuristic {
+
+namespace {
+
+constexpr const char *kFile = "Rule";
+constexpr const char *kSubrulePrefix = "__";
+constexpr int kWorkBytes = 1024;
+constexpr const char *kUnhandledType = "Unhandled rule type";
+
+Rule *s_newRule(Rule::Type type, const std::string &name) {
+    switch (type) {
+    case Rule::Body:
+        return new BodyRule(name);
+    case Rule::RawBody:
+        return new RawBodyRule(name);
+    default:
+        fail("Heuristic::Rule", Exception::kUnknownEnumerator, kFile, __LINE__, kUnhandledType);
+    }
+}
+
+// Only the contribution is decided here; who may count a rule twice, and whether it trips, is the
+// caller's.
+void s_addScore(float &total, const RefRule &rule, const char *operation, unsigned int line) {
+    if (rule->metasubrule()) {
+        return;
+    }
+    if (rule->score().isNull()) {
+        fail(operation, Exception::kGeneral, kFile, line, rule->name() + " score is NULL");
+    }
+    total += rule->score()->value();
+}
+
+template <class Rules>
+RefRule s_find(const Rules &rules, const std::string &name) {
+    const auto found = std::find_if(rules.begin(), rules.end(), [&name](const RefRule &rule) {
+        return !rule.isNull() && rule->name() == name;
+    });
+    return found == rules.end() ? RefRule() : *found;
+}
+
+void s_requireLanguage(langID language) {
+    if (language < DEFAULT || language > TH) {
+        fail("getRules", Exception::kGeneral, kFile, __LINE__, "Rule language is out of range");
+    }
+}
+
+} // namespace
+
+Rule::Rule() : Rule(None, std::string()) {}
+
+Rule::Rule(Type type, const std::string &name)
+    : type_(type), name_(name), used_(false), metasubrule_(name.rfind(kSubrulePrefix, 0) == 0),
+      activity_(Undecided), ordinal_(0) {}
+
+Rule::~Rule() = default;
+
+void Rule::value(const std::string &definition) {
+    value_ = definition;
+}
+
+bool Rule::active() const {
+    unsigned int activity = activity_.load(std::memory_order_relaxed);
+    if (activity == Undecided) {
+        activity = decide();
+        activity_.store(activity, std::memory_order_relaxed);
+    }
+    return activity == Active;
+}
+
+Rule::Activity Rule::decide() const {
+    if (metasubrule_) {
+        return used_ ? Active : Inactive;
+    }
+    return !score_.isNull() && score_->value() != 0.0F ? Active : Inactive;
+}
+
+RefRule::RefRule() = default;
+
+RefRule::RefRule(Rule::Type type, const std::string &name) : Ref<Rule>(s_newRule(type, name)) {}
+
+bool RefRule::operator==(const RefRule &other) const {
+    if (isNull() || other.isNull()) {
+        return isNull() && other.isNull();
+    }
+    return **this == *other;
+}
+
+bool RefRule::operator<(const RefRule &other) const {
+    if (isNull() || other.isNull()) {
+        return isNull() && !other.isNull();
+    }
+    return **this < *other;
+}
+
+RuleList::RuleList() = default;
+
+RuleList::~RuleList() = default;
+
+RefRuleList::RefRuleList() = default;
+
+RefRuleList::RefRuleList(RuleList *fresh) : Ref<RuleList>(fresh) {}
+
+RefRuleList::RefRuleList(const RefRuleList &source, bool copy) {
+    if (!copy) {
+        share(source);
+    } else if (!source.isNull()) {
+        *this = create();
+        (*this)->assign(source->begin(), source->end());
+    }
+}
+
+RefRuleList RefRuleList::create() {
+    return RefRuleList(new RuleList);
+}
+
+RefRule RefRuleList::find(const std::string &name) const {
+    return isNull() ? RefRule() : s_find(**this, name);
+}
+
+void RefRuleList::erase(const RefRule &rule) {
+    if (isNull()) {
+        return;
+    }
+    const std::string &name = rule->name();
+    RuleList &list = **this;
+    const auto found = std::find_if(list.begin(), list.end(), [&name](const RefRule &entry) {
+        return !entry.isNull() && entry->name() == name;
+    });
+    if (found != list.end()) {
+        list.erase(found);
+    }
+}
+
+void RefRuleList::add(const RefRule &rule) {
+    (*this)->push_back(rule);
+}
+
+Matches::Matches() : total_(0.0F), tripped_(false), threshold_(0.0F) {}
+
+Matches::~Matches() = default;
+
+bool Matches::add(const RefRule &rule) {
+    insert(rule);
+    s_addScore(total_, rule, "Heuristic::Matches", __LINE__);
+    return tripped();
+}
+
+bool Matches::tripped() const {
+    if (!tripped_ && threshold_ != 0.0F && total_ > threshold_) {
+        tripped_ = true;
+    }
+    return tripped_;
+}
+
+float Matches::score(bool recompute) const {
+    if (recompute) {
+        tripped_ = false;
+    }
+    if ((total_ != 0.0F && !recompute) || empty()) {
+        return total_;
+    }
+    total_ = 0.0F;
+    std::for_each(begin(), end(), ScoreAccumulator(&total_));
+    return total_;
+}
+
+RefMatches::RefMatches() = default;
+
+RefMatches::RefMatches(Matches *fresh) : Ref<Matches>(fresh) {}
+
+RefMatches RefMatches::create() {
+    return RefMatches(new Matches);
+}
+
+bool RefMatches::add(const RefRule &rule) {
+    if (isNull() || !find(rule->name()).isNull()) {
+        return false;
+    }
+    return (*this)->add(rule);
+}
+
+RefRule RefMatches::find(const std::string &name) const {
+    return isNull() ? RefRule() : s_find(**this, name);
+}
+
+float RefMatches::score(bool recompute) const {
+    return isNull() ? 0.0F : (*this)->score(recompute);
+}
+
+void ScoreAccumulator::operator()(const RefRule &rule) const {
+    if (rule.isNull()) {
+        fail("ScoreAccumulator", Exception::kGeneral, kFile, __LINE__, "Rule is Null");
+    }
+    s_addScore(*total_, rule, "ScoreAccumulator", __LINE__);
+}
+
+RuleCheck::RuleCheck(RefMatches &matches, unsigned int ordinalCutoff, bool verbose)
+    : matches_(matches), ordinalCutoff_(ordinalCutoff), verbose_(verbose), work_(kWorkBytes, 0) {}
+
+RuleCheck::~RuleCheck() = default;
+RuleCheck::RuleCheck(const RuleCheck &) = default;
+RuleCheck &RuleCheck::operator=(const RuleCheck &) = default;
+
+bool RuleCheck::skips(const RefRule &rule) const {
+    return rule.isNull() || (ordinalCutoff_ != 0 && rule->ordinal() >= ordinalCutoff_);
+}
+
+void RuleCheck::trace(const RefRule &rule) const {
+    if (verbose_) {
+        std::cout << rule->name() + '\n' << std::flush;
+    }
+}
+
+RuleContainer::RuleContainer() = default;
+
+RuleContainer::~RuleContainer() = default;
+
+RefRuleList &RuleContainer::headerRules(langID language) const {
+    return rules(language, Rule::Header);
+}
+
+RefRuleList &RuleContainer::uriRules(langID language) const {
+    return rules(language, Rule::Uri);
+}
+
+RefRuleList &RuleContainer::bodyRules(langID language) const {
+    return rules(language, Rule::Body);
+}
+
+RefRuleList &RuleContainer::rawBodyRules(langID language) const {
+    return rules(language, Rule::RawBody);
+}
+
+RefRuleList &RuleContainer::fullRules(langID language) const {
+    return rules(language, Rule::Full);
+}
+
+RefRuleList &RuleContainer::metaRules(langID language) const {
+    return rules(language, Rule::Meta);
+}
+
+RefRuleList &RuleContainer::rules(langID language, Rule::Type kind) const {
+    s_requireLanguage(language);
+    if (kind < Rule::Header || kind > Rule::Meta) {
+        fail("getRules", Exception::kUnknownEnumerator, kFile, __LINE__, kUnhandledType);
+    }
+    auto &byKind = lists_[static_cast<std::size_t>(language)];
+    auto found = byKind.find(kind);
+    if (found == byKind.end()) {
+        found = byKind.emplace(kind, RefRuleList::create()).first;
+    }
+    return found->second;
+}
+
+RefRule RuleContainer::find(const std::string &name, langID language, bool patternKindsOnly) const {
+    s_requireLanguage(language);
+    RefRule result;
+    if (name.empty()) {
+        return result;
+    }
+    const unsigned int last = patternKindsOnly ? Rule::RawBody : Rule::Meta;
+    for (unsigned int kind = Rule::Header; kind <= last && result.isNull(); ++kind) {
+        result = rules(language, static_cast<Rule::Type>(kind)).find(name);
+    }
+    return result;
+}
+
+} // namespace Heuristic
+} // namespace Corvane
