@@ -1,0 +1,81 @@
+#ifndef CORVANE_HEURISTIC_RULEFACTORY_H
+#define CORVANE_HEURISTIC_RULEFACTORY_H
+
+// The rule-file parser. A rule set is plain text, one statement a line:
+//
+//     # a comment
+//     #[lang section]<TAB>CN        the rules below are Chinese ones, to the next section or the
+//     end of the file body FREE_OFFER /free offer/i score FREE_OFFER 2.5
+//
+// One parser reads all files of a rule set, so that ordinals, duplicates and scores run across
+// them:
+//
+//     RuleFileParser parser(rules);
+//     parser.parse("10_main.cf");
+//     parser.parse("50_main.score");
+//     parser.assignScores();
+//
+// Threads: one thread at a time for a parser and its container; parsers of different containers may
+// run side by side.
+
+#include <map>
+#include <string>
+
+#include "heuristic/Export.h"
+#include "heuristic/Rule.h"
+#include "heuristic/Score.h"
+#include "host/parser/Header.h"
+
+namespace Corvane::Heuristic {
+
+class CORVANE_HEURISTIC_API RuleFileParser {
+public:
+    // Longest line of a rule file, its end included, in bytes. What is beyond is dropped.
+    static constexpr int kMaxLineBytes = 16384;
+
+    // Files rules in the container, which must outlive the parser.
+    explicit RuleFileParser(RuleContainer &container);
+    RuleFileParser(const RuleFileParser &) = delete;
+    RuleFileParser &operator=(const RuleFileParser &) = delete;
+    virtual ~RuleFileParser();
+
+    // Reads one plain file. A file that cannot be opened is passed over silently. A rule that
+    // cannot be built is logged (0x3000034, with file and line) and left out, as is one whose name
+    // is taken in its language and kind (0x3000035). Throws code 4, with the cause attached, where
+    // reading itself fails; what was read before stays in the container.
+    void parse(const std::string &fileName);
+
+    // Builds the rule of one line of length bytes, without its line end, and gives it the next
+    // ordinal. Null where the line is no rule, and, logged, where the rule cannot be built. The
+    // rule is not filed in the container.
+    RefRule parseRule(const char *line, int length);
+
+    // Takes the text behind the word "score": a rule's name and its numbers. The last one read for
+    // a name counts. A text without name or numbers has no effect.
+    void parseScore(const char *text, int length);
+
+    // Gives every rule of the container its score: the one read for its name, whatever its language
+    // and kind, else 1.0, except that meta sub-rules without one keep none. Call it once, after the
+    // last file.
+    void assignScores();
+
+    // Ordinal of the last rule built: the number of rules built so far, duplicates included.
+    unsigned int ruleCount() const { return ruleCount_; }
+
+private:
+    void parseLine(const char *line, int length, langID &language);
+    void place(const RefRule &rule, langID language);
+    void placeIn(const RefRule &rule, langID language);
+    TypeAndValue tokenize(const char *text, int length) const;
+
+    unsigned int ruleCount_;
+    RuleContainer &container_;
+    std::map<std::string, RefScore> scores_;
+    // Where the statement at hand stands, for the log; empty while no file is read.
+    std::string file_;
+    unsigned int line_;
+};
+
+} // namespace Corvane::Heuristic
+
+#endif
