@@ -8,7 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -50,8 +50,9 @@ public:
 
     // The content of a file; empty where it cannot be read.
     static std::string read(const std::string &file) {
-        std::ifstream in(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+        std::ostringstream content;
+        content << std::ifstream(file, std::ios::binary).rdbuf();
+        return content.str();
     }
 
 private:
