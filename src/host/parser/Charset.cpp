@@ -158,6 +158,10 @@ const std::string *s_find(const std::string &charset) {
     return found != s_table.end() ? &found->second : nullptr;
 }
 
+bool s_isBuiltIn(const std::string &name) {
+    return name == kUtf8 || name == kWindows1252;
+}
+
 struct CloseIconv {
     void operator()(void *converter) const { iconv_close(converter); }
 };
@@ -360,6 +364,15 @@ std::string sanitizeUtf8(const char *data, std::size_t length) {
     return s_validOr(data, length, [](std::string &out, unsigned char) {
         appendUtf8(out, kReplacementCharacter);
     });
+}
+
+std::string repairUtf8(const char *data, std::size_t length) {
+    return s_validOr(data, length, appendWindows1252);
+}
+
+bool isKnownCharset(const std::string &charset) {
+    const std::string *name = s_find(charset);
+    return name != nullptr && (s_isBuiltIn(*name) || s_converter(*name) != nullptr);
 }
 
 std::optional<std::string> convertToUtf8(const char *data, std::size_t length,

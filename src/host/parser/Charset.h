@@ -39,6 +39,12 @@ bool isValidUtf8(const char *data, std::size_t length);
 // The valid sequences, and the replacement character for each other byte.
 std::string sanitizeUtf8(const char *data, std::size_t length);
 
+// The same with what each other byte stands for in windows-1252.
+std::string repairUtf8(const char *data, std::size_t length);
+
+// Whether convertToUtf8() knows the charset.
+bool isKnownCharset(const std::string &charset);
+
 // The text in UTF-8, or nothing where the charset is not known.
 std::optional<std::string> convertToUtf8(const char *data, std::size_t length,
                                          const std::string &charset);
