@@ -36,7 +36,7 @@ void s_syslog(unsigned int id, int /*level*/, const std::string &text) {
 }
 
 // A format that cannot be expanded is better logged as it stands than lost.
-std::string s_format(const char *format, va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string s_format(const char *format, va_list arguments) {
     constexpr std::size_t kUsualLength = 512;
     std::array<char, kUsualLength> usual{};
     va_list again;

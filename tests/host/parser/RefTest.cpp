@@ -49,7 +49,8 @@ TEST(Ref, LastHandleDestroysOnce) {
     {
         const Ref<Probe> first(new Probe(destroyed));
         Ref<Probe> second = first;
-        second = second;
+        const Ref<Probe> &itself = second;
+        second = itself;
         second = first;
         second = Ref<Probe>();
         EXPECT_TRUE(second.isNull());
