@@ -70,7 +70,7 @@ private:
     void checkLines(const Buffer &body, bool raw);
     bool checkLine(const Buffer &line);
     bool checkPiece(const Buffer &piece);
-    std::list<RefRule> tryRules(const Buffer &text);
+    std::list<RefRule> tryAll(const Buffer &text);
 
     RefRuleList rules_;
 };

@@ -251,11 +251,37 @@ protected:
     // Writes and flushes the rule's name and a line end, in one piece, if verbose.
     void trace(const RefRule &rule) const;
 
+    // One pass: tries each rule that is not left out, in order, and adds those that match to the set; ends where an
+    // addition trips it. Answers the rules that matched. matches is called with a Rule of the list's kind.
+    template <class Match>
+    std::list<RefRule> tryRules(const RefRuleList &rules, Match matches);
+
+    // Erases from the list what a pass has matched.
+    static void eraseAll(RefRuleList &rules, const std::list<RefRule> &matched);
+
     RefMatches matches_;
     unsigned int ordinalCutoff_;
     bool verbose_;
     Buffer work_;
 };
+
+template <class Match>
+std::list<RefRule> RuleCheck::tryRules(const RefRuleList &rules, Match matches) {
+    std::list<RefRule> matched;
+    for (const RefRule &rule : *rules) {
+        if (skips(rule)) {
+            continue;
+        }
+        trace(rule);
+        if (matches(*rule)) {
+            matched.push_back(rule);
+            if (matches_.add(rule)) {
+                break;
+            }
+        }
+    }
+    return matched;
+}
 
 // The languages by which rules are filed. ALL stands for every language in rule files; it is no
 // index.

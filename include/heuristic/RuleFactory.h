@@ -4,16 +4,21 @@
 // The rule-file parser. A rule set is plain text, one statement a line:
 //
 //     # a comment
-//     #[lang section]<TAB>CN        the rules below are Chinese ones, to the next section or the
-//     end of the file body FREE_OFFER /free offer/i score FREE_OFFER 2.5
+//     #[lang section]<TAB>CN
+//     body FREE_OFFER /free offer/i
+//     score FREE_OFFER 2.5
 //
-// One parser reads all files of a rule set, so that ordinals, duplicates and scores run across
-// them:
+// A section names the language of the rules below it, to the next section or the end of the file.
 //
-//     RuleFileParser parser(rules);
-//     parser.parse("10_main.cf");
-//     parser.parse("50_main.score");
-//     parser.assignScores();
+// A parser made on a directory loads the whole set of it:
+//
+//     RuleContainer rules;
+//     RuleFileParser parser(File::Path("/etc/corvane/rules"), rules);
+//
+// Which files that are depends on marker files in the directory: *.cf3 and *.cf2 where there is a
+// "heuristic.cf3", else *.cf2 where there is a "heuristic.cf2", else *.cf; in every case *.score.
+// Where there is a "version", the files whose path contains "cf" are encrypted: 16 bytes of
+// initialisation vector, then the AES-256-CBC cipher text of the file.
 //
 // Threads: one thread at a time for a parser and its container; parsers of different containers may
 // run side by side.
@@ -24,20 +29,37 @@
 #include "heuristic/Export.h"
 #include "heuristic/Rule.h"
 #include "heuristic/Score.h"
+#include "host/parser/File.h"
 #include "host/parser/Header.h"
 
 namespace Corvane::Heuristic {
 
-class CORVANE_HEURISTIC_API RuleFileParser {
+class CORVANE_HEURISTIC_API RuleFileParser : public File::Processor {
 public:
     // Longest line of a rule file, its end included, in bytes. What is beyond is dropped.
     static constexpr int kMaxLineBytes = 16384;
 
-    // Files rules in the container, which must outlive the parser.
+    // Loads the rule set of the directory into the container, which must outlive the parser: reads
+    // every file of it, marks the sub-rules that meta rules refer to and gives all rules their
+    // scores. One parser reads all files, so ordinals, duplicates and scores run across them. A
+    // missing directory, and one without rule files, give no rules. Throws code 4 where the
+    // directory or a file of it cannot be read or decrypted.
+    RuleFileParser(const File::Path &directory, RuleContainer &container);
+
+    // Loads nothing: for callers that choose the files themselves, parse() each, and call
+    // activateMetaSubrules() and assignScores() after the last.
     explicit RuleFileParser(RuleContainer &container);
+
     RuleFileParser(const RuleFileParser &) = delete;
     RuleFileParser &operator=(const RuleFileParser &) = delete;
-    virtual ~RuleFileParser();
+    ~RuleFileParser() override;
+
+    // Reads one file of the directory; answers 0.
+    int process(const File::Path &file) override;
+
+    // Reads one file, which is decrypted into a temporary file first where the set is encrypted and
+    // the path contains "cf". Throws code 4 where that fails, and as parse of a plain file.
+    void parse(const File::Path &file);
 
     // Reads one plain file. A file that cannot be opened is passed over silently. A rule that
     // cannot be built is logged (0x3000034, with file and line) and left out, as is one whose name
@@ -54,6 +76,10 @@ public:
     // a name counts. A text without name or numbers has no effect.
     void parseScore(const char *text, int length);
 
+    // Marks every rule that a meta rule of the same language refers to as used. Call it after the
+    // last file.
+    void activateMetaSubrules();
+
     // Gives every rule of the container its score: the one read for its name, whatever its language
     // and kind, else 1.0, except that meta sub-rules without one keep none. Call it once, after the
     // last file.
@@ -63,11 +89,13 @@ public:
     unsigned int ruleCount() const { return ruleCount_; }
 
 private:
+    void parseEncrypted(const File::Path &file);
     void parseLine(const char *line, int length, langID &language);
     void place(const RefRule &rule, langID language);
     void placeIn(const RefRule &rule, langID language);
     TypeAndValue tokenize(const char *text, int length) const;
 
+    bool encrypted_;
     unsigned int ruleCount_;
     RuleContainer &container_;
     std::map<std::string, RefScore> scores_;

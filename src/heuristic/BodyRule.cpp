@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "heuristic/Definition.h"
 #include "heuristic/Failure.h"
 #include "heuristic/LogRecords.h"
 #include "host/parser/Logger.h"
-#include "host/parser/Text.h"
 
 namespace Corvane::Heuristic {
 
@@ -15,7 +15,6 @@ namespace {
 constexpr const char *kFile = "BodyRule";
 constexpr unsigned int kValueLine = 42;
 constexpr unsigned int kCheckLine = 219;
-constexpr const char *kEvalPrefix = "eval:";
 constexpr unsigned char kLineFeed = '\n';
 
 // Cuts every CR and LF off the end.
@@ -37,13 +36,8 @@ BodyRule::~BodyRule() = default;
 
 void BodyRule::value(const std::string &definition) {
     try {
-        if (definition.rfind(kEvalPrefix, 0) == 0) {
-            Logger::instance(false).log(kLogEvalValue, kLogLevel, "%s", " ");
-        } else {
-            std::string text = definition;
-            stringLeftTrim(text);
-            stringRightTrim(text);
-            expression_ = Regex::Expression(text, Regex::kAnyLineEnd, true);
+        if (!isEval(definition)) {
+            expression_ = compileTrimmed(definition, Regex::kAnyLineEnd);
         }
         Rule::value(definition);
     } catch (const Exception &failure) {
@@ -90,7 +84,7 @@ void BodyCheck::checkLines(const Buffer &body, bool raw) {
                 // The unterminated rest is neither cut nor counted, and what it matches is not
                 // erased.
                 work_.append(lines.mid(lines.startOfLine()));
-                tryRules(work_);
+                tryAll(work_);
             }
             return;
         }
@@ -117,29 +111,14 @@ bool BodyCheck::checkLine(const Buffer &line) {
 }
 
 bool BodyCheck::checkPiece(const Buffer &piece) {
-    for (const RefRule &rule : tryRules(piece)) {
-        rules_.erase(rule);
-    }
+    eraseAll(rules_, tryAll(piece));
     return matches_->tripped();
 }
 
-// One pass of all rules over a text; answers those that matched. Ends where an addition trips the
-// match set.
-std::list<RefRule> BodyCheck::tryRules(const Buffer &text) {
-    std::list<RefRule> matched;
-    for (const RefRule &rule : *rules_) {
-        if (skips(rule)) {
-            continue;
-        }
-        trace(rule);
-        if (static_cast<const BodyRule &>(*rule).BodyRule::matches(text)) {
-            matched.push_back(rule);
-            if (matches_.add(rule)) {
-                break;
-            }
-        }
-    }
-    return matched;
+std::list<RefRule> BodyCheck::tryAll(const Buffer &text) {
+    return tryRules(rules_, [&text](const Rule &rule) {
+        return static_cast<const BodyRule &>(rule).matches(text);
+    });
 }
 
 } // namespace Corvane::Heuristic

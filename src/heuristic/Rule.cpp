@@ -5,7 +5,11 @@
 
 #include "heuristic/BodyRule.h"
 #include "heuristic/Failure.h"
+#include "heuristic/FullRule.h"
+#include "heuristic/HeaderRule.h"
+#include "heuristic/MetaRule.h"
 #include "heuristic/RawBodyRule.h"
+#include "heuristic/UriRule.h"
 
 namespace Corvane {
 
@@ -25,10 +29,18 @@ constexpr const char *kUnhandledType = "Unhandled rule type";
 
 Rule *s_newRule(Rule::Type type, const std::string &name) {
     switch (type) {
+    case Rule::Header:
+        return new HeaderRule(name);
+    case Rule::Uri:
+        return new UriRule(name);
     case Rule::Body:
         return new BodyRule(name);
     case Rule::RawBody:
         return new RawBodyRule(name);
+    case Rule::Full:
+        return new FullRule(name);
+    case Rule::Meta:
+        return new MetaRule(name);
     default:
         fail("Heuristic::Rule", Exception::kUnknownEnumerator, kFile, __LINE__, kUnhandledType);
     }
@@ -224,6 +236,12 @@ bool RuleCheck::skips(const RefRule &rule) const {
 void RuleCheck::trace(const RefRule &rule) const {
     if (verbose_) {
         std::cout << rule->name() + '\n' << std::flush;
+    }
+}
+
+void RuleCheck::eraseAll(RefRuleList &rules, const std::list<RefRule> &matched) {
+    for (const RefRule &rule : matched) {
+        rules.erase(rule);
     }
 }
 

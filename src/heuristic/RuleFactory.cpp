@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <array>
+#include <list>
 #include <string_view>
 #include <utility>
 
 #include "heuristic/Failure.h"
 #include "heuristic/LogRecords.h"
+#include "heuristic/MetaRule.h"
+#include "host/crypto/DecrypterMediaOut.h"
 #include "host/parser/Buffer.h"
 #include "host/parser/File.h"
 #include "host/parser/Logger.h"
+#include "host/parser/Media.h"
 #include "host/parser/Text.h"
 
 namespace Corvane::Heuristic {
@@ -21,6 +25,9 @@ constexpr unsigned int kParseLine = 328;
 constexpr std::string_view kSectionMarker = "#[lang section]\t";
 constexpr std::string_view kDescribe = "describe";
 constexpr std::string_view kScore = "score";
+constexpr const char *kTemporaryPattern = "/var/spool/tmp/ruleXXXXXX";
+constexpr unsigned int kVectorBytes = 16;
+constexpr unsigned int kPieceBytes = 512;
 constexpr const char *kDefaultScore = "1.0";
 
 const std::map<std::string, Rule::Type> &s_keywords() {
@@ -37,6 +44,17 @@ const std::map<std::string, langID> &s_languages() {
         {"RU", RU},           {"TH", TH}, {"ALL", ALL},
     };
     return s_table;
+}
+
+// The key of encrypted rule files: views static data, so it is good at any time.
+const Buffer &s_ruleFileKey() {
+    static constexpr std::string_view kKey = "4402MeridianRd,EastDepot,K7qz2Tw";
+    static const Buffer s_key(kKey.data(), static_cast<unsigned int>(kKey.size()), true);
+    return s_key;
+}
+
+bool s_holds(const File::Path &directory, const char *name) {
+    return File::Path(directory.asString() + name).exists();
 }
 
 Buffer s_view(const char *text, int length) {
@@ -61,6 +79,29 @@ langID s_section(std::string_view text) {
     const auto found = s_languages().find(name);
     return found == s_languages().end() ? DEFAULT : found->second;
 }
+
+// Marks as used what the meta rules that it is applied to refer to, in one language.
+class MetaSubRuleActivator {
+public:
+    MetaSubRuleActivator(const RuleContainer &container, langID language)
+        : container_(container), language_(language) {}
+
+    void operator()(const RefRule &rule) const {
+        if (rule.isNull()) {
+            return;
+        }
+        for (const std::string &name : static_cast<const MetaRule &>(*rule).names()) {
+            const RefRule found = container_.find(name, language_, false);
+            if (!found.isNull()) {
+                found->used(true);
+            }
+        }
+    }
+
+private:
+    const RuleContainer &container_;
+    langID language_;
+};
 
 // Gives the rules that it is applied to the scores of their names.
 class ScoreAssigner {
@@ -88,9 +129,60 @@ private:
 } // namespace
 
 RuleFileParser::RuleFileParser(RuleContainer &container)
-    : ruleCount_(0), container_(container), line_(0) {}
+    : encrypted_(false), ruleCount_(0), container_(container), line_(0) {}
+
+RuleFileParser::RuleFileParser(const File::Path &directory, RuleContainer &container)
+    : RuleFileParser(container) {
+    File::Selector selector(directory, *this);
+    const bool third = s_holds(directory, "/heuristic.cf3");
+    const bool second = s_holds(directory, "/heuristic.cf2");
+    encrypted_ = s_holds(directory, "/version");
+    std::list<std::string> patterns;
+    if (third) {
+        patterns = {"*.cf3", "*.cf2"};
+    } else {
+        patterns = {second ? "*.cf2" : "*.cf"};
+    }
+    // Last, so that score files win over score lines in rule files.
+    patterns.emplace_back("*.score");
+    selector.patterns(patterns);
+    selector.start();
+    activateMetaSubrules();
+    assignScores();
+}
 
 RuleFileParser::~RuleFileParser() = default;
+
+int RuleFileParser::process(const File::Path &file) {
+    parse(file);
+    return 0;
+}
+
+void RuleFileParser::parse(const File::Path &file) {
+    // The whole path counts, so that a directory of that name takes its score files along.
+    if (encrypted_ && file.asString().find("cf") != std::string::npos) {
+        parseEncrypted(file);
+    } else {
+        parse(file.asString());
+    }
+}
+
+void RuleFileParser::parseEncrypted(const File::Path &file) {
+    FileMediaIn in(file.asString());
+    TempFileMediaOut plain(kTemporaryPattern, true);
+    Buffer piece;
+    in.read(piece, kVectorBytes);
+    Crypto::DecrypterMediaOut decrypter(Crypto::Cipher::kAes256Cbc, s_ruleFileKey(), piece);
+    decrypter.attach(plain);
+    for (in.read(piece, kPieceBytes); !piece.isEmpty(); in.read(piece, kPieceBytes)) {
+        decrypter.write(piece);
+    }
+    decrypter.end();
+    plain.end();
+    const Ref<TempFile> temporary = plain.tmpfile();
+    plain.close();
+    parse(temporary->name());
+}
 
 void RuleFileParser::parse(const std::string &fileName) {
     try {
@@ -201,6 +293,14 @@ void RuleFileParser::parseScore(const char *text, int length) {
         }
     } catch (const Exception &failure) {
         Logger::instance(false).log(kLogScoreRefused, kLogLevel, "%s", failure.asString().c_str());
+    }
+}
+
+void RuleFileParser::activateMetaSubrules() {
+    for (int each = DEFAULT; each < ALL; ++each) {
+        const auto language = static_cast<langID>(each);
+        const RefRuleList &list = container_.metaRules(language);
+        std::for_each(list->begin(), list->end(), MetaSubRuleActivator(container_, language));
     }
 }
 

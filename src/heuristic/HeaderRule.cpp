@@ -1,0 +1,257 @@
+#include "heuristic/HeaderRule.h"
+
+#include <algorithm>
+#include <functional>
+
+#include "heuristic/Definition.h"
+#include "heuristic/Failure.h"
+#include "host/parser/HeaderText.h"
+
+namespace Corvane::Heuristic {
+
+namespace {
+
+constexpr const char *kFile = "HeaderRule";
+constexpr unsigned int kValueLine = 258;
+constexpr unsigned int kMatchesLine = 308;
+constexpr unsigned int kCheckStdListLine = 334;
+constexpr unsigned int kCheckHeaderListLine = 345;
+constexpr const char *kExistsPrefix = "exists:";
+constexpr const char *kIfUnset = "[if-unset:";
+
+Buffer s_view(const std::string &text) {
+    return {text.data(), static_cast<unsigned int>(text.size()), true};
+}
+
+Buffer s_copy(const std::string &text) {
+    return {text.data(), static_cast<unsigned int>(text.size()), false};
+}
+
+const Regex::Expression &s_encodedWord() {
+    static const Regex::Expression s_expression("=\\?.*\\?[BQ]\\?.*\\?=", Regex::kIgnoreCase, true);
+    return s_expression;
+}
+
+} // namespace
+
+Buffer headerValueDecode(const std::string &text) {
+    if (!text.empty() && s_encodedWord()(text, nullptr)) {
+        try {
+            return stringDecodeRfc2047(text);
+        } catch (const Exception &) {
+            // What cannot be decoded is tried as it stands.
+            return s_view(text);
+        }
+    }
+    return s_view(text);
+}
+
+HeaderRuleParameter::HeaderRuleParameter(const Header &header)
+    : Header(header), value_(headerValueDecode(Header::value())) {}
+
+HeaderRuleParameter::~HeaderRuleParameter() = default;
+
+const Buffer &HeaderRuleParameter::raw() const {
+    if (raw_.isEmpty()) {
+        raw_ = s_view(Header::value());
+    }
+    return raw_;
+}
+
+const Buffer &HeaderRuleParameter::addr() const {
+    if (addr_.isEmpty()) {
+        const EmailAddress parsed = EmailAddress::rfc5322Parse(Header::value(), true);
+        addr_ = parsed.isNull() ? Buffer(nullptr, 0, true) : s_copy(parsed.address());
+    }
+    return addr_;
+}
+
+const Buffer &HeaderRuleParameter::name() const {
+    if (name_.isEmpty()) {
+        const EmailAddress parsed = EmailAddress::rfc5322Parse(Header::value(), true);
+        name_ = parsed.isNull() ? Buffer(nullptr, 0, true) : s_copy(parsed.displayName());
+    }
+    return name_;
+}
+
+const Buffer &HeaderRuleParameter::all() const {
+    if (all_.isEmpty()) {
+        wholeText_ = asString();
+        all_ = headerValueDecode(wholeText_);
+    }
+    return all_;
+}
+
+HeaderRule::HeaderRule() : HeaderRule(std::string()) {}
+
+HeaderRule::HeaderRule(const std::string &name) : Rule(Header, name) {}
+
+HeaderRule::~HeaderRule() = default;
+
+void HeaderRule::value(const std::string &definition) {
+    try {
+        parse(definition);
+        Rule::value(definition);
+    } catch (const Exception &failure) {
+        wrap(failure, "HeaderRule::Value", kFile, kValueLine, name());
+    }
+}
+
+void HeaderRule::parse(const std::string &definition) {
+    if (isEval(definition)) {
+        return;
+    }
+    Selection selection;
+    if (definition.rfind(kExistsPrefix, 0) == 0) {
+        selection.exists = true;
+        selection.pattern =
+            StringPattern(definition.substr(std::string(kExistsPrefix).size()), true, false);
+        selection_ = selection;
+        return;
+    }
+    const std::size_t nameEnd = stringFindWhiteSpace(definition, 0);
+    if (nameEnd == std::string::npos) {
+        return;
+    }
+    selectName(selection, definition.substr(0, nameEnd));
+    std::size_t at = stringFindNonWhiteSpace(definition, nameEnd);
+    Regex::Expression expression;
+    // A single character behind the name is no expression, whatever it is.
+    if (at != std::string::npos && at + 1 < definition.size()) {
+        if ((definition[at] == '=' || definition[at] == '!') && definition[at + 1] == '~') {
+            selection.positive = definition[at] == '=';
+            at += 2;
+        }
+        at = stringFindNonWhiteSpace(definition, at);
+        if (at != std::string::npos) {
+            std::string text = definition.substr(at);
+            cutIfUnset(selection, text);
+            expression = Regex::Expression(text, Regex::kDotMatchesAll, true);
+        }
+    }
+    selection_ = selection;
+    expression_ = expression;
+}
+
+void HeaderRule::selectName(Selection &selection, const std::string &name) {
+    if (name == "MESSAGEID") {
+        selection.pattern = StringPattern("Message-Id", true, true);
+        return;
+    }
+    if (name == "ToCc") {
+        selection.pattern = StringPattern("^to|^cc", true, true);
+        return;
+    }
+    selection.all = name == "ALL";
+    std::string plain = selection.all ? "*" : name;
+    const struct {
+        const char *text;
+        bool &flag;
+    } suffixes[] = {
+        {":addr", selection.addr}, {":name", selection.name}, {":raw", selection.raw}};
+    for (const auto &suffix : suffixes) {
+        const std::size_t start = plain.find(suffix.text);
+        if (start != std::string::npos) {
+            suffix.flag = true;
+            plain.erase(start);
+            break;
+        }
+    }
+    selection.pattern = StringPattern(plain, true, false);
+}
+
+void HeaderRule::cutIfUnset(Selection &selection, std::string &expression) {
+    const std::size_t start = expression.find(kIfUnset);
+    if (start == std::string::npos) {
+        return;
+    }
+    const std::size_t colon = expression.find(':', start);
+    const std::size_t bracket = expression.rfind(']');
+    if (bracket != std::string::npos && bracket > colon) {
+        selection.ifUnset = expression.substr(colon + 1, bracket - colon - 1);
+        stringLeftTrim(selection.ifUnset);
+        stringRightTrim(selection.ifUnset);
+    }
+    expression.erase(start);
+}
+
+bool HeaderRule::matches(const HeaderRuleParameter &header) const {
+    try {
+        return test(header);
+    } catch (const Exception &failure) {
+        wrap(failure, "HeaderRule::Value", kFile, kMatchesLine);
+    }
+}
+
+bool HeaderRule::test(const HeaderRuleParameter &header) const {
+    if (!active() || header.isNull() || selection_.pattern.isNull() ||
+        !selection_.pattern.matches(header.type())) {
+        return false;
+    }
+    if (selection_.exists) {
+        return true;
+    }
+    const Buffer &text = chooseText(header);
+    if (expression_.isNull()) {
+        return false;
+    }
+    bool failed = false;
+    const bool matched = expression_(text, &failed);
+    return !failed && matched == selection_.positive;
+}
+
+const Buffer &HeaderRule::chooseText(const HeaderRuleParameter &header) const {
+    if (selection_.all) {
+        return header.all();
+    }
+    if (selection_.raw) {
+        return header.raw();
+    }
+    if (selection_.addr) {
+        return header.addr();
+    }
+    return selection_.name ? header.name() : header.value();
+}
+
+HeaderCheck::HeaderCheck(RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff,
+                         bool verbose)
+    : RuleCheck(matches, ordinalCutoff, verbose), rules_(rules, false) {}
+
+HeaderCheck::HeaderCheck(const HeaderCheck &) = default;
+HeaderCheck &HeaderCheck::operator=(const HeaderCheck &) = default;
+HeaderCheck::~HeaderCheck() = default;
+
+bool HeaderCheck::operator()(const Header &header) {
+    const HeaderRuleParameter parameter(header);
+    const std::list<RefRule> matched = tryRules(rules_, [&parameter](const Rule &rule) {
+        return static_cast<const HeaderRule &>(rule).matches(parameter);
+    });
+    eraseAll(rules_, matched);
+    return matches_->tripped();
+}
+
+void HeaderCheck::check(const EmailAddress &envelopeFrom) {
+    if (!envelopeFrom.isNull()) {
+        (*this)(Header(kSenderName, envelopeFrom.asString()));
+    }
+}
+
+void HeaderCheck::check(const RefHeaderList &headers) {
+    try {
+        HeaderCheck copy(*this);
+        (void)std::find_if(headers->begin(), headers->end(), std::ref(copy));
+    } catch (const Exception &failure) {
+        wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
+    }
+}
+
+void HeaderCheck::check(const std::list<Header> &headers) {
+    try {
+        HeaderCheck copy(*this);
+        (void)std::find_if(headers.begin(), headers.end(), std::ref(copy));
+    } catch (const Exception &failure) {
+        wrap(failure, "HeaderCheck::check", kFile, kCheckStdListLine);
+    }
+}
+
+} // namespace Corvane::Heuristic

@@ -1,0 +1,248 @@
+#include <algorithm>
+#include <array>
+#include <map>
+
+#include "heuristic/BodyRule.h"
+#include "heuristic/FullRule.h"
+#include "heuristic/HeaderRule.h"
+#include "heuristic/MetaRule.h"
+#include "heuristic/Scanner.h"
+#include "heuristic/UriRule.h"
+#include "host/parser/HeaderText.h"
+#include "host/parser/Text.h"
+#include "host/parser/Utf2lang.h"
+
+namespace Corvane::Heuristic {
+
+namespace {
+
+constexpr const char *kSubject = "Subject";
+
+// Room for a header value in UTF-8, its terminator included; a longer value is checked as far as it fits.
+constexpr int kHeaderRoomBytes = 2048;
+
+// Lower-case charset names and the languages that they are used for. ALL marks the charset whose text has to be looked
+// at. A charset that is not listed says nothing.
+const std::map<std::string, langID> s_charsetLanguages = {
+    {"gb18030", CN},     {"gb2312", CN},      {"big5", CN},        {"koi8-r", RU}, {"windows-1251", RU},
+    {"shift_jis", JP},   {"euc-jp", JP},      {"iso-2022-jp", JP}, {"euc-kr", KO}, {"iso-2022-kr", KO},
+    {"uhc", KO},         {"iso-8859-11", TH}, {"utf-8", ALL},
+};
+
+const MPartText *s_text(const MimePart *part, MPartAttribute::Type type) {
+    return part == nullptr ? nullptr : dynamic_cast<const MPartText *>(part->findAttr(type));
+}
+
+langID s_detect(const Buffer &text) {
+    Utf2lang detector;
+    detector.proc(reinterpret_cast<const char *>(text.data()), text.size());
+    if (detector.chinese) {
+        return CN;
+    }
+    if (detector.japanese) {
+        return JP;
+    }
+    if (detector.korean) {
+        return KO;
+    }
+    return detector.russian ? RU : DEFAULT;
+}
+
+// The header with its value repaired to UTF-8, cut to what fits.
+Header s_inUtf8(const Header &header) {
+    const std::string value = header.value();
+    std::array<char, kHeaderRoomBytes> text{};
+    tessel_to_utf8(value.c_str(), text.data(), kHeaderRoomBytes, 0);
+    return {header.type(), std::string(text.data())};
+}
+
+// One message on its way through the stages.
+class MessageScan {
+public:
+    MessageScan(const RuleContainer &rules, langID language, RefMatches &matches,
+                unsigned int cutoff, bool verbose)
+        : rules_(rules), language_(language), matches_(matches), cutoff_(cutoff), verbose_(verbose) {}
+
+    bool tripped() const { return matches_->tripped(); }
+
+    void headers(const EmailAddress &sender, const RefHeaderList &headers) {
+        RefRuleList list(rules_.headerRules(language_), true);
+        HeaderCheck check(list, matches_, cutoff_, verbose_);
+        check.check(sender);
+        RefHeaderList converted(true);
+        for (const Header &header : *headers) {
+            converted->append(s_inUtf8(header));
+        }
+        check.check(converted);
+    }
+
+    // Answers whether a rule was added, as do the next two.
+    bool text(const RefHeaderList &headers, const MPartText *text) {
+        const std::size_t before = matches_->size();
+        RefRuleList list(rules_.bodyRules(language_), true);
+        BodyCheck check(list, matches_, cutoff_, verbose_);
+        // The decoded value may view the header's own text, so the header must outlive the check.
+        const Header subject = headers.find(kSubject);
+        if (!subject.isNull()) {
+            check.check(headerValueDecode(subject.value()), false);
+        }
+        if (text != nullptr) {
+            check.check(text->text(), false);
+        }
+        return matches_->size() > before;
+    }
+
+    bool rawBody(const MPartText *text) {
+        const std::size_t before = matches_->size();
+        RefRuleList list(rules_.rawBodyRules(language_), true);
+        if (text != nullptr) {
+            BodyCheck(list, matches_, cutoff_, verbose_).check(text->text(), true);
+        }
+        return matches_->size() > before;
+    }
+
+    bool secondText(const MPartText *text) {
+        const std::size_t before = matches_->size();
+        RefRuleList list(rules_.bodyRules(language_), true);
+        if (text != nullptr && (text->flags() & MPartText::kDiffers) != 0) {
+            BodyCheck(list, matches_, cutoff_, verbose_).check(text->text(), false);
+        }
+        return matches_->size() > before;
+    }
+
+    void uris(const UriContainer *uris) {
+        if (uris != nullptr) {
+            UriCheck(rules_.uriRules(language_), matches_, cutoff_, verbose_).check(*uris);
+        }
+    }
+
+    void full(const RefHeaderList &headers) {
+        const RefRuleList list(rules_.fullRules(language_), true);
+        FullCheck(list, matches_, cutoff_, verbose_).check(headers);
+    }
+
+    void meta() { MetaCheck(rules_.metaRules(language_), matches_, cutoff_, verbose_).check(); }
+
+    // The stages over the main part; answers which of them have added a rule.
+    unsigned int mainPart(const RefHeaderList &headers, const MimePart &part) {
+        unsigned int mask = 0;
+        if (!tripped() && text(headers, s_text(&part, MPartAttribute::Text))) {
+            mask |= Scanner::kTextMatched;
+        }
+        if (!tripped() && rawBody(s_text(&part, MPartAttribute::RawText))) {
+            mask |= Scanner::kRawBodyMatched;
+        }
+        if (!tripped() && secondText(s_text(&part, MPartAttribute::AltText))) {
+            mask |= Scanner::kSecondTextMatched;
+        }
+        if (!tripped()) {
+            uris(dynamic_cast<const UriContainer *>(part.findAttr(MPartAttribute::Uris)));
+        }
+        return mask;
+    }
+
+private:
+    const RuleContainer &rules_;
+    langID language_;
+    RefMatches &matches_;
+    unsigned int cutoff_;
+    bool verbose_;
+};
+
+} // namespace
+
+langID Scanner::selectLanguage(const MimePart *textPart) {
+    const MPartText *text = s_text(textPart, MPartAttribute::Text);
+    if (text == nullptr) {
+        return DEFAULT;
+    }
+    std::string charset;
+    copyStringToLower(text->charset().c_str(), charset, 0, text->charset().size());
+    const auto found = s_charsetLanguages.find(charset);
+    if (found == s_charsetLanguages.end()) {
+        return DEFAULT;
+    }
+    return found->second == ALL ? s_detect(text->text()) : found->second;
+}
+
+unsigned int Scanner::process(RefMatches &matches, const RefMessageProperties &message,
+                              const EmailAddress &sender, unsigned int percent, bool verbose) {
+    if (!ready()) {
+        return 0;
+    }
+    const MimePart *part = message->part().operator->();
+    const RefHeaderList &headers = message->headers();
+    MessageScan scan(rules(), selectLanguage(part), matches, getordinalCutoff(percent), verbose);
+    if (!scan.tripped()) {
+        scan.headers(sender, headers);
+    }
+    const unsigned int mask = part == nullptr ? 0 : scan.mainPart(headers, *part);
+    if (!scan.tripped()) {
+        scan.full(headers);
+    }
+    if (!scan.tripped()) {
+        scan.meta();
+    }
+    return mask;
+}
+
+void Scanner::process(RefRuleList &rules, RefMatches &matches, const Buffer &text, bool verbose) {
+    if (!matches->tripped()) {
+        FullCheck(rules, matches, 0, verbose).check(text);
+    }
+}
+
+bool Scanner::checkRaw(RefMatches &matches, langID language, const Buffer &body,
+                       unsigned int percent, bool verbose) {
+    if (!ready() || matches->tripped()) {
+        return false;
+    }
+    RefRuleList list(rules().rawBodyRules(language), true);
+    const std::size_t before = matches->size();
+    BodyCheck(list, matches, getordinalCutoff(percent), verbose).check(body, true);
+    return matches->size() > before;
+}
+
+bool Scanner::check(RefMatches &matches, langID language, const Buffer &body, unsigned int percent,
+                    bool verbose) {
+    if (!ready() || matches->tripped()) {
+        return false;
+    }
+    RefRuleList list(rules().bodyRules(language), true);
+    const std::size_t before = matches->size();
+    BodyCheck(list, matches, getordinalCutoff(percent), verbose).check(body, false);
+    return matches->size() > before;
+}
+
+void Scanner::check(RefMatches &matches, langID language, const EmailAddress &sender,
+                    unsigned int percent, bool verbose) {
+    if (ready() && !matches->tripped()) {
+        RefRuleList list(rules().headerRules(language), true);
+        HeaderCheck(list, matches, getordinalCutoff(percent), verbose).check(sender);
+    }
+}
+
+void Scanner::check(RefMatches &matches, langID language, const HeaderContainer &headers,
+                    unsigned int percent, bool verbose) {
+    if (!ready()) {
+        return;
+    }
+    const unsigned int cutoff = getordinalCutoff(percent);
+    if (!matches->tripped()) {
+        RefRuleList list(rules().headerRules(language), true);
+        HeaderCheck(list, matches, cutoff, verbose).check(headers.headers());
+    }
+    if (!matches->tripped()) {
+        RefRuleList list(rules().bodyRules(language), true);
+        const Header subject = headers.find(kSubject);
+        if (!subject.isNull()) {
+            BodyCheck(list, matches, cutoff, verbose).check(headerValueDecode(subject.value()), false);
+        }
+    }
+    if (!matches->tripped()) {
+        const RefRuleList list(rules().fullRules(language), true);
+        FullCheck(list, matches, cutoff, verbose).check(headers.headers());
+    }
+}
+
+} // namespace Corvane::Heuristic
