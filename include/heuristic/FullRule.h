@@ -50,7 +50,8 @@ private:
 class CORVANE_HEURISTIC_API FullCheck : public RuleCheck {
 public:
     // Works on the caller's list, which must hold full rules only. Copies of a check share list and match set.
-    FullCheck(const RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff, bool verbose);
+    FullCheck(const RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff,
+              bool verbose);
     FullCheck(const FullCheck &);
     FullCheck &operator=(const FullCheck &);
     virtual ~FullCheck();

@@ -142,7 +142,8 @@ private:
 class CORVANE_HEURISTIC_API MetaCheck : public RuleCheck {
 public:
     // Reads the caller's list, which must hold meta rules only; nothing is erased from it.
-    MetaCheck(const RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff, bool verbose);
+    MetaCheck(const RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff,
+              bool verbose);
     MetaCheck(const MetaCheck &);
     MetaCheck &operator=(const MetaCheck &);
     virtual ~MetaCheck();

@@ -110,6 +110,8 @@ bool FullTap::write(const Buffer &data) {
     return true;
 }
 
-bool FullTap::end() { return pending_.endOfBuffer(); }
+bool FullTap::end() {
+    return pending_.endOfBuffer();
+}
 
 } // namespace Corvane::Heuristic

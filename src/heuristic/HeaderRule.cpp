@@ -147,8 +147,7 @@ void HeaderRule::selectName(Selection &selection, const std::string &name) {
     const struct {
         const char *text;
         bool &flag;
-    } suffixes[] = {
-        {":addr", selection.addr}, {":name", selection.name}, {":raw", selection.raw}};
+    } suffixes[] = {{":addr", selection.addr}, {":name", selection.name}, {":raw", selection.raw}};
     for (const auto &suffix : suffixes) {
         const std::size_t start = plain.find(suffix.text);
         if (start != std::string::npos) {

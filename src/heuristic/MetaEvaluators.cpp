@@ -21,9 +21,13 @@ using Atom = MetaRule::Atom;
 }
 
 // NaN is true: it is not 0.0.
-bool s_isTrue(float value) { return value != 0.0F; }
+bool s_isTrue(float value) {
+    return value != 0.0F;
+}
 
-float s_number(bool value) { return value ? 1.0F : 0.0F; }
+float s_number(bool value) {
+    return value ? 1.0F : 0.0F;
+}
 
 float s_compare(char code, float left, float right) {
     switch (code) {
@@ -245,8 +249,7 @@ float MetaRuleArithmeticEvaluator::reduce(std::size_t start) const {
     for (std::size_t at = start; at < stack_.size(); ++at) {
         const Atom &atom = stack_[at];
         // * and / have done their work already; one that is left counts as a value of 0.0.
-        const bool isOperator =
-            atom.type() == Atom::Operator && !atom.is('*') && !atom.is('/');
+        const bool isOperator = atom.type() == Atom::Operator && !atom.is('*') && !atom.is('/');
         if (!isOperator) {
             float next = atomToFloat(atom);
             if (negate) {

@@ -26,9 +26,9 @@ constexpr std::string_view kMinorKey = "CF_HR_VERSION=";
 using Getter = RefRuleList &(RuleContainer::*)(langID) const;
 
 // Every list of rules of one language, in the order in which they are counted.
-constexpr std::array<Getter, 6> kLists = {
-    &RuleContainer::headerRules, &RuleContainer::bodyRules, &RuleContainer::rawBodyRules,
-    &RuleContainer::uriRules,    &RuleContainer::fullRules, &RuleContainer::metaRules};
+constexpr std::array<Getter, 6> kLists = {&RuleContainer::headerRules,  &RuleContainer::bodyRules,
+                                          &RuleContainer::rawBodyRules, &RuleContainer::uriRules,
+                                          &RuleContainer::fullRules,    &RuleContainer::metaRules};
 
 template <class Visit>
 void s_forEachList(const RuleContainer &rules, Visit visit) {
@@ -137,11 +137,17 @@ bool Scanner::waitUntilReady() {
     return m_ready;
 }
 
-bool Scanner::ready() const { return m_ready; }
+bool Scanner::ready() const {
+    return m_ready;
+}
 
-RuleContainer &Scanner::rules() const { return (*this)->container; }
+RuleContainer &Scanner::rules() const {
+    return (*this)->container;
+}
 
-unsigned int Scanner::ruleCount() const { return (*this)->ruleCount; }
+unsigned int Scanner::ruleCount() const {
+    return (*this)->ruleCount;
+}
 
 unsigned int Scanner::getordinalCutoff(unsigned int percent) const {
     if (percent == 0) {

@@ -1,6 +1,10 @@
 #include <algorithm>
 #include <array>
+#include <list>
 #include <map>
+#include <utility>
+
+#include <boost/assign/list_of.hpp>
 
 #include "heuristic/BodyRule.h"
 #include "heuristic/FullRule.h"
@@ -23,11 +27,12 @@ constexpr int kHeaderRoomBytes = 2048;
 
 // Lower-case charset names and the languages that they are used for. ALL marks the charset whose text has to be looked
 // at. A charset that is not listed says nothing.
-const std::map<std::string, langID> s_charsetLanguages = {
-    {"gb18030", CN},     {"gb2312", CN},      {"big5", CN},        {"koi8-r", RU}, {"windows-1251", RU},
-    {"shift_jis", JP},   {"euc-jp", JP},      {"iso-2022-jp", JP}, {"euc-kr", KO}, {"iso-2022-kr", KO},
-    {"uhc", KO},         {"iso-8859-11", TH}, {"utf-8", ALL},
-};
+using CharsetLanguage = std::pair<std::string, langID>;
+const std::list<CharsetLanguage> s_charsetList =
+    boost::assign::list_of<CharsetLanguage>("gb18030", CN)("gb2312", CN)("big5", CN)("koi8-r", RU)(
+        "windows-1251", RU)("shift_jis", JP)("euc-jp", JP)("iso-2022-jp", JP)("euc-kr", KO)(
+        "iso-2022-kr", KO)("uhc", KO)("iso-8859-11", TH)("utf-8", ALL);
+const std::map<std::string, langID> s_charsetLanguages(s_charsetList.begin(), s_charsetList.end());
 
 const MPartText *s_text(const MimePart *part, MPartAttribute::Type type) {
     return part == nullptr ? nullptr : dynamic_cast<const MPartText *>(part->findAttr(type));
@@ -61,7 +66,8 @@ class MessageScan {
 public:
     MessageScan(const RuleContainer &rules, langID language, RefMatches &matches,
                 unsigned int cutoff, bool verbose)
-        : rules_(rules), language_(language), matches_(matches), cutoff_(cutoff), verbose_(verbose) {}
+        : rules_(rules), language_(language), matches_(matches), cutoff_(cutoff),
+          verbose_(verbose) {}
 
     bool tripped() const { return matches_->tripped(); }
 
@@ -236,7 +242,8 @@ void Scanner::check(RefMatches &matches, langID language, const HeaderContainer 
         RefRuleList list(rules().bodyRules(language), true);
         const Header subject = headers.find(kSubject);
         if (!subject.isNull()) {
-            BodyCheck(list, matches, cutoff, verbose).check(headerValueDecode(subject.value()), false);
+            BodyCheck(list, matches, cutoff, verbose)
+                .check(headerValueDecode(subject.value()), false);
         }
     }
     if (!matches->tripped()) {

@@ -37,7 +37,8 @@ bool UriRule::matches(const Corvane::Uri &uri) const {
     return matched && !failed;
 }
 
-UriCheck::UriCheck(RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff, bool verbose)
+UriCheck::UriCheck(RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff,
+                   bool verbose)
     : RuleCheck(matches, ordinalCutoff, verbose), rules_(rules, true) {}
 
 UriCheck::UriCheck(const UriCheck &) = default;
