@@ -6,13 +6,19 @@
 #   corvane_add_test(<name> SOURCES ... BOXES ... [LIBRARIES ...])
 #       A GoogleTest program over the object libraries of BOXES, so that it can reach what the shared objects hide.
 #       All boxes that it needs, also indirectly, must be named: objects do not pull in other objects.
+#   corvane_add_header_check(<name>)
+#       Compiles every public header alone, twice in a row, as C++17 and as C++20. A header that leans on another one,
+#       lacks its guard or is C++20 only stops the build.
 
-add_library(corvane_options INTERFACE)
-target_compile_features(corvane_options INTERFACE cxx_std_20)
-target_compile_options(corvane_options INTERFACE
+add_library(corvane_warnings INTERFACE)
+target_compile_options(corvane_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
   -Wcast-align -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wimplicit-fallthrough -Wundef
   $<$<BOOL:${CORVANE_WERROR}>:-Werror>)
+
+add_library(corvane_options INTERFACE)
+target_compile_features(corvane_options INTERFACE cxx_std_20)
+target_link_libraries(corvane_options INTERFACE corvane_warnings)
 
 function(corvane_add_box box)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT" "SOURCES;BOXES;LIBRARIES")
@@ -55,4 +61,22 @@ function(corvane_add_test name)
     CORVANE_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()
+
+function(corvane_add_header_check name)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/include/*.h)
+  set(sources)
+  foreach(header IN LISTS headers)
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/${name}/${header}.cpp)
+    file(CONFIGURE OUTPUT ${source} CONTENT "#include \"@header@\"\n#include \"@header@\"\n" @ONLY)
+    list(APPEND sources ${source})
+  endforeach()
+  foreach(standard IN ITEMS 17 20)
+    add_library(${name}-${standard} OBJECT ${sources})
+    target_include_directories(${name}-${standard} PRIVATE ${PROJECT_SOURCE_DIR}/include)
+    target_link_libraries(${name}-${standard} PRIVATE corvane_warnings)
+    target_compile_options(${name}-${standard} PRIVATE -Werror)
+    set_target_properties(${name}-${standard} PROPERTIES
+      CXX_STANDARD ${standard} CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
+  endforeach()
 endfunction()

@@ -4,8 +4,11 @@
 // The rule-file parser. A rule set is plain text, one statement a line:
 //
 //     # a comment
-//     #[lang section]<TAB>CN        the rules below are Chinese ones, to the next section or the
-//     end of the file body FREE_OFFER /free offer/i score FREE_OFFER 2.5
+//     #[lang section]<TAB>CN
+//     body FREE_OFFER /free offer/i
+//     score FREE_OFFER 2.5
+//
+// A section names the language of the rules below it, to the next section or the end of the file.
 //
 // One parser reads all files of a rule set, so that ordinals, duplicates and scores run across
 // them:

@@ -6,8 +6,10 @@
 // stringDecodeRfc2047() decodes them:
 //
 //     char utf8[2048] = {};
-//     tessel_to_utf8("=?utf-8?Q?caf=C3=A9?= \xE9", utf8, sizeof utf8, 0); // "=?utf-8?Q?caf=C3=A9?=
-//     é" const Buffer decoded = stringDecodeRfc2047(utf8);                   // "café é"
+//     tessel_to_utf8("=?utf-8?Q?caf=C3=A9?= \xE9", utf8, sizeof utf8, 0);
+//     const Buffer decoded = stringDecodeRfc2047(utf8);
+//
+// gives "=?utf-8?Q?caf=C3=A9?= é" and then "café é".
 //
 // Both take time linear in the text.
 //
