@@ -70,6 +70,14 @@ TEST_F(ScanCommandTest, ReadsStandardInput) {
     EXPECT_EQ(outcome.status, 0);
 }
 
+TEST_F(ScanCommandTest, NamesTheLimitThatAMessageRanInto) {
+    const std::string subject(20000, 'x');
+    const Outcome outcome =
+        scan("body APPLE /apple/\n", {"-"}, "Subject: " + subject + "\n\napple\n");
+    EXPECT_THAT(outcome.out, testing::EndsWith("APPLE\n            cut at  header-value-bytes\n"));
+    EXPECT_EQ(outcome.status, 0);
+}
+
 TEST_F(ScanCommandTest, AnUnreadMessageDoesNotStopTheOthersAndWins) {
     const std::string file = message();
     const Outcome outcome =
