@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "heuristic/LogRecords.h"
+
 namespace Corvane::Cli {
 
 namespace {
@@ -22,6 +24,24 @@ std::string s_cutPlace(std::string &text, const std::string &file) {
     return place;
 }
 
+// What a record says to whoever wrote the rules; its own text is for programs that filter logs.
+const char *s_meaning(unsigned int id) {
+    switch (id) {
+    case Heuristic::kLogEvalValue:
+        return "an eval: rule is loaded but never matches";
+    case Heuristic::kLogNoExpression:
+        return "a rule without expression was tried";
+    case Heuristic::kLogScoreRefused:
+        return "a score line was left out";
+    case Heuristic::kLogRuleRefused:
+        return "a rule was left out";
+    case Heuristic::kLogDuplicateRule:
+        return "a rule's name is taken, the first one counts";
+    default:
+        return "log";
+    }
+}
+
 } // namespace
 
 LogSummary::LogSummary()
@@ -40,7 +60,10 @@ void LogSummary::file(const std::string &file) {
 void LogSummary::take(unsigned int id, const std::string &record) {
     Synchronized lock(mutex_);
     std::string text = record;
-    const std::string place = s_cutPlace(text, file_);
+    std::string place = s_cutPlace(text, file_);
+    if (place.empty()) {
+        place = file_;
+    }
     const auto [found, isNew] = index_.emplace(std::make_pair(id, text), entries_.size());
     if (isNew) {
         entries_.push_back({id, text, place, 0});
@@ -56,15 +79,16 @@ void LogSummary::show(std::ostream &out) {
         index_.clear();
     }
     for (const Entry &entry : entries) {
-        out << "corvane: log record 0x" << std::hex << entry.id << std::dec;
+        out << "corvane: " << s_meaning(entry.id);
         if (entry.count > 1) {
             out << ", " << entry.count << " times";
         }
         if (!entry.firstPlace.empty()) {
-            out << (entry.count > 1 ? ", first at " : ", at ")
+            out << (entry.count > 1 ? ", first in " : ", in ")
                 << Logger::printable(entry.firstPlace);
         }
-        out << ": " << Logger::printable(entry.text) << '\n';
+        out << ": " << Logger::printable(entry.text) << " (log record 0x" << std::hex << entry.id
+            << std::dec << ")\n";
     }
 }
 

@@ -19,8 +19,13 @@ namespace {
     throw Exception(reason, Exception::kGeneral, nullptr, 0);
 }
 
+std::string s_called(const std::string &name) {
+    return name == kStandardInput ? "standard input" : "'" + name + "'";
+}
+
 [[noreturn]] void s_refuseUnreadable(const std::string &name) {
-    s_refuse("cannot read message '" + name + "': " + std::generic_category().message(errno));
+    s_refuse("cannot read message " + s_called(name) + ": " +
+             std::generic_category().message(errno) + "; name a file that holds one message");
 }
 
 // An open file that closes itself; standard input stays open.
@@ -83,15 +88,15 @@ Buffer s_readAll(const Source &source, std::size_t most) {
 Buffer readMessage(const std::string &name, unsigned int maxBytes) {
     const Source source(name);
     if (source.isDirectory()) {
-        s_refuse("'" + name + "' is a directory, not a message; name the message files in it");
+        s_refuse(s_called(name) + " is a directory, not a message; name the message files in it");
     }
     Buffer bytes = s_readAll(source, static_cast<std::size_t>(maxBytes) + 1);
     if (bytes.isEmpty()) {
-        s_refuse("'" + name + "' is empty; a message has at least a header");
+        s_refuse(s_called(name) + " is empty; a message has at least a header");
     }
     const unsigned char *end = bytes.data() + bytes.length();
     if (std::all_of(bytes.data(), end, [](unsigned char byte) { return byte == 0; })) {
-        s_refuse("'" + name + "' is no message: it holds nothing but NUL bytes");
+        s_refuse(s_called(name) + " is no message: it holds nothing but NUL bytes");
     }
     return bytes;
 }

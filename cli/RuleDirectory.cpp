@@ -20,6 +20,11 @@ constexpr const char *kPattern = "*.cf";
     throw Exception(reason, Exception::kGeneral, nullptr, 0);
 }
 
+[[noreturn]] void s_refuseFile(const File::Path &file, const std::string &reason) {
+    s_refuse("cannot read rule file '" + file.asString() + "': " + reason +
+             "; make it readable or take it out of the directory");
+}
+
 // Hands each file that the selector finds to the parser.
 class Loader : public File::Processor {
 public:
@@ -28,11 +33,14 @@ public:
     int process(const File::Path &file) override {
         // The parser passes over what it cannot open; whoever named the directory must hear of it.
         if (access(file, R_OK) != 0) {
-            s_refuse("cannot read rule file '" + file.asString() +
-                     "': " + std::generic_category().message(errno));
+            s_refuseFile(file, std::generic_category().message(errno));
         }
         log_.file(file.asString());
-        parser_.parse(file.asString());
+        try {
+            parser_.parse(file.asString());
+        } catch (const Exception &failure) {
+            s_refuseFile(file, failure.asString());
+        }
         log_.file({});
         ++files_;
         return 0;
@@ -62,7 +70,9 @@ unsigned int loadRuleDirectory(const std::string &directory, Heuristic::RuleCont
                                LogSummary &log) {
     const File::Path path(directory);
     if (!path.exists()) {
-        s_refuse("rule directory '" + directory + "' does not exist or cannot be reached");
+        s_refuse("rule directory '" + directory +
+                 "' does not exist or cannot be reached; name the directory that holds the " +
+                 kPattern + " files");
     }
     if (!path.isDirectory()) {
         s_refuse("'" + directory + "' is no directory; name the directory that holds the " +

@@ -139,11 +139,11 @@ void addScanCommand(CLI::App &app, ScanOptions &options) {
         ->capture_default_str()
         ->check(s_refuseNonFinite, "")
         ->type_name("SCORE");
-    scan->add_option("messages", options.messages, "Message files; - is standard input")
+    scan->add_option("MESSAGE", options.messages, "Message files; - is standard input")
         ->required()
-        ->type_name("MESSAGE");
+        ->type_name("");
     scan->footer("Exit status: 0 no message is over the threshold, 1 at least one is, 2 something "
-                 "could not be read.");
+                 "could not be read.\n");
 }
 
 int runScan(const ScanOptions &options, std::ostream &out, std::ostream &err) {
@@ -164,8 +164,9 @@ int runScan(const ScanOptions &options, std::ostream &out, std::ostream &err) {
     }
     log.show(err);
     if (options.messages.size() > 1) {
-        out << totals.scanned << " messages scanned, " << totals.over << " over "
-            << std::defaultfloat << options.threshold << ", " << totals.failed << " not read\n";
+        out << totals.scanned << " of " << options.messages.size() << " messages scanned, "
+            << totals.over << " over " << std::defaultfloat << options.threshold << ", "
+            << totals.failed << " not read\n";
     }
     out.flush();
     if (!out) {

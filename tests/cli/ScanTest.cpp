@@ -82,7 +82,7 @@ TEST_F(ScanCommandTest, AnUnreadMessageDoesNotStopTheOthersAndWins) {
     const std::string file = message();
     const Outcome outcome =
         scan("body APPLE /apple/\nscore APPLE 9\n", {file, directory_.path("missing.eml"), file});
-    EXPECT_THAT(outcome.out, HasSubstr("2 messages scanned, 2 over 5, 1 not read\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("2 of 3 messages scanned, 2 over 5, 1 not read\n"));
     EXPECT_THAT(outcome.err, HasSubstr("missing.eml"));
     EXPECT_EQ(outcome.status, 2);
 }
@@ -91,11 +91,13 @@ TEST_F(ScanCommandTest, EqualLogRecordsAreShownOnceWithCountAndFirstPlace) {
     const Outcome outcome = scan("body APPLE /apple/\nmeta A x && y\nmeta B x && y\n"
                                  "body BAD /(/\nbody APPLE /pear/\n",
                                  {message()});
-    EXPECT_THAT(outcome.err,
-                testing::MatchesRegex("corvane: log record 0x3000034, 2 times, first at "
-                                      ".*/rules\\.cf:2: .*\n"
-                                      "corvane: log record 0x3000034, at .*/rules\\.cf:4: .*BAD.*\n"
-                                      "corvane: log record 0x3000035: APPLE\n"));
+    EXPECT_THAT(
+        outcome.err,
+        testing::MatchesRegex(
+            "corvane: a rule was left out, 2 times, first in .*/rules\\.cf:2: .*0x3000034.\n"
+            "corvane: a rule was left out, in .*/rules\\.cf:4: .*BAD.*0x3000034.\n"
+            "corvane: a rule's name is taken, the first one counts, in .*/rules\\.cf: "
+            "APPLE .*0x3000035.\n"));
     EXPECT_EQ(outcome.status, 0);
 }
 
@@ -169,14 +171,14 @@ const BadInput kBadInputs[] = {
     {"MessageMissing", {"--rules", "$/rules", "$/no.eml"}, {"'$/no.eml'", "No such file"}},
     {"MessageIsADirectory", {"--rules", "$/rules", "$/mail"}, {"'$/mail' is a directory", "name"}},
     {"MessageIsEmpty", {"--rules", "$/rules", "$/empty.eml"}, {"'$/empty.eml' is empty"}},
-    {"StandardInputIsEmpty", {"--rules", "$/rules", "-"}, {"'-' is empty"}},
+    {"StandardInputIsEmpty", {"--rules", "$/rules", "-"}, {"standard input is empty"}},
     {"MessageIsNuls", {"--rules", "$/rules", "$/nuls.eml"}, {"'$/nuls.eml'", "NUL bytes"}},
     {"MessageFailsInReading", {"--rules", "$/rules", "/proc/self/mem"}, {"'/proc/self/mem'"}},
     {"ThresholdNaN", {"--rules", "$/rules", "--threshold", "nan", "$/good.eml"}, {"threshold"}},
     {"ThresholdInfinite", {"--rules", "$/rules", "--threshold=inf", "$/good.eml"}, {"'inf'"}},
     {"ThresholdNoNumber", {"--rules", "$/rules", "--threshold", "x", "$/good.eml"}, {"'x'"}},
     {"NoArguments", {}, {"--rules is required", "--help"}},
-    {"NoMessage", {"--rules", "$/rules"}, {"messages is required", "--help"}},
+    {"NoMessage", {"--rules", "$/rules"}, {"MESSAGE is required", "--help"}},
     {"UnknownOption", {"--rules", "$/rules", "--fast", "$/good.eml"}, {"--fast", "--help"}},
 };
 
@@ -201,7 +203,8 @@ TEST_F(ScanCommandTest, RuleFileThatCannotBeReadIsNamed) {
 TEST_F(ScanCommandTest, RuleFileThatFailsWhileItIsReadStopsTheScan) {
     ASSERT_EQ(symlink("/proc/self/mem", directory_.path("broken.cf").c_str()), 0);
     const Outcome outcome = scan("body APPLE /apple/\n", {message()});
-    EXPECT_THAT(outcome.err, HasSubstr("Input/output error"));
+    EXPECT_THAT(outcome.err,
+                testing::AllOf(HasSubstr("broken.cf'"), HasSubstr("Input/output error")));
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.status, 2);
 }
@@ -209,7 +212,8 @@ TEST_F(ScanCommandTest, RuleFileThatFailsWhileItIsReadStopsTheScan) {
 TEST(Command, WithoutASubcommandSaysHowToGoOn) {
     const Outcome none = corvane({});
     EXPECT_EQ(none.status, 2);
-    EXPECT_THAT(none.err, HasSubstr("--help"));
+    EXPECT_THAT(none.err, testing::AllOf(HasSubstr("scan"), HasSubstr("--help")));
+    EXPECT_THAT(corvane({"scann", "x"}).err, HasSubstr("unknown subcommand 'scann'"));
     const Outcome help = corvane({"scan", "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, testing::AllOf(HasSubstr("--rules"), HasSubstr("Exit status")));
