@@ -28,6 +28,36 @@ std::size_t s_nameLength(std::string_view line) {
     return colon != kNone && line[colon] == ':' ? length : 0;
 }
 
+bool s_isBlank(std::string_view line) {
+    return line.find_first_not_of(" \t") == kNone;
+}
+
+// Whether the line at lines starts or continues a header.
+bool s_startsHeader(LineReader lines) {
+    std::string_view line;
+    return lines.next(line) && !line.empty() && (s_isContinuation(line) || s_nameLength(line) != 0);
+}
+
+// Moves on to the next header where one follows within a few lines and before an empty one. More
+// lines than that are rather a body without an empty line before it.
+bool s_skipStrayLines(LineReader &lines, const HeaderBlockReader::IsEnd &isEnd) {
+    constexpr int kMaxStrayLines = 8;
+    LineReader ahead = lines;
+    std::string_view line;
+    std::size_t start = ahead.offset();
+    for (int count = 0; count <= kMaxStrayLines && ahead.next(line) && !line.empty(); ++count) {
+        if (isEnd(line)) {
+            return false;
+        }
+        if (s_nameLength(line) != 0) {
+            lines.offset(start);
+            return true;
+        }
+        start = ahead.offset();
+    }
+    return false;
+}
+
 } // namespace
 
 LineReader::LineReader(std::string_view bytes)
@@ -133,13 +163,12 @@ HeaderContainer HeaderBlockReader::read(LineReader &lines, const IsEnd &isEnd) {
         }
         const std::size_t name = s_nameLength(line);
         const bool continues = s_isContinuation(line) && !builder.isEmpty();
+        if (continues && s_isBlank(line) && !s_startsHeader(lines)) {
+            break;
+        }
         if (name == 0 && !continues) {
-            std::string_view following;
-            LineReader ahead = lines;
-            const bool stray =
-                !builder.isEmpty() && ahead.next(following) && s_nameLength(following) != 0;
-            if (!stray) {
-                lines.offset(start);
+            lines.offset(start);
+            if (builder.isEmpty() || !s_skipStrayLines(lines, isEnd)) {
                 break;
             }
             continue;

@@ -46,8 +46,8 @@ public:
     using IsEnd = std::function<bool(std::string_view line)>;
 
     // Reads the block at lines, values unfolded, and leaves lines at the body: behind an empty
-    // line, or at a line that isEnd accepts, or at one that belongs to no header and is not
-    // followed by one either.
+    // line, or at a line that isEnd accepts, or at one that belongs to no header where none follows
+    // soon. Such lines between headers are passed over.
     HeaderContainer read(LineReader &lines, const IsEnd &isEnd);
 
 private:

@@ -112,20 +112,25 @@ std::string_view s_view(const xmlChar *text) {
 
 constexpr std::string_view kCommentStart = "<!--";
 
+bool s_isLetter(char c) {
+    const char lower = toLowerAscii(c);
+    return lower >= 'a' && lower <= 'z';
+}
+
 // Whether the '<' in front starts what the parser must not see: a comment, a declaration, an
-// instruction, or the end of the body or the document.
+// instruction, an end tag without a name, or the end of the body or the document.
 bool s_isSpecial(std::string_view html) {
     constexpr std::size_t kEndTagBytes = 6;
-    if (html.size() < 2) {
-        return false;
+    if (html.size() < 3 || html[1] != '/') {
+        return html.size() > 1 && (html[1] == '!' || html[1] == '?');
     }
-    if (html[1] != '/' || html.size() < kEndTagBytes) {
-        return html[1] == '!' || html[1] == '?';
+    if (!s_isLetter(html[2]) || html.size() < kEndTagBytes) {
+        return !s_isLetter(html[2]);
     }
     std::string name;
     copyStringToLower(html.data(), name, 2, kEndTagBytes - 2);
-    const char after = html.size() > kEndTagBytes ? toLowerAscii(html[kEndTagBytes]) : ' ';
-    return (name == "html" || name == "body") && (after < 'a' || after > 'z');
+    const char after = html.size() > kEndTagBytes ? html[kEndTagBytes] : ' ';
+    return (name == "html" || name == "body") && !s_isLetter(after);
 }
 
 std::size_t s_findSpecial(std::string_view html) {
@@ -368,7 +373,7 @@ std::string Renderer::render(std::string_view html) {
             html.remove_prefix(1);
             continue;
         }
-        if (html[1] == '/') {
+        if (html[1] == '/' && s_isLetter(html[2])) {
             feed("<br>");
         }
         html.remove_prefix(s_specialLength(html));

@@ -109,7 +109,7 @@ private:
 
 RefHeaderList Reading::headers(HeaderBlockReader &blocks, LineReader &lines) {
     s_skipEnvelope(message_, lines);
-    const RefHeaderList list(true);
+    RefHeaderList list(true);
     static_cast<HeaderContainer &>(*list) =
         blocks.read(lines, [](std::string_view) { return false; });
     for (const Header &header : *list) {

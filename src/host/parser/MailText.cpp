@@ -12,9 +12,13 @@ namespace {
 
 constexpr std::size_t kNoBranch = std::string::npos;
 
-bool s_endsWith(const std::string &text, std::string_view tail) {
-    return text.size() >= tail.size() &&
-           std::string_view(text).substr(text.size() - tail.size()) == tail;
+// "html", "htm" and what is built on them, such as "x-amp-html".
+bool s_isHtml(const std::string &subtype) {
+    const auto endsIn = [&subtype](std::string_view tail) {
+        return subtype.size() >= tail.size() &&
+               subtype.compare(subtype.size() - tail.size(), tail.size(), tail) == 0;
+    };
+    return endsIn("html") || endsIn("htm");
 }
 
 // Length of the text's front that is at most length bytes and ends between two characters.
@@ -77,7 +81,7 @@ void MailText::assignRoles() {
             continue;
         }
         const std::string &parentType = entities_[entities_[place].parent].content.subtype;
-        if (s_endsWith(content.subtype, "html")) {
+        if (s_isHtml(content.subtype)) {
             roles_[place] = Role::Html;
         } else if (content.subtype == "plain" || parentType != "alternative") {
             roles_[place] = Role::Plain;

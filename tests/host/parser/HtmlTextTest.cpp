@@ -85,7 +85,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "<html><body>a</body></html><html><head><style>x</style></head>"
                 "<body>b</body></html>",
                 "a\nb"},
-        HtmlRow{"comments", "a<!-->b<!--->c<!-- > -- --!>d<!--<!x>-->e<p title='<!--'>f</P><!--g",
+        HtmlRow{"comments",
+                "a<!-->b<!--->c<!-- > -- --!>d<!--<!x>-->e</!--x--></><p title='<!--'>f</P><!--g",
                 "abcde\nf"},
         HtmlRow{"markupInScript", "<script>'<!--</html>'</script>a<style><!-- </style>b", "ab"},
         HtmlRow{"declarations",

@@ -151,6 +151,11 @@ INSTANTIATE_TEST_SUITE_P(
         TextRow{"boundaryEndsHeaders",
                 kMultipart + "--b\nContent-Type: text/html\n--b\nX: y\n\nplain\n--b--", "plain\n",
                 "none"},
+        TextRow{"blanksEndHeaders", "A: b\n \t\nhello\n\nC: d", "hello\n\nC: d\n", "none"},
+        TextRow{"strayLinesBeforeBoundary",
+                kMultipart + "--b\nA: b\nstray\n--b\nC: d\n\ntwo\n--b--", "stray\ntwo\n", "none"},
+        TextRow{"bodyWithoutEmptyLine", "A: b\nhello\nworld\n\nC: d", "hello\nworld\n\nC: d\n",
+                "none"},
         TextRow{"boundaryLooksLikeHeader",
                 "Content-Type: multipart/mixed; boundary=\"b:c\"\n\n--b:c\n--b:c\n\nx", "x\n",
                 "none"},
@@ -215,11 +220,12 @@ TEST(MailReader, NamesDeclaredCharsetAndMarksAlternative) {
 TEST(MailReader, KeepsHeadersAsReceivedButUnfolded) {
     const Reading mail("\xEF\xBB\xBFReturn-Path: <Joe@B.example>\r\n"
                        "Subject:  =?utf-8?Q?a?=\r\n\t=?utf-8?Q?b?= \r\nEmpty:\r\n \r\n"
-                       "stray line\r\nX-8bit : caf\xE9\r\nSUBJECT: second\r\n\r\nbody: x\r\n");
+                       "X: y\r\nstray line\r\n\xE9: line\r\n  more\r\nX-8bit : caf\xE9\r\nSUBJECT: "
+                       "second\r\n\r\nbody: x\r\n");
     EXPECT_EQ(mail.header("subject"), "=?utf-8?Q?a?=\t=?utf-8?Q?b?= ");
     EXPECT_EQ(mail.header("x-8BIT"), "caf\xE9");
     EXPECT_EQ(mail.header("Empty"), "");
-    EXPECT_EQ(mail.mail().properties()->headers()->size(), 5U);
+    EXPECT_EQ(mail.mail().properties()->headers()->size(), 6U);
     EXPECT_EQ(mail.mail().sender().address(), "Joe@B.example");
     EXPECT_EQ(mail.raw(), "body: x\r\n");
 }
