@@ -27,8 +27,9 @@ public:
     // Both in UTF-8, taken as they are; null where address is empty.
     explicit EmailAddress(const std::string &displayName, const std::string &address);
 
-    // The first mailbox in a list of addresses; groups count as their members. lenient = true also
-    // accepts what mail software writes against the rules, such as commas and brackets in names.
+    // The first mailbox in a list of addresses; groups count as their members. Much of what mail
+    // software writes against the rules is understood, such as commas in names. lenient = true also
+    // takes brackets in names, and quotes, comments and angle brackets that are not in pairs.
     // Answers a null address where there is no mailbox ("<>", an empty group, words alone); never
     // throws for any text. Bytes that are not UTF-8 are taken as windows-1252, and encoded words in
     // the name are decoded, in quotes and comments too; a NUL counts as a blank.

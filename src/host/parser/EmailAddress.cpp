@@ -44,6 +44,8 @@ void s_replaceAll(std::string &text, std::string_view from, std::string_view to)
     text = replaced.append(text, done);
 }
 
+enum class Tolerance { Strict, Lenient };
+
 // Where in an address list a byte stands, as far as it decides how an encoded word or a bracket
 // must be written there.
 class Place {
@@ -55,9 +57,10 @@ public:
             escaped_ = true;
         } else if (quoted_ || (byte == '"' && comments_ == 0)) {
             quoted_ = quoted_ != (byte == '"');
-        } else if (byte == '(') {
+        } else if (byte == '(' && !literal_) {
             ++comments_;
-        } else if (byte == ')') {
+        } else if (byte == ')' && !literal_) {
+            strayEnd_ = strayEnd_ || comments_ == 0;
             comments_ -= comments_ > 0 ? 1 : 0;
         } else if (comments_ == 0) {
             passBare(byte);
@@ -69,9 +72,20 @@ public:
     }
     bool inAngle() const { return !quoted_ && comments_ == 0 && angle_; }
 
+    // Whether each quote, comment and angle bracket that began has ended, and none ended without.
+    bool balanced() const {
+        return !escaped_ && !quoted_ && comments_ == 0 && !angle_ && !strayEnd_;
+    }
+
+    // What ends the comments that are open.
+    std::string closing() const {
+        return comments_ > 0 ? (escaped_ ? " " : "") + std::string(comments_, ')') : "";
+    }
+
 private:
     void passBare(char byte) {
         if (byte == '<' || byte == '>') {
+            strayEnd_ = strayEnd_ || (byte == '>' && !angle_);
             angle_ = byte == '<';
         }
         literal_ = byte == '[' ? afterAt_ : literal_ && byte != ']';
@@ -81,6 +95,7 @@ private:
     bool escaped_ = false;
     bool quoted_ = false;
     bool angle_ = false;
+    bool strayEnd_ = false;
     bool afterAt_ = false;
     // In a domain in brackets, as in "joe@[192.0.2.1]".
     bool literal_ = false;
@@ -97,39 +112,15 @@ void s_appendEscaped(std::string &out, std::string_view text) {
     }
 }
 
-// A byte outside of encoded words. In a lenient mode, brackets in a name ("Joe [work] <a@b>") are
+// A byte outside of encoded words. If tolerated, brackets in a name ("Joe [work] <a@b>") are
 // quoted: GMime would find no address at all.
-void s_appendByte(std::string &out, char byte, const Place &place, GMimeRfcComplianceMode mode) {
+void s_appendByte(std::string &out, char byte, const Place &place, Tolerance tolerance) {
     const bool bracket = (byte == '[' || byte == ']') && place.inPhrase();
-    if (bracket && mode == GMIME_RFC_COMPLIANCE_LOOSE) {
+    if (bracket && tolerance == Tolerance::Lenient) {
         out += {'"', byte, '"'};
     } else {
         out += byte;
     }
-}
-
-// Encoded words become quoted strings, so that blanks and specials in them are not taken for
-// syntax; inside quotes and comments, where they can't be, their specials are escaped.
-std::string s_quoteWords(const std::string &text, GMimeRfcComplianceMode mode) {
-    std::string out;
-    Place place;
-    std::optional<EncodedWord> word = findEncodedWord(text, 0);
-    for (std::size_t at = 0; at < text.size();) {
-        if (!word || at < word->begin || place.inAngle()) {
-            s_appendByte(out, text[at], place, mode);
-            place.pass(text[at++]);
-        } else {
-            const char *quote = place.inPhrase() ? "\"" : "";
-            out += quote;
-            s_appendEscaped(out, std::string_view(text).substr(at, word->end - at));
-            out += quote;
-            at = word->end;
-        }
-        if (word && at >= word->end) {
-            word = findEncodedWord(text, at);
-        }
-    }
-    return out;
 }
 
 // Cut behind the last colon allowed, not before the next, so that the name of a group is not taken
@@ -146,20 +137,49 @@ std::string s_withFewColons(const std::string &text) {
     return text;
 }
 
-std::string s_prepare(const std::string &text, GMimeRfcComplianceMode mode) {
+// Encoded words become quoted strings, so that blanks and specials in them are not taken for
+// syntax; inside quotes and comments, where they can't be, their specials are escaped.
+std::string s_quoteWords(const std::string &text, Tolerance tolerance) {
+    std::string out;
+    Place place;
+    std::optional<EncodedWord> word = findEncodedWord(text, 0);
+    for (std::size_t at = 0; at < text.size();) {
+        if (!word || at < word->begin || place.inAngle()) {
+            s_appendByte(out, text[at], place, tolerance);
+            place.pass(text[at++]);
+        } else {
+            const char *quote = place.inPhrase() ? "\"" : "";
+            out += quote;
+            s_appendEscaped(out, std::string_view(text).substr(at, word->end - at));
+            out += quote;
+            at = word->end;
+        }
+        if (word && at >= word->end) {
+            word = findEncodedWord(text, at);
+        }
+    }
+    if (tolerance == Tolerance::Strict && !place.balanced()) {
+        return {};
+    }
+    // GMime leaks memory on some comments that stay open.
+    return out + place.closing();
+}
+
+std::string s_prepare(const std::string &text, Tolerance tolerance) {
     const std::size_t length = std::min<std::size_t>(text.size(), EmailAddress::kMaxTextBytes);
     std::string prepared = repairUtf8(text.data(), length);
     // GMime takes its text up to a NUL; what stands behind one must not vanish.
     std::replace(prepared.begin(), prepared.end(), '\0', ' ');
-    prepared = s_withFewColons(s_quoteWords(prepared, mode));
+    prepared = s_quoteWords(s_withFewColons(prepared), tolerance);
     s_replaceAll(prepared, kWordBegin, kHiddenWordBegin);
     return prepared;
 }
 
-AddressList s_parseList(const std::string &text, GMimeRfcComplianceMode mode) {
+// GMime's strict mode leaks memory on many malformed texts, so it is never asked for.
+AddressList s_parseList(const std::string &text) {
     initialiseGMime();
     const ParserOptions options(g_mime_parser_options_new());
-    g_mime_parser_options_set_address_compliance_mode(options.get(), mode);
+    g_mime_parser_options_set_address_compliance_mode(options.get(), GMIME_RFC_COMPLIANCE_LOOSE);
     return AddressList(internet_address_list_parse(options.get(), text.c_str()));
 }
 
@@ -194,8 +214,8 @@ std::string s_decoded(const std::string &text) {
     }
 }
 
-EmailAddress s_parse(const std::string &text, GMimeRfcComplianceMode mode) {
-    const AddressList list = s_parseList(s_prepare(text, mode), mode);
+EmailAddress s_parse(const std::string &text, Tolerance tolerance) {
+    const AddressList list = s_parseList(s_prepare(text, tolerance));
     InternetAddressMailbox *mailbox = s_firstMailbox(list.get());
     if (mailbox == nullptr) {
         return {};
@@ -242,15 +262,14 @@ EmailAddress::EmailAddress(const std::string &displayName, const std::string &ad
     : displayName_(address.empty() ? std::string() : displayName), address_(address) {}
 
 EmailAddress EmailAddress::rfc5322Parse(const std::string &text, bool lenient) {
-    const GMimeRfcComplianceMode mode =
-        lenient ? GMIME_RFC_COMPLIANCE_LOOSE : GMIME_RFC_COMPLIANCE_STRICT;
-    const EmailAddress parsed = s_parse(text, mode);
+    const Tolerance tolerance = lenient ? Tolerance::Lenient : Tolerance::Strict;
+    EmailAddress parsed = s_parse(text, tolerance);
     if (!s_holdsWord(parsed.address())) {
         return parsed;
     }
     // Some mailers encode the whole of "name <address>". An address can't be encoded any deeper.
-    const EmailAddress decoded = s_parse(s_decoded(text), mode);
-    return s_holdsWord(decoded.address()) ? EmailAddress() : decoded;
+    parsed = s_parse(s_decoded(text), tolerance);
+    return s_holdsWord(parsed.address()) ? EmailAddress() : parsed;
 }
 
 std::string EmailAddress::asString() const {

@@ -70,6 +70,12 @@ private:
     std::string charset_;
 };
 
+Exception s_nothingDecoded() {
+    Exception failure("stringDecodeRfc2047", Exception::kGeneral, "HeaderText", __LINE__);
+    failure.stringParameter("No encoded word could be decoded");
+    return failure;
+}
+
 } // namespace
 
 Buffer stringDecodeRfc2047(const std::string &text) {
@@ -80,9 +86,7 @@ Buffer stringDecodeRfc2047(const std::string &text) {
         decoding.word(*word);
     }
     if (holdsWords && !decoding.decoded()) {
-        Exception failure("stringDecodeRfc2047", Exception::kGeneral, "HeaderText", __LINE__);
-        failure.stringParameter("No encoded word could be decoded");
-        throw failure;
+        throw s_nothingDecoded();
     }
     const std::string decoded = decoding.finish();
     return {decoded.data(), static_cast<unsigned int>(decoded.size()), false};

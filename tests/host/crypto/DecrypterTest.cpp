@@ -46,7 +46,7 @@ std::string encrypt(const std::string &plain, bool padded = true) {
     int last = 0;
     EVP_EncryptUpdate(context.get(), out, &length, bytesOf(plain), static_cast<int>(plain.size()));
     EVP_EncryptFinal_ex(context.get(), out + length, &last);
-    cipherText.resize(static_cast<std::size_t>(length + last));
+    cipherText.resize(static_cast<std::size_t>(length) + static_cast<std::size_t>(last));
     return cipherText;
 }
 

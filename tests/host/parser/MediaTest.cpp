@@ -20,6 +20,7 @@ namespace Corvane {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 using testing::AllOf;
 using testing::HasSubstr;
 
@@ -40,7 +41,7 @@ std::string failureOf(Operation operation) {
 
 TEST(FileMediaIn, FillsUpToMaxAndEndsEmpty) {
     const TempDir dir;
-    const std::string content = std::string(40000, 'x') + "\0\xFF end";
+    const std::string content = std::string(40000, 'x') + "\0\xFF end"s;
     FileMediaIn in(dir.write("file", content));
     Buffer bytes = copyOf("old");
     std::string all;

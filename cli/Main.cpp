@@ -1,0 +1,58 @@
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "ExitStatus.h"
+#include "Scan.h"
+
+namespace {
+
+using namespace Corvane::Cli;
+
+std::string s_explain(const CLI::App *app, const CLI::Error &error) {
+    return std::string("corvane: ") + error.what() + "\nRun 'corvane " +
+           (app->get_name() == "corvane" ? "" : app->get_name() + ' ') +
+           "--help' for what can be given.\n";
+}
+
+// The library would only say that a subcommand is missing.
+std::string s_refuseSubcommand(int argc, char **argv) {
+    const std::string known = "the only one is scan; try 'corvane --help'\n";
+    return argc > 1 ? std::string("corvane: unknown subcommand '") + argv[1] + "'; " + known
+                    : "corvane: name a subcommand; " + known;
+}
+
+int s_run(int argc, char **argv) {
+    CLI::App app("Scores e-mail messages against heuristic rules.", "corvane");
+    app.set_version_flag("--version", std::string("corvane ") + CORVANE_VERSION);
+    app.require_subcommand(1);
+    app.failure_message(s_explain);
+    ScanOptions scan;
+    addScanCommand(app, scan);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        const bool isOption = argc > 1 && argv[1][0] == '-';
+        if (error.get_exit_code() != 0 && app.get_subcommands().empty() && !isOption) {
+            std::cerr << s_refuseSubcommand(argc, argv);
+            return kExitFailed;
+        }
+        return app.exit(error) == 0 ? kExitClean : kExitFailed;
+    }
+    return runScan(scan, std::cout, std::cerr);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return s_run(argc, argv);
+    } catch (const std::exception &failure) {
+        std::cerr << "corvane: " << failure.what() << '\n';
+    } catch (...) {
+        std::cerr << "corvane: failed for an unknown reason\n";
+    }
+    return Corvane::Cli::kExitFailed;
+}

@@ -1,0 +1,80 @@
+#ifndef CORVANE_HOST_PARSER_MAILREADER_H
+#define CORVANE_HOST_PARSER_MAILREADER_H
+
+// Reads a message as received into the objects that a scan wants:
+//
+//     const Mail mail = MailReader().read("/var/mail/new/1");
+//     scanner.process(matches, mail.properties(), mail.sender(), 0, false);
+//
+// It takes whatever arrives: any bytes are a message, damaged ones too. What it believes of a
+// message is bounded (MailLimits.h).
+//
+// Threads: one reader may be used by any number of threads at once.
+
+#include <cstddef>
+#include <string>
+
+#include "host/parser/Buffer.h"
+#include "host/parser/EmailAddress.h"
+#include "host/parser/Export.h"
+#include "host/parser/MailLimits.h"
+#include "host/parser/MessageProperties.h"
+
+namespace Corvane {
+
+// A message that was read; owns everything it gives out, nothing refers to the bytes it was read
+// from.
+class CORVANE_PARSER_API Mail {
+public:
+    Mail(const RefMessageProperties &properties, const EmailAddress &sender,
+         const MailLimitSet &limitsHit);
+    Mail(const Mail &);
+    Mail(Mail &&) noexcept;
+    Mail &operator=(const Mail &);
+    Mail &operator=(Mail &&) noexcept;
+    ~Mail();
+
+    // Never an empty handle. headers() holds the message's headers as received, but unfolded. An
+    // empty message has no header and no main part (part() holds null). Every other message has a
+    // main part with these attributes:
+    //   Text     the first inline text/plain part, or lacking one the first text/html rendered to
+    //            text, then the other inline text parts, each on a new line, but for HTML that is
+    //            the alternative of a text; with the charset declared for the first of them ("" if
+    //            none was). Missing where the message has no inline text.
+    //   RawText  the body as received, everything behind the headers.
+    //   Uris     of headers, text and HTML.
+    //   AltText  the HTML alternatives rendered to text, with kDiffers set; missing without one.
+    // A text that is not empty ends in a line end. Attached messages are not looked into.
+    const RefMessageProperties &properties() const { return properties_; }
+
+    // The address in Return-Path; null where there is none.
+    const EmailAddress &sender() const { return sender_; }
+
+    // The limits that cut something off.
+    const MailLimitSet &limitsHit() const { return limitsHit_; }
+
+private:
+    RefMessageProperties properties_;
+    EmailAddress sender_;
+    MailLimitSet limitsHit_;
+};
+
+class CORVANE_PARSER_API MailReader {
+public:
+    explicit MailReader(const MailLimits &limits = MailLimits());
+
+    // Reads length bytes, which may be dropped afterwards. Never throws for what they hold.
+    Mail read(const void *data, std::size_t length) const;
+    Mail read(const Buffer &message) const;
+
+    // Reads a file, a pipe or a device to its end or to the limit on a message. Throws code 4, with
+    // the path and the system's words, where it cannot be read.
+    Mail read(const std::string &path) const;
+
+private:
+    MailLimits limits_;
+};
+
+} // namespace Corvane
+
+#endif
