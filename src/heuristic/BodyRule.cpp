@@ -39,6 +39,7 @@ void BodyRule::value(const std::string &definition) {
     try {
         if (definition.rfind(kEvalPrefix, 0) == 0) {
             Logger::instance(false).log(kLogEvalValue, kLogLevel, "%s", " ");
+            expression_ = Regex::Expression();
         } else {
             std::string text = definition;
             stringLeftTrim(text);
