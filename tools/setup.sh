@@ -28,7 +28,11 @@ install_packages() {
     fi
     echo "Installing: ${missing[*]}" >&2
     export DEBIAN_FRONTEND=noninteractive
-    apt-get update -qq && apt-get install -qq -y --no-install-recommends "${missing[@]}" >/dev/null
+    if ! { apt-get update -qq && apt-get install -qq -y --no-install-recommends "${missing[@]}"; } >/dev/null; then
+        echo "error: apt-get could not install: ${missing[*]}" >&2
+        echo "remedy: see to the network and to /etc/apt/sources.list, then try again" >&2
+        return 1
+    fi
 }
 
 # configure_and_build PRESET [CMAKE ARGUMENT...]: quiet where all goes well, all output where something fails.

@@ -60,10 +60,11 @@ public:
     virtual ~BodyCheck();
 
     // Tries the rules on each line of body and adds those that match to the match set; ends as soon
-    // as the set trips. raw = false: lines are tried without their line ends, up to
-    // kMaxDecodedBytes. raw = true:  lines are tried with their line ends, up to kMaxRawBytes. An
-    // unterminated last line is tried as it stands; what it matches stays in the list. Throws code
-    // 4, with the cause attached, where a rule cannot be added; what was added before stays.
+    // as the set trips. Whether it has tripped before is for the caller to ask.
+    // raw = false: lines are tried without their line ends, up to kMaxDecodedBytes.
+    // raw = true:  lines are tried with their line ends, up to kMaxRawBytes.
+    // An unterminated last line is tried as it stands; what it matches stays in the list. Throws
+    // code 4, with the cause attached, where a rule cannot be added; what was added before stays.
     void check(const Buffer &body, bool raw);
 
 private:

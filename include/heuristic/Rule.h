@@ -34,8 +34,8 @@ CORVANE_HEURISTIC_API std::ostream &operator<<(std::ostream &out, const Buffer &
 namespace Heuristic {
 
 // What every kind of rule shares. A rule is identified, compared and ordered by its name alone. A
-// name that begins with
-// "__" makes it a meta sub-rule, which counts only through the meta rules that refer to it.
+// name that begins with "__" makes it a meta sub-rule, which counts only through the meta rules that
+// refer to it.
 class CORVANE_HEURISTIC_API Rule : public RefImpl {
 public:
     // The numbers are the order in which RuleContainer::find searches.
@@ -135,10 +135,8 @@ public:
     RefRuleList();
 
     // copy = true:  a list of its own over the same rules; erasing from it leaves source alone.
-    // copy = false: a second handle on the same list; an erase shows through both. Throws code 4
-    // where source is not
-    //               null but holds no list.
-    // Either way a null source gives a null handle.
+    // copy = false: a second handle on the same list; an erase shows through both.
+    // Throws code 4 where source is not null but holds no list and copy is false. Either way a null source gives a null handle.
     RefRuleList(const RefRuleList &source, bool copy);
 
     // A handle on a new, empty list.
@@ -183,8 +181,7 @@ public:
 
     // recompute = false: the running total; one of 0.0 is summed up anew.
     // recompute = true:  the sum of the rules' present scores in name order; clears the tripped
-    // state, which the next
-    //                    tripped() decides afresh.
+    //                    state, which the next tripped() decides afresh.
     // Throws code 4 where a rule to be summed is null or has no score.
     float score(bool recompute) const;
 

@@ -61,7 +61,8 @@ public:
     // the path contains "cf". Throws code 4 where that fails, and as parse of a plain file.
     void parse(const File::Path &file);
 
-    // Reads one plain file. A file that cannot be opened is passed over silently. A rule that
+    // Reads one plain file. Lines that begin with "describe" are for human readers and have no effect.
+    // A file that cannot be opened is passed over silently. A rule that
     // cannot be built is logged (0x3000034, with file and line) and left out, as is one whose name
     // is taken in its language and kind (0x3000035). Throws code 4, with the cause attached, where
     // reading itself fails; what was read before stays in the container.

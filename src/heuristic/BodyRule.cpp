@@ -36,9 +36,8 @@ BodyRule::~BodyRule() = default;
 
 void BodyRule::value(const std::string &definition) {
     try {
-        if (!isEval(definition)) {
-            expression_ = compileTrimmed(definition, Regex::kAnyLineEnd);
-        }
+        expression_ = isEval(definition) ? Regex::Expression()
+                                         : compileTrimmed(definition, Regex::kAnyLineEnd);
         Rule::value(definition);
     } catch (const Exception &failure) {
         wrap(failure, "BodyRule::Value", kFile, kValueLine, name());

@@ -22,9 +22,8 @@ FullRule::~FullRule() = default;
 
 void FullRule::value(const std::string &definition) {
     try {
-        if (!isEval(definition)) {
-            expression_ = compileTrimmed(definition, Regex::kNoOptions);
-        }
+        expression_ = isEval(definition) ? Regex::Expression()
+                                         : compileTrimmed(definition, Regex::kNoOptions);
         Rule::value(definition);
     } catch (const Exception &failure) {
         wrap(failure, "FullRule::Value", kFile, kValueLine, name());

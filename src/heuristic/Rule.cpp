@@ -58,11 +58,17 @@ void s_addScore(float &total, const RefRule &rule, const char *operation, unsign
     total += rule->score()->value();
 }
 
+// The first rule of that name; null entries are passed over.
 template <class Rules>
-RefRule s_find(const Rules &rules, const std::string &name) {
-    const auto found = std::find_if(rules.begin(), rules.end(), [&name](const RefRule &rule) {
+auto s_position(Rules &rules, const std::string &name) {
+    return std::find_if(rules.begin(), rules.end(), [&name](const RefRule &rule) {
         return !rule.isNull() && rule->name() == name;
     });
+}
+
+template <class Rules>
+RefRule s_find(const Rules &rules, const std::string &name) {
+    const auto found = s_position(rules, name);
     return found == rules.end() ? RefRule() : *found;
 }
 
@@ -149,11 +155,8 @@ void RefRuleList::erase(const RefRule &rule) {
     if (isNull()) {
         return;
     }
-    const std::string &name = rule->name();
     RuleList &list = **this;
-    const auto found = std::find_if(list.begin(), list.end(), [&name](const RefRule &entry) {
-        return !entry.isNull() && entry->name() == name;
-    });
+    const auto found = s_position(list, rule->name());
     if (found != list.end()) {
         list.erase(found);
     }

@@ -103,6 +103,18 @@ private:
     langID language_;
 };
 
+// Names the file that is read, for as long as it is.
+class Reading {
+public:
+    Reading(std::string &current, const std::string &file) : current_(current) { current_ = file; }
+    Reading(const Reading &) = delete;
+    Reading &operator=(const Reading &) = delete;
+    ~Reading() { current_.clear(); }
+
+private:
+    std::string &current_;
+};
+
 // Gives the rules that it is applied to the scores of their names.
 class ScoreAssigner {
 public:
@@ -192,7 +204,7 @@ void RuleFileParser::parse(const std::string &fileName) {
         }
         std::array<char, kMaxLineBytes> buffer{};
         langID language = DEFAULT;
-        file_ = fileName;
+        const Reading reading(file_, fileName);
         line_ = 0;
         while (!stream.eof()) {
             const int consumed = File::getline(stream, buffer.data(), kMaxLineBytes);
@@ -202,9 +214,7 @@ void RuleFileParser::parse(const std::string &fileName) {
             ++line_;
             parseLine(buffer.data(), consumed - 1, language);
         }
-        file_.clear();
     } catch (const Exception &failure) {
-        file_.clear();
         wrap(failure, "RuleFileParser::process", kFile, kParseLine);
     }
 }

@@ -26,7 +26,8 @@ TEST(BodyRule, NeverMatchesWithoutScore) {
 
 TEST(BodyRule, EvalIsStoredLoggedAndNeverMatches) {
     LogCapture log;
-    const RefRule rule = makeRule(Rule::Body, "A", "eval:some_test()");
+    const RefRule rule = makeRule(Rule::Body, "A", "/some/");
+    rule->value("eval:some_test()");
     EXPECT_EQ(rule->value(), "eval:some_test()");
     EXPECT_FALSE(static_cast<const BodyRule &>(*rule).matches(viewOf("eval:some_test()")));
     EXPECT_EQ(log.records,

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "host/parser/Logger.h"
 
 namespace Corvane {
@@ -26,7 +28,8 @@ class LogCapture {
 public:
     LogCapture()
         : former_(Logger::instance(false).sink(
-              [this](unsigned int id, int /*level*/, const std::string &text) {
+              [this](unsigned int id, int level, const std::string &text) {
+                  EXPECT_EQ(level, 0);
                   records.push_back({id, text});
               })) {}
     LogCapture(const LogCapture &) = delete;

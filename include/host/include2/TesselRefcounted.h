@@ -16,6 +16,7 @@
 // for one thread at a time. The thread that drops the last reference destroys the object.
 
 #include <atomic>
+#include <memory>
 
 #include "host/parser/Exception.h"
 #include "host/parser/Export.h"
@@ -102,9 +103,6 @@ public:
     T &operator*() const { return *held("operator*", __LINE__); }
 
 protected:
-    // The wrapper, null for an empty handle; owned by this handle.
-    const RefCounted<T> *wrapper() const { return wrapper_; }
-
     // Makes this handle, which must be empty, share the object of source. A source whose wrapper
     // holds null throws the code 4 of RefCounted.
     void share(const Ref &source);
@@ -151,12 +149,9 @@ void RefCountedImplCopy(RefCounted<T> *&target, const RefCounted<T> *source) {
 
 template <class T>
 Ref<T>::Ref(T *fresh) : wrapper_(nullptr) {
-    try {
-        wrapper_ = new RefCounted<T>(fresh, false);
-    } catch (...) {
-        delete static_cast<RefImpl *>(fresh);
-        throw;
-    }
+    std::unique_ptr<RefImpl> guard(fresh);
+    wrapper_ = new RefCounted<T>(fresh, false);
+    (void)guard.release();
 }
 
 template <class T>

@@ -4,9 +4,10 @@
 // Byte buffers. A Buffer either owns its bytes, which copies share until one of them changes, or is
 // a view of bytes that somebody else owns:
 //
-//     Buffer owned(text.data(), length, false);   // copies
-//     Buffer view(text.data(), length, true);     // refers: text must outlive the view and every
-//     copy of it
+//     Buffer owned(text.data(), length, false);
+//     Buffer view(text.data(), length, true);
+//
+// The first copies the text; the text must outlive the second and every copy of it.
 //
 // Whatever changes a buffer first gives it bytes of its own where they are viewed or shared, so
 // nothing is ever written to foreign bytes. Lengths and offsets are in bytes; a buffer holds less
@@ -100,7 +101,8 @@ public:
     LineBuffer();
     explicit LineBuffer(const Buffer &source);
 
-    // Replaces the content and puts the position back to 0.
+    // Replaces the content and puts the position back to 0. (A copy of a LineBuffer keeps its
+    // position.)
     LineBuffer &operator=(const Buffer &source);
 
     // Puts a copy of the next complete line, delimiter included, into out and moves on; out is

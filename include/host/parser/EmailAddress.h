@@ -3,8 +3,9 @@
 
 // The address of one mailbox, with the name that is shown for it:
 //
-//     const EmailAddress sender = EmailAddress::rfc5322Parse("=?utf-8?Q?Caf=C3=A9?= <a@b.example>",
-//     true); sender.address();     // "a@b.example" sender.displayName(); // "Café"
+//     const auto sender = EmailAddress::rfc5322Parse("=?utf-8?Q?Caf=C3=A9?= <a@b.example>", true);
+//     sender.address();     // "a@b.example"
+//     sender.displayName(); // "Café"
 //
 // Threads: immutable but for assignment; parsing may run on any thread.
 

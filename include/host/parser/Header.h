@@ -73,6 +73,7 @@ public:
     HeaderContainer &operator=(HeaderContainer &&) noexcept;
     virtual ~HeaderContainer();
 
+    // Append to the end; null headers too.
     void append(const Header &header);
     void append(Header &&header);
 

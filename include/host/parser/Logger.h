@@ -4,8 +4,8 @@
 // The log of the process. Every record has an identifier and a text; a program that embeds the
 // libraries may take the records over with a sink of its own:
 //
-//     Logger::instance(false).sink([](unsigned int id, int level, const std::string &text) { ...
-//     });
+//     Logger::instance(false).sink(
+//         [](unsigned int id, int level, const std::string &text) { ... });
 //
 // Without one, records go to syslog, facility mail.
 //
@@ -27,7 +27,7 @@ public:
     // text, in which fields are separated by byte 1. What it throws is dropped.
     using Sink = std::function<void(unsigned int id, int level, const std::string &text)>;
 
-    // The one log of the process, alive until the process ends. The argument has no effect.
+    // The one log of the process, alive until its static objects are destroyed. The argument has no effect.
     static Logger &instance(bool);
 
     Logger(const Logger &) = delete;

@@ -26,6 +26,7 @@ namespace Corvane {
 // from.
 class CORVANE_PARSER_API Mail {
 public:
+    // Shares the properties; a Mail is usually made by a MailReader.
     Mail(const RefMessageProperties &properties, const EmailAddress &sender,
          const MailLimitSet &limitsHit);
     Mail(const Mail &);
@@ -61,6 +62,7 @@ private:
 
 class CORVANE_PARSER_API MailReader {
 public:
+    // Copies the limits.
     explicit MailReader(const MailLimits &limits = MailLimits());
 
     // Reads length bytes, which may be dropped afterwards. Never throws for what they hold.

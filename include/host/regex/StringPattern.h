@@ -18,11 +18,10 @@ public:
     StringPattern();
 
     // isRegex = false: pattern is the whole name; each * in it stands for any run of characters,
-    // also an empty one, and
-    //                  every other byte for itself. The empty pattern matches the empty name only.
+    //                  also an empty one, and every other byte for itself. The empty pattern matches
+    //                  the empty name only.
     // isRegex = true:  pattern is a regular expression, searched for anywhere in the name. Throws
-    // code 4 where it does
-    //                  not compile.
+    //                  code 4 where it does not compile.
     // ignoreCase concerns ASCII letters in the first case, and what the expression does with them
     // in the second.
     StringPattern(const std::string &pattern, bool ignoreCase, bool isRegex);

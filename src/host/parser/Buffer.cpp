@@ -253,6 +253,9 @@ void LineBuffer::append(const unsigned char *data, unsigned int length) {
 void LineBuffer::append(const Buffer &other) {
     // A share of other's bytes: they may be bytes of this buffer that dropTaken() lets go.
     const Buffer added(other);
+    // The buffer may have been cut since.
+    position_ = startOfLine();
+    searched_ = std::min(searched_, length());
     dropTaken();
     Buffer::append(added);
 }

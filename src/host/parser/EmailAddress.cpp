@@ -79,7 +79,11 @@ public:
 
     // What ends the comments that are open.
     std::string closing() const {
-        return comments_ > 0 ? (escaped_ ? " " : "") + std::string(comments_, ')') : "";
+        std::string end;
+        if (comments_ > 0) {
+            end.append(escaped_ ? 1 : 0, ' ').append(comments_, ')');
+        }
+        return end;
     }
 
 private:

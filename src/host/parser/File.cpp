@@ -43,7 +43,7 @@ Exception s_failure(const std::string &path, int error) {
 bool s_isRegularFile(const Path &path) {
     struct stat status {};
     if (stat(path, &status) != 0) {
-        if (errno == ENOENT) {
+        if (errno == ENOENT || errno == ELOOP) {
             return false;
         }
         throw s_failure(path.asString(), errno);

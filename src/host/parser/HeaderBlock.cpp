@@ -32,12 +32,6 @@ bool s_isBlank(std::string_view line) {
     return line.find_first_not_of(" \t") == kNone;
 }
 
-// Whether the line at lines starts or continues a header.
-bool s_startsHeader(LineReader lines) {
-    std::string_view line;
-    return lines.next(line) && !line.empty() && (s_isContinuation(line) || s_nameLength(line) != 0);
-}
-
 // Moves on to the next header where one follows within a few lines and before an empty one. More
 // lines than that are rather a body without an empty line before it.
 bool s_skipStrayLines(LineReader &lines, const HeaderBlockReader::IsEnd &isEnd) {
@@ -59,6 +53,11 @@ bool s_skipStrayLines(LineReader &lines, const HeaderBlockReader::IsEnd &isEnd) 
 }
 
 } // namespace
+
+bool startsHeader(LineReader lines) {
+    std::string_view line;
+    return lines.next(line) && !line.empty() && (s_isContinuation(line) || s_nameLength(line) != 0);
+}
 
 LineReader::LineReader(std::string_view bytes)
     : bytes_(bytes), offset_(0), lineEnd_(bytes.find('\n') == kNone ? '\r' : '\n') {}
@@ -90,7 +89,8 @@ std::size_t LineReader::endBefore(std::size_t start, std::size_t from) const {
 // Puts lines together to headers.
 class HeaderBlockReader::Builder {
 public:
-    Builder(const MailLimits &limits, MailLimitSet &hits) : limits_(limits), hits_(hits) {}
+    Builder(const MailLimits &limits, MailLimitSet &hits, const OnValue &onValue)
+        : limits_(limits), hits_(hits), onValue_(onValue) {}
 
     bool isEmpty() const { return name_.empty(); }
 
@@ -105,11 +105,7 @@ public:
         if (value_.empty()) {
             text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
         }
-        const std::size_t room = limits_.value(MailLimit::HeaderValueBytes) - value_.size();
-        if (text.size() > room) {
-            hits_.insert(MailLimit::HeaderValueBytes);
-        }
-        value_.append(text.substr(0, room));
+        value_.append(text);
     }
 
     HeaderContainer take() {
@@ -126,6 +122,13 @@ private:
             hits_.insert(MailLimit::Headers);
         } else {
             ++count_;
+            if (onValue_) {
+                onValue_(value_);
+            }
+            if (value_.size() > limits_.value(MailLimit::HeaderValueBytes)) {
+                hits_.insert(MailLimit::HeaderValueBytes);
+                value_.resize(limits_.value(MailLimit::HeaderValueBytes));
+            }
             headers_.append(Header(name_, value_));
         }
         value_.clear();
@@ -133,6 +136,7 @@ private:
 
     const MailLimits &limits_;
     MailLimitSet &hits_;
+    const OnValue &onValue_;
     HeaderContainer headers_;
     unsigned int count_ = 0;
     std::string name_;
@@ -152,8 +156,9 @@ std::string_view HeaderBlockReader::withinBudget(std::string_view line, std::siz
     return line;
 }
 
-HeaderContainer HeaderBlockReader::read(LineReader &lines, const IsEnd &isEnd) {
-    Builder builder(limits_, hits_);
+HeaderContainer HeaderBlockReader::read(LineReader &lines, const IsEnd &isEnd,
+                                        const OnValue &onValue) {
+    Builder builder(limits_, hits_, onValue);
     std::string_view line;
     for (std::size_t start = lines.offset(); lines.next(line) && !line.empty();
          start = lines.offset()) {
@@ -163,7 +168,7 @@ HeaderContainer HeaderBlockReader::read(LineReader &lines, const IsEnd &isEnd) {
         }
         const std::size_t name = s_nameLength(line);
         const bool continues = s_isContinuation(line) && !builder.isEmpty();
-        if (continues && s_isBlank(line) && !s_startsHeader(lines)) {
+        if (continues && s_isBlank(line) && !startsHeader(lines)) {
             break;
         }
         if (name == 0 && !continues) {

@@ -37,6 +37,9 @@ private:
     char lineEnd_;
 };
 
+// Whether the next line starts or continues a header.
+bool startsHeader(LineReader lines);
+
 class HeaderBlockReader {
 public:
     // Notes the limits it runs into in hits. Both must outlive the reader. The bytes of all blocks
@@ -44,11 +47,13 @@ public:
     HeaderBlockReader(const MailLimits &limits, MailLimitSet &hits);
 
     using IsEnd = std::function<bool(std::string_view line)>;
+    using OnValue = std::function<void(std::string_view value)>;
 
     // Reads the block at lines, values unfolded, and leaves lines at the body: behind an empty
     // line, or at a line that isEnd accepts, or at one that belongs to no header where none follows
-    // soon. Such lines between headers are passed over.
-    HeaderContainer read(LineReader &lines, const IsEnd &isEnd);
+    // soon. Such lines between headers are passed over. onValue, where it is given, sees each value
+    // before it is cut to its limit.
+    HeaderContainer read(LineReader &lines, const IsEnd &isEnd, const OnValue &onValue = {});
 
 private:
     class Builder;

@@ -82,10 +82,16 @@ void s_skipEnvelope(std::string_view message, LineReader &lines) {
     if (message.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         lines.offset(kByteOrderMark.size());
     }
-    const std::string_view rest = message.substr(lines.offset());
-    if (rest.substr(0, 5) == "From " || rest.substr(0, 6) == ">From ") {
-        std::string_view line;
-        lines.next(line);
+    constexpr std::string_view kMark = "From ";
+    constexpr std::string_view kQuotedMark = ">From ";
+    LineReader behind = lines;
+    std::string_view line;
+    behind.next(line);
+    const bool isMark =
+        line.substr(0, kMark.size()) == kMark || line.substr(0, kQuotedMark.size()) == kQuotedMark;
+    // A text may begin with the same word.
+    if (isMark && startsHeader(behind)) {
+        lines = behind;
     }
 }
 
@@ -110,11 +116,11 @@ private:
 RefHeaderList Reading::headers(HeaderBlockReader &blocks, LineReader &lines) {
     s_skipEnvelope(message_, lines);
     RefHeaderList list(true);
-    static_cast<HeaderContainer &>(*list) =
-        blocks.read(lines, [](std::string_view) { return false; });
-    for (const Header &header : *list) {
-        uris_.scan(UriContainer::kHeader, header.value());
-    }
+    static_cast<HeaderContainer &>(*list) = blocks.read(
+        lines, [](std::string_view) { return false; },
+        [this](std::string_view value) {
+            uris_.scan(UriContainer::kHeader, value, TextEnd::Whole);
+        });
     return list;
 }
 

@@ -83,8 +83,10 @@ void MailText::assignRoles() {
         const std::string &parentType = entities_[entities_[place].parent].content.subtype;
         if (s_isHtml(content.subtype)) {
             roles_[place] = Role::Html;
-        } else if (content.subtype == "plain" || parentType != "alternative") {
+        } else if (content.subtype == "plain") {
             roles_[place] = Role::Plain;
+        } else if (parentType != "alternative") {
+            roles_[place] = Role::Other;
         }
         if (content.subtype != "plain") {
             continue;
@@ -115,13 +117,16 @@ bool MailText::isAlternativeHtml(std::size_t place) const {
     return false;
 }
 
-// The first plain text, lacking one the first HTML; entities_.size() where there is neither.
+// The first plain text, lacking one the first HTML, lacking that the first text of another kind;
+// entities_.size() where there is none.
 std::size_t MailText::firstText() const {
-    auto first = std::find(roles_.begin(), roles_.end(), Role::Plain);
-    if (first == roles_.end()) {
-        first = std::find(roles_.begin(), roles_.end(), Role::Html);
+    for (const Role role : {Role::Plain, Role::Html, Role::Other}) {
+        const auto first = std::find(roles_.begin(), roles_.end(), role);
+        if (first != roles_.end()) {
+            return static_cast<std::size_t>(first - roles_.begin());
+        }
     }
-    return static_cast<std::size_t>(first - roles_.begin());
+    return entities_.size();
 }
 
 void MailText::addTo(MimePart &part) {
@@ -156,7 +161,8 @@ void MailText::addTo(MimePart &part) {
 // Parts are decoded for their URIs even where the text is full already.
 void MailText::append(std::string &text, std::size_t place) {
     const MimeEntity &entity = entities_[place];
-    std::string piece = roles_[place] == Role::Plain ? plainText(entity) : renderedHtml(entity);
+    const bool isHtml = roles_[place] == Role::Html || roles_[place] == Role::Alternative;
+    std::string piece = isHtml ? renderedHtml(entity) : plainText(entity);
     if (text.empty()) {
         text = std::move(piece);
         return;
@@ -172,8 +178,7 @@ void MailText::append(std::string &text, std::size_t place) {
 }
 
 // Decodes as much as is left of the limit that all parts share.
-std::string_view MailText::decoded(const MimeEntity &entity, MailLimit limit,
-                                   std::string &storage) {
+DecodedContent MailText::decoded(const MimeEntity &entity, MailLimit limit, std::string &storage) {
     std::size_t &left = limit == MailLimit::HtmlBytes ? htmlBytesLeft_ : plainBytesLeft_;
     const DecodedContent content =
         decodeTransfer(entity.bytes, entity.content.encoding, left, storage);
@@ -181,32 +186,35 @@ std::string_view MailText::decoded(const MimeEntity &entity, MailLimit limit,
         hits_.insert(limit);
     }
     left = content.isCut ? 0 : left - content.bytes.size();
-    return content.bytes;
+    return content;
 }
 
 std::string MailText::plainText(const MimeEntity &entity) {
     std::string storage;
-    const std::string_view bytes = decoded(entity, MailLimit::DecodedBytes, storage);
-    std::string text = decodeText(bytes.data(), bytes.size(), entity.content.charset);
+    const DecodedContent content = decoded(entity, MailLimit::DecodedBytes, storage);
+    std::string text =
+        decodeText(content.bytes.data(), content.bytes.size(), entity.content.charset);
     if (text.find('\n') == std::string::npos) {
         std::replace(text.begin(), text.end(), '\r', '\n');
     }
-    uris_.scan(UriContainer::kText, text);
+    uris_.scan(UriContainer::kText, text, content.isCut ? TextEnd::Cut : TextEnd::Whole);
     return text;
 }
 
 std::string MailText::renderedHtml(const MimeEntity &entity) {
     std::string storage;
-    const std::string_view bytes = decoded(entity, MailLimit::HtmlBytes, storage);
+    constexpr std::string_view kUnicode = "utf";
+    const DecodedContent content = decoded(entity, MailLimit::HtmlBytes, storage);
+    const std::string_view bytes = content.bytes;
     std::string charset = entity.content.charset;
     if (charset.empty()) {
         // HTML that could name its charset in ASCII is not in UTF-16, whatever it says.
         charset = htmlMetaCharset(bytes);
-        charset = charset.compare(0, 3, "utf") == 0 ? "utf-8" : charset;
+        charset = charset.compare(0, kUnicode.size(), kUnicode) == 0 ? "utf-8" : charset;
     }
     const std::string html = decodeText(bytes.data(), bytes.size(), charset);
     std::string text = htmlToText(html, limits_, hits_, uris_);
-    uris_.scan(UriContainer::kHtml, text);
+    uris_.scan(UriContainer::kHtml, text, content.isCut ? TextEnd::Cut : TextEnd::Whole);
     return text;
 }
 

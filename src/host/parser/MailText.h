@@ -29,7 +29,7 @@ public:
 
 private:
     // What a part is to the reader of the message.
-    enum class Role { None, Plain, Html, Alternative };
+    enum class Role { None, Plain, Html, Alternative, Other };
 
     void assignRoles();
     bool isAlternativeHtml(std::size_t place) const;
@@ -37,7 +37,7 @@ private:
     void append(std::string &text, std::size_t place);
     std::string plainText(const MimeEntity &entity);
     std::string renderedHtml(const MimeEntity &entity);
-    std::string_view decoded(const MimeEntity &entity, MailLimit limit, std::string &storage);
+    DecodedContent decoded(const MimeEntity &entity, MailLimit limit, std::string &storage);
 
     const std::vector<MimeEntity> &entities_;
     const MailLimits &limits_;

@@ -98,6 +98,55 @@ std::string_view s_uuencodedLines(std::string_view encoded) {
     return lineEnd == std::string_view::npos ? std::string_view() : encoded.substr(lineEnd + 1);
 }
 
+// Decodes onto the end of a string, until that has more than maxBytes.
+class Decoder {
+public:
+    Decoder(TransferEncoding encoding, std::size_t maxBytes, std::string &decoded)
+        : maxBytes_(maxBytes), decoded_(decoded) {
+        g_mime_encoding_init_decode(&state_, s_gmimeEncoding(encoding));
+    }
+
+    void take(std::string_view encoded) {
+        constexpr std::size_t kStepBytes = 64U << 10U;
+        while (!encoded.empty() && decoded_.size() <= maxBytes_) {
+            const std::string_view step = encoded.substr(0, kStepBytes);
+            const std::size_t before = decoded_.size();
+            decoded_.resize(before + g_mime_encoding_outlen(&state_, step.size()));
+            decoded_.resize(before + g_mime_encoding_step(&state_, step.data(), step.size(),
+                                                          decoded_.data() + before));
+            encoded.remove_prefix(step.size());
+        }
+    }
+
+private:
+    GMimeEncoding state_{};
+    std::size_t maxBytes_;
+    std::string &decoded_;
+};
+
+bool s_isBase64(char c) {
+    const char lower = toLowerAscii(c);
+    return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+}
+
+// Padding may be missing at the end, and more text may follow it: neither must hide anything, so
+// each run between paddings is decoded for itself and padded as it needs.
+void s_decodeBase64(std::string_view encoded, std::size_t maxBytes, std::string &decoded) {
+    constexpr std::ptrdiff_t kQuantum = 4;
+    constexpr std::string_view kPadding = "==";
+    while (!encoded.empty() && decoded.size() <= maxBytes) {
+        const std::size_t end = std::min(encoded.find('='), encoded.size());
+        const std::string_view run = encoded.substr(0, end);
+        const auto rest = std::count_if(run.begin(), run.end(), s_isBase64) % kQuantum;
+        Decoder decoder(TransferEncoding::Base64, maxBytes, decoded);
+        decoder.take(run);
+        if (rest > 1) {
+            decoder.take(kPadding.substr(0, static_cast<std::size_t>(kQuantum - rest)));
+        }
+        encoded.remove_prefix(std::min(end + 1, encoded.size()));
+    }
+}
+
 std::string_view s_cutAtLineEnd(std::string_view bytes, std::size_t maxBytes) {
     const std::string_view cut = bytes.substr(0, maxBytes);
     const std::size_t lineEnd = cut.rfind('\n');
@@ -111,6 +160,7 @@ MimeContent mimeContentOf(const HeaderContainer &headers) {
     MimeContent content{"text", "plain", "", "", TransferEncoding::None, false};
     bool typed = false;
     bool encoded = false;
+    bool disposed = false;
     // The first header of each name counts, as in mail clients.
     for (const Header &header : headers.headers()) {
         if (!typed && equalIgnoringCase(header.type(), "Content-Type")) {
@@ -119,7 +169,8 @@ MimeContent mimeContentOf(const HeaderContainer &headers) {
         } else if (!encoded && equalIgnoringCase(header.type(), "Content-Transfer-Encoding")) {
             encoded = true;
             content.encoding = s_encodingOf(header.value());
-        } else if (equalIgnoringCase(header.type(), "Content-Disposition")) {
+        } else if (!disposed && equalIgnoringCase(header.type(), "Content-Disposition")) {
+            disposed = true;
             content.isAttachment = s_firstWord(header.value()) == "attachment";
         }
     }
@@ -132,21 +183,14 @@ DecodedContent decodeTransfer(std::string_view encoded, TransferEncoding encodin
         const bool isCut = encoded.size() > maxBytes;
         return {isCut ? s_cutAtLineEnd(encoded, maxBytes) : encoded, isCut};
     }
-    if (encoding == TransferEncoding::Uuencode) {
-        encoded = s_uuencodedLines(encoded);
+    storage.clear();
+    if (encoding == TransferEncoding::Base64) {
+        s_decodeBase64(encoded, maxBytes, storage);
+    } else {
+        Decoder decoder(encoding, maxBytes, storage);
+        decoder.take(encoding == TransferEncoding::Uuencode ? s_uuencodedLines(encoded) : encoded);
     }
-    constexpr std::size_t kStepBytes = 64U << 10U;
-    GMimeEncoding state;
-    g_mime_encoding_init_decode(&state, s_gmimeEncoding(encoding));
-    std::size_t length = 0;
-    while (!encoded.empty() && length <= maxBytes) {
-        const std::string_view step = encoded.substr(0, kStepBytes);
-        storage.resize(length + g_mime_encoding_outlen(&state, step.size()));
-        length += g_mime_encoding_step(&state, step.data(), step.size(), storage.data() + length);
-        encoded.remove_prefix(step.size());
-    }
-    storage.resize(length);
-    const bool isCut = length > maxBytes;
+    const bool isCut = storage.size() > maxBytes;
     return {isCut ? s_cutAtLineEnd(storage, maxBytes) : std::string_view(storage), isCut};
 }
 

@@ -34,7 +34,8 @@ struct DecodedContent {
 };
 
 // Decodes until maxBytes are there; a cut falls behind the last line end where there is one. Bytes
-// that do not belong to the encoding are passed over.
+// that do not belong to the encoding are passed over; base64 may lack its padding, or go on behind
+// it.
 DecodedContent decodeTransfer(std::string_view encoded, TransferEncoding encoding,
                               std::size_t maxBytes, std::string &storage);
 

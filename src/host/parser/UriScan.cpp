@@ -126,18 +126,6 @@ std::size_t s_uriEnd(std::string_view text, std::size_t from) {
     return end;
 }
 
-// The closing bracket's partner, or 0.
-char s_openingOf(char c) {
-    switch (c) {
-    case ')':
-        return '(';
-    case ']':
-        return '[';
-    default:
-        return 0;
-    }
-}
-
 std::string_view s_withoutTail(std::string_view uri) {
     constexpr std::string_view kPunctuation = ".,;:!?'*([";
     std::array<std::ptrdiff_t, 2> surplus{
@@ -145,7 +133,7 @@ std::string_view s_withoutTail(std::string_view uri) {
         std::count(uri.begin(), uri.end(), ']') - std::count(uri.begin(), uri.end(), '[')};
     while (!uri.empty()) {
         const char c = uri.back();
-        if (s_openingOf(c) != 0) {
+        if (c == ')' || c == ']') {
             std::ptrdiff_t &extra = surplus[c == ')' ? 0 : 1];
             if (extra <= 0) {
                 break;
@@ -195,7 +183,7 @@ void UriCollector::add(unsigned int source, std::string uri) {
     seen.insert(container_->sourced().at(source).back().asString());
 }
 
-void UriCollector::scan(unsigned int source, std::string_view text) {
+void UriCollector::scan(unsigned int source, std::string_view text, TextEnd textEnd) {
     std::size_t colon = text.find(':');
     std::size_t dot = text.find('.');
     while (colon != kNone || dot != kNone) {
@@ -208,7 +196,8 @@ void UriCollector::scan(unsigned int source, std::string_view text) {
             continue;
         }
         const auto uri = s_withoutTail(text.substr(start.offset, end - start.offset));
-        if (s_leadsSomewhere(uri, start.rest - start.offset)) {
+        const bool isWhole = textEnd == TextEnd::Whole || end < text.size();
+        if (isWhole && s_leadsSomewhere(uri, start.rest - start.offset)) {
             add(source, (isScheme ? "" : "http://") + std::string(uri));
         }
         const std::size_t next = std::max(end, found + 1);

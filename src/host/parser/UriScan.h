@@ -16,6 +16,9 @@
 
 namespace Corvane {
 
+// Whether a text ends where its author ended it, or where it was cut.
+enum class TextEnd { Whole, Cut };
+
 class UriCollector {
 public:
     // Notes the limits it runs into in hits. Both must outlive the collector.
@@ -23,8 +26,9 @@ public:
 
     // Adds the URIs in a text: http, https and ftp with "//", mailto, and bare "www." names, which
     // get the "http://" that they leave out. Closing punctuation, and brackets opened before the
-    // URI, do not belong to it. Takes time linear in the text.
-    void scan(unsigned int source, std::string_view text);
+    // URI, do not belong to it. One that reaches the end of a text that was cut there may be a false
+    // one and is left out. Takes time linear in the text.
+    void scan(unsigned int source, std::string_view text, TextEnd textEnd);
 
     // Adds an attribute's value as it stands, except white space around it and line ends and tabs
     // in it, which no client minds. Values that lead nowhere outside the message are dropped: empty

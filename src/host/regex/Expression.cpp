@@ -1,7 +1,6 @@
 #include "host/regex/Expression.h"
 
 #include <array>
-#include <new>
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
@@ -42,6 +41,12 @@ struct JitStackDeleter {
     void operator()(pcre2_jit_stack *stack) const { pcre2_jit_stack_free(stack); }
 };
 
+[[noreturn]] void s_outOfMemory(unsigned int line) {
+    Exception failure("Regex::Expression", Exception::kGeneral, "Expression", line);
+    failure.stringParameter("out of memory");
+    throw failure;
+}
+
 // What one thread needs to run expressions, made on its first match.
 class MatchState {
 public:
@@ -50,7 +55,7 @@ public:
           stack_(pcre2_jit_stack_create(kJitStackStartBytes, kJitStackMaxBytes, nullptr)),
           context_(pcre2_match_context_create(nullptr)) {
         if (data_ == nullptr || stack_ == nullptr || context_ == nullptr) {
-            throw std::bad_alloc();
+            s_outOfMemory(__LINE__);
         }
         pcre2_set_match_limit(context_.get(), kMatchLimitSteps);
         pcre2_set_heap_limit(context_.get(), kInterpreterHeapKiB);
@@ -172,7 +177,7 @@ std::unique_ptr<pcre2_code, CodeDeleter> s_compile(const std::string &text, unsi
     const std::unique_ptr<pcre2_compile_context, CompileContextDeleter> context(
         pcre2_compile_context_create(nullptr));
     if (context == nullptr) {
-        throw std::bad_alloc();
+        s_outOfMemory(__LINE__);
     }
     pcre2_set_newline(context.get(), (word & kAnyLineEnd) == kAnyLineEnd ? PCRE2_NEWLINE_ANYCRLF
                                                                          : PCRE2_NEWLINE_LF);

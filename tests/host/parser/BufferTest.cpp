@@ -222,6 +222,14 @@ TEST(LineBuffer, SurvivesBeingCutBelowItsPosition) {
     EXPECT_TRUE(lines.endOfBuffer());
     EXPECT_EQ(lines.startOfLine(), 1U);
     EXPECT_TRUE(takeLines(lines).empty());
+    lines.append(copyOf("x\n"));
+    EXPECT_EQ(takeLines(lines), Lines{"x\n"});
+
+    LineBuffer unfinished(copyOf("abcdefghij"));
+    takeLines(unfinished);
+    unfinished.length(3);
+    unfinished.append(copyOf("de\nfg"));
+    EXPECT_EQ(takeLines(unfinished), Lines{"abcde\n"});
 }
 
 } // namespace

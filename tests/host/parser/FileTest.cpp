@@ -77,6 +77,7 @@ TEST(FileSelector, VisitsRegularFilesOnly) {
     const std::string target = dir.write("target", "");
     std::filesystem::create_symlink(target, dir.path("link.cf"));
     std::filesystem::create_symlink(dir.path("none"), dir.path("dangling.cf"));
+    std::filesystem::create_symlink("loop.cf", dir.path("loop.cf"));
     EXPECT_THAT(select(dir.path(), {"*.cf"}), ElementsAre("link.cf"));
 }
 
@@ -84,15 +85,12 @@ TEST(FileSelector, OnlyAMissingDirectoryIsNoError) {
     const TempDir dir;
     EXPECT_THAT(select(dir.path("none"), {"*"}), IsEmpty());
     const std::string file = dir.write("file", "");
-    std::filesystem::create_symlink("loop.cf", dir.path("loop.cf"));
-    for (const std::string &path : {file, dir.path()}) {
-        try {
-            select(path, {"*.cf"});
-            FAIL() << path;
-        } catch (const Exception &failure) {
-            EXPECT_EQ(failure.code(), Exception::kGeneral);
-            EXPECT_THAT(failure.asString(), testing::HasSubstr("cannot read " + path));
-        }
+    try {
+        select(file, {"*.cf"});
+        FAIL() << "a file is no directory";
+    } catch (const Exception &failure) {
+        EXPECT_EQ(failure.code(), Exception::kGeneral);
+        EXPECT_THAT(failure.asString(), testing::HasSubstr("cannot read " + file));
     }
 }
 

@@ -113,6 +113,19 @@ INSTANTIATE_TEST_SUITE_P(
                 kMultipart + "--b\nContent-Type: text/html\n\nhtml\n--b\n\nplain\n--b\n"
                              "Content-Type: text/enriched\n\nrich\n--b--",
                 "plain\nhtml\nrich\n", "none"},
+        TextRow{"othersInFront",
+                kMultipart + "--b\nContent-Type: text/csv\n\ncsv\n--b\nContent-Type: text/html"
+                             "\n\nhtml\n--b--",
+                "html\ncsv\n", "none"},
+        TextRow{"firstDispositionCounts",
+                "Content-Disposition: inline\nContent-Disposition: attachment\n\nseen", "seen\n",
+                "none"},
+        TextRow{"envelopeMark", "From a@b.example Mon Jan  5 2026\nA: b\n\nbody", "body\n", "none"},
+        TextRow{"proseLikeEnvelopeMark", "From here on\n\nbody", "From here on\n\nbody\n", "none"},
+        TextRow{"base64WithoutPadding", "Content-Transfer-Encoding: base64\n\naGVsbG8", "hello\n",
+                "none"},
+        TextRow{"base64BehindPadding", "Content-Transfer-Encoding: base64\n\naA==\nZWxs=bw",
+                "hello\n", "none"},
         TextRow{"twoAlternatives",
                 kMultipart + "--b\n" + kAlternative +
                     "--a\n\none\n--a\nContent-Type: text/html\n\n1\n--a--\n--b\n" + kAlternative +
@@ -464,6 +477,13 @@ TEST(MailReader, RealMessagesKeepTheContract) {
         mail.uris();
     }
     EXPECT_GT(count, 0U);
+}
+
+TEST(MailReader, SeesWholeUrisOfCutHeaders) {
+    const std::string padding(kMaxHeaderValueBytes - 10, 'x');
+    const Reading mail("A: " + padding + " http://b.example/path http://c.example/\n\n");
+    EXPECT_EQ(mail.header("A").size(), kMaxHeaderValueBytes);
+    EXPECT_EQ(mail.uris(), "0http://b.example/path 0http://c.example/ ");
 }
 
 } // namespace

@@ -50,7 +50,7 @@ class UriScan : public testing::TestWithParam<ScanRow> {};
 
 TEST_P(UriScan, FindsUrisOfText) {
     Collected collected;
-    (*collected).scan(UriContainer::kText, GetParam().text);
+    (*collected).scan(UriContainer::kText, GetParam().text, TextEnd::Whole);
     EXPECT_EQ(collected.of(UriContainer::kText), GetParam().expected);
 }
 
@@ -90,8 +90,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(UriCollector, KeepsSourcesApart) {
     Collected collected;
-    (*collected).scan(UriContainer::kHeader, "http://a.b");
-    (*collected).scan(UriContainer::kText, "http://a.b");
+    (*collected).scan(UriContainer::kHeader, "http://a.b", TextEnd::Whole);
+    (*collected).scan(UriContainer::kText, "http://a.b", TextEnd::Whole);
     (*collected).addAttribute(UriContainer::kHtml, "http://a.b");
     for (const unsigned int source : {0U, 1U, 2U}) {
         EXPECT_EQ(collected.of(source), Texts{"http://a.b"});
@@ -116,13 +116,14 @@ TEST(UriCollector, BoundsNumberAndLength) {
         limits.value(MailLimit::UriBytes, kLimit);
         Collected collected(limits);
         for (unsigned int i = 0; i < count; ++i) {
-            (*collected).scan(i % 2, "http://a/" + std::to_string(i) + " http://a/0");
+            (*collected)
+                .scan(i % 2, "http://a/" + std::to_string(i) + " http://a/0", TextEnd::Whole);
         }
         EXPECT_EQ(collected.of(0).size() + collected.of(1).size(), std::min(count + 1, kLimit));
         EXPECT_EQ(collected.hits().count(MailLimit::Uris), count + 1 > kLimit ? 1U : 0U);
 
         Collected lengths(limits);
-        (*lengths).scan(0, std::string("http://") + std::string(count - 7, 'x'));
+        (*lengths).scan(0, std::string("http://") + std::string(count - 7, 'x'), TextEnd::Whole);
         EXPECT_EQ(lengths.of(0).front().size(), std::min(count, kLimit));
         EXPECT_EQ(lengths.hits().count(MailLimit::UriBytes), count > kLimit ? 1U : 0U);
     }
@@ -138,8 +139,14 @@ TEST(UriCollector, HostileTextIsAnswered) {
         text += ' ';
     }
     Collected collected;
-    (*collected).scan(UriContainer::kText, text);
+    (*collected).scan(UriContainer::kText, text, TextEnd::Whole);
     EXPECT_EQ(collected.hits(), MailLimitSet{MailLimit::UriBytes});
+}
+
+TEST(UriCollector, LeavesOutWhatReachesTheCut) {
+    Collected collected;
+    (*collected).scan(UriContainer::kText, "http://a.b http://evil", TextEnd::Cut);
+    EXPECT_EQ(collected.of(UriContainer::kText), Texts{"http://a.b"});
 }
 
 } // namespace
