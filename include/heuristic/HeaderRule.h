@@ -95,6 +95,7 @@ private:
         std::string ifUnset;
     };
 
+    static Regex::Expression select(Selection &selection, const std::string &definition);
     static void selectName(Selection &selection, const std::string &name);
     static void cutIfUnset(Selection &selection, std::string &expression);
     void parse(const std::string &definition);

@@ -99,7 +99,7 @@ private:
     bool nested(bool single);
     void operand(bool &value, Mode &mode);
     static void combine(bool &value, Mode mode, bool operand);
-    bool leadingGroups(bool &value, Mode mode, bool leading, bool single);
+    bool groups(bool &value, Mode mode, bool single);
 
     Position position_;
     Position end_;

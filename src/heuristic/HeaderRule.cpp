@@ -97,40 +97,43 @@ void HeaderRule::value(const std::string &definition) {
     }
 }
 
+// Replaces all that a former definition said, but only once the expression has compiled.
 void HeaderRule::parse(const std::string &definition) {
-    if (isEval(definition)) {
-        return;
-    }
     Selection selection;
+    Regex::Expression expression;
     if (definition.rfind(kExistsPrefix, 0) == 0) {
         selection.exists = true;
         selection.pattern =
             StringPattern(definition.substr(std::string(kExistsPrefix).size()), true, false);
-        selection_ = selection;
-        return;
-    }
-    const std::size_t nameEnd = stringFindWhiteSpace(definition, 0);
-    if (nameEnd == std::string::npos) {
-        return;
-    }
-    selectName(selection, definition.substr(0, nameEnd));
-    std::size_t at = stringFindNonWhiteSpace(definition, nameEnd);
-    Regex::Expression expression;
-    // A single character behind the name is no expression, whatever it is.
-    if (at != std::string::npos && at + 1 < definition.size()) {
-        if ((definition[at] == '=' || definition[at] == '!') && definition[at + 1] == '~') {
-            selection.positive = definition[at] == '=';
-            at += 2;
-        }
-        at = stringFindNonWhiteSpace(definition, at);
-        if (at != std::string::npos) {
-            std::string text = definition.substr(at);
-            cutIfUnset(selection, text);
-            expression = Regex::Expression(text, Regex::kDotMatchesAll, true);
-        }
+    } else if (!isEval(definition)) {
+        expression = select(selection, definition);
     }
     selection_ = selection;
     expression_ = expression;
+}
+
+// Reads name, operator and expression, as far as they are there; answers the expression.
+Regex::Expression HeaderRule::select(Selection &selection, const std::string &definition) {
+    const std::size_t nameEnd = stringFindWhiteSpace(definition, 0);
+    if (nameEnd == std::string::npos) {
+        return {};
+    }
+    selectName(selection, definition.substr(0, nameEnd));
+    std::size_t at = stringFindNonWhiteSpace(definition, nameEnd);
+    if (at == std::string::npos || at + 1 == definition.size()) {
+        // A single character behind the name is no expression, whatever it is.
+        return {};
+    }
+    if ((definition[at] == '=' || definition[at] == '!') && definition[at + 1] == '~') {
+        selection.positive = definition[at] == '=';
+        at = stringFindNonWhiteSpace(definition, at + 2);
+    }
+    if (at == std::string::npos) {
+        return {};
+    }
+    std::string text = definition.substr(at);
+    cutIfUnset(selection, text);
+    return Regex::Expression(text, Regex::kDotMatchesAll, true);
 }
 
 void HeaderRule::selectName(Selection &selection, const std::string &name) {

@@ -70,25 +70,24 @@ MetaRuleBooleanEvaluator::MetaRuleBooleanEvaluator(Position begin, Position end,
 bool MetaRuleBooleanEvaluator::operator()(bool single) {
     bool value = false;
     Mode mode = Mode::None;
-    if (position_ == end_ || leadingGroups(value, mode, true, single)) {
+    if (position_ == end_ || groups(value, mode, single)) {
         return value;
     }
     while (!position_->is(')')) {
         operand(value, mode);
-        if (single || ++position_ == end_ || leadingGroups(value, mode, false, single)) {
+        if (single || ++position_ == end_ || groups(value, mode, single)) {
             return value;
         }
     }
     return value;
 }
 
-// Takes the groups that begin at the position. The first operands of an expression replace the value, later ones
-// combine with it. Answers whether that ended the expression.
-bool MetaRuleBooleanEvaluator::leadingGroups(bool &value, Mode mode, bool leading, bool single) {
+// Takes the groups that begin at the position. Answers whether that ended the expression.
+bool MetaRuleBooleanEvaluator::groups(bool &value, Mode mode, bool single) {
     while (position_->is('(')) {
         ++position_;
         const bool group = nested(false);
-        combine(value, leading ? Mode::None : mode, group);
+        combine(value, mode, group);
         if (single || ++position_ == end_) {
             return true;
         }

@@ -88,16 +88,16 @@ TEST_F(ScanCommandTest, AnUnreadMessageDoesNotStopTheOthersAndWins) {
 }
 
 TEST_F(ScanCommandTest, EqualLogRecordsAreShownOnceWithCountAndFirstPlace) {
-    const Outcome outcome = scan("body APPLE /apple/\nmeta A x && y\nmeta B x && y\n"
+    const Outcome outcome = scan("body APPLE /apple/\nheader A eval:x\nheader B eval:x\n"
                                  "body BAD /(/\nbody APPLE /pear/\n",
                                  {message()});
-    EXPECT_THAT(
-        outcome.err,
-        testing::MatchesRegex(
-            "corvane: a rule was left out, 2 times, first in .*/rules\\.cf:2: .*0x3000034.\n"
-            "corvane: a rule was left out, in .*/rules\\.cf:4: .*BAD.*0x3000034.\n"
-            "corvane: a rule's name is taken, the first one counts, in .*/rules\\.cf: "
-            "APPLE .*0x3000035.\n"));
+    EXPECT_THAT(outcome.err,
+                testing::MatchesRegex(
+                    "corvane: an eval: rule is loaded but never matches, 2 times, first in "
+                    ".*/rules\\.cf: .*0x300002f.\n"
+                    "corvane: a rule was left out, in .*/rules\\.cf:4: .*BAD.*0x3000034.\n"
+                    "corvane: a rule's name is taken, the first one counts, in .*/rules\\.cf: "
+                    "APPLE .*0x3000035.\n"));
     EXPECT_EQ(outcome.status, 0);
 }
 
@@ -130,7 +130,7 @@ protected:
         directory_.makeDirectory("none");
         directory_.write("none/rules.txt", "body A /a/\n");
         directory_.makeDirectory("refused");
-        directory_.write("refused/a.cf", "# nothing\nbody A /(/\nuri U /x/\nnonsense\n");
+        directory_.write("refused/a.cf", "# nothing\nbody A /(/\nuri U /(/\nnonsense\n");
         directory_.makeDirectory("rules");
         directory_.write("rules/a.cf", "body APPLE /apple/\n");
         directory_.makeDirectory("mail");

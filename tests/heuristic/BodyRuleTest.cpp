@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "heuristic/RawBodyRule.h"
+#include "support/CheckFixture.h"
 #include "support/Expect.h"
 #include "support/LogCapture.h"
 #include "support/Rules.h"
@@ -47,37 +48,22 @@ TEST(BodyRule, FailingExpressionDoesNotMatch) {
         static_cast<const BodyRule &>(*rule).matches(viewOf(std::string(2000, 'a') + "!")));
 }
 
-class BodyCheckTest : public testing::Test {
+class BodyCheckTest : public CheckFixture {
 protected:
-    void rule(const std::string &name, const std::string &definition,
-              const std::string &score = "1.0") {
-        rules_.add(
-            makeRule(raw_ ? Rule::RawBody : Rule::Body, name, definition, score, ++ordinal_));
+    explicit BodyCheckTest(Rule::Type kind = Rule::Body) : CheckFixture(kind) {}
+
+    void scan(const std::string &body, unsigned int cutoff = 0, bool verbose = false) {
+        BodyCheck(rules_, matches_, cutoff, verbose).check(viewOf(body), kind_ == Rule::RawBody);
     }
 
-    void scan(const std::string &body, unsigned int cutoff = 0) {
-        BodyCheck(rules_, matches_, cutoff, false).check(viewOf(body), raw_);
-    }
-
-    // Names of the rules traced while body is scanned, one for each try.
     Names traced(const std::string &body) {
-        testing::internal::CaptureStdout();
-        BodyCheck(rules_, matches_, 0, true).check(viewOf(body), raw_);
-        std::istringstream trace(testing::internal::GetCapturedStdout());
-        Names names;
-        for (std::string name; std::getline(trace, name);) {
-            names.push_back(name);
-        }
-        return names;
+        return tracedBy([&] { scan(body, 0, true); });
     }
+};
 
-    Names tripped() const { return namesOf(*matches_); }
-    Names left() const { return namesOf(*rules_); }
-
-    bool raw_ = false;
-    unsigned int ordinal_ = 0;
-    RefRuleList rules_ = RefRuleList::create();
-    RefMatches matches_ = RefMatches::create();
+class RawBodyCheckTest : public BodyCheckTest {
+protected:
+    RawBodyCheckTest() : BodyCheckTest(Rule::RawBody) {}
 };
 
 TEST_F(BodyCheckTest, StripsLineEndsOfDecodedTextOnly) {
@@ -88,8 +74,7 @@ TEST_F(BodyCheckTest, StripsLineEndsOfDecodedTextOnly) {
     EXPECT_EQ(left(), Names{"EMPTY"});
 }
 
-TEST_F(BodyCheckTest, KeepsLineEndsOfRawText) {
-    raw_ = true;
+TEST_F(RawBodyCheckTest, KeepsLineEnds) {
     rule("CRLF", "/\\Aabc\\r\\n\\z/");
     rule("BLANK", "/\\A\\r\\n\\z/");
     scan("abc\r\n\r\n");
@@ -129,8 +114,7 @@ INSTANTIATE_TEST_SUITE_P(Lengths, BodyCheckPieces,
                                          PieceRow{"long", 5000, {2048, 904}}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-TEST_F(BodyCheckTest, RawLineEndMayBeAPieceOfItsOwn) {
-    raw_ = true;
+TEST_F(RawBodyCheckTest, LineEndMayBeAPieceOfItsOwn) {
     rule("LF", "/\\A\\n\\z/");
     scan(std::string(2047, 'x') + "\r\n");
     EXPECT_EQ(tripped(), Names{"LF"});
@@ -159,7 +143,7 @@ struct LimitRow {
 class BodyCheckLimit : public BodyCheckTest, public testing::WithParamInterface<LimitRow> {};
 
 TEST_P(BodyCheckLimit, EndsReading) {
-    raw_ = GetParam().raw;
+    kind_ = GetParam().raw ? Rule::RawBody : Rule::Body;
     std::string body;
     for (const std::size_t length : GetParam().lines) {
         body += std::string(length, 'x') + "\r\n";
@@ -227,10 +211,7 @@ TEST_F(BodyCheckTest, CutoffLeavesLaterRulesOut) {
 
 TEST_F(BodyCheckTest, WrapsFailureAndKeepsWhatWasAdded) {
     rule("A", "/x/");
-    const RefRule broken = makeRule(Rule::Body, "B", "/x/");
-    EXPECT_TRUE(broken->active());
-    broken->score(RefScore());
-    rules_.add(broken);
+    brokenRule("B", "/x/");
     expectFailure([&] { scan("x\n"); }, {"BodyCheck::body", 4, "BodyRule", 219, {}, true});
     EXPECT_EQ(tripped(), (Names{"A", "B"}));
 }

@@ -41,7 +41,16 @@ TEST_F(RuleFileTest, FieldsAreSplitByRunsOfWhiteSpace) {
     EXPECT_EQ(rule->name(), "MyRule");
     EXPECT_EQ(rule->value(), "/x y/i  ");
     EXPECT_EQ(rule->ordinal(), 1U);
-    EXPECT_EQ(parseRule("rawbody R /x/")->type(), Rule::RawBody);
+}
+
+TEST_F(RuleFileTest, EachKeywordFilesItsKind) {
+    const char *keywords[] = {"header", "URI", "body", "rawbody", "Full", "meta"};
+    for (unsigned int kind = Rule::Header; kind <= Rule::Meta; ++kind) {
+        parse(std::string(keywords[kind - 1]) + " A X-Y /x/\n");
+        EXPECT_EQ(namesOf(*rules_.rules(DEFAULT, static_cast<Rule::Type>(kind))), Names{"A"});
+        EXPECT_EQ(parser_.ruleCount(), kind);
+    }
+    EXPECT_TRUE(log_.records.empty());
 }
 
 TEST_F(RuleFileTest, LinesThatAreNoRulesAreIgnoredSilently) {

@@ -7,6 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "heuristic/BodyRule.h"
+#include "heuristic/FullRule.h"
+#include "heuristic/HeaderRule.h"
+#include "heuristic/MetaRule.h"
+#include "heuristic/RawBodyRule.h"
+#include "heuristic/UriRule.h"
 #include "support/Expect.h"
 #include "support/Rules.h"
 
@@ -66,8 +72,17 @@ TEST(RefRule, ComparesByName) {
 }
 
 TEST(RefRule, BuildsKindsThatExist) {
-    EXPECT_EQ(RefRule(Rule::Body, "A")->type(), Rule::Body);
-    EXPECT_EQ(RefRule(Rule::RawBody, "A")->type(), Rule::RawBody);
+    EXPECT_NE(dynamic_cast<HeaderRule *>(RefRule(Rule::Header, "A").operator->()), nullptr);
+    EXPECT_NE(dynamic_cast<UriRule *>(RefRule(Rule::Uri, "A").operator->()), nullptr);
+    EXPECT_NE(dynamic_cast<BodyRule *>(RefRule(Rule::Body, "A").operator->()), nullptr);
+    EXPECT_NE(dynamic_cast<RawBodyRule *>(RefRule(Rule::RawBody, "A").operator->()), nullptr);
+    EXPECT_NE(dynamic_cast<FullRule *>(RefRule(Rule::Full, "A").operator->()), nullptr);
+    EXPECT_NE(dynamic_cast<MetaRule *>(RefRule(Rule::Meta, "A").operator->()), nullptr);
+    for (unsigned int kind = Rule::Header; kind <= Rule::Meta; ++kind) {
+        const RefRule rule(static_cast<Rule::Type>(kind), "A");
+        EXPECT_EQ(rule->type(), kind);
+        EXPECT_EQ(rule->name(), "A");
+    }
     for (const unsigned int kind : {0U, 7U}) {
         expectFailure([kind] { RefRule(static_cast<Rule::Type>(kind), "A"); },
                       {"Heuristic::Rule", 2, "Rule", kAnyLine, {"Unhandled rule type"}});
@@ -194,12 +209,12 @@ TEST(RuleContainer, RefusesWhatIsNoLanguageOrKind) {
 
 TEST(RuleContainer, FindsByOrderOfKinds) {
     const RuleContainer rules;
-    const RefRule body = bodyRule("X");
-    rules.metaRules(CN).add(bodyRule("X"));
-    EXPECT_TRUE(rules.find("X", CN, true).isNull());
-    EXPECT_FALSE(rules.find("X", CN, false).isNull());
-    rules.bodyRules(CN).add(body);
-    EXPECT_EQ(rules.find("X", CN, false).operator->(), body.operator->());
+    // From the last kind searched to the first, each hides those before it.
+    for (unsigned int kind = Rule::Meta; kind >= Rule::Header; --kind) {
+        rules.rules(CN, static_cast<Rule::Type>(kind)).add({static_cast<Rule::Type>(kind), "X"});
+        EXPECT_EQ(rules.find("X", CN, false)->type(), kind);
+        EXPECT_EQ(rules.find("X", CN, true).isNull(), kind > Rule::RawBody);
+    }
     EXPECT_TRUE(rules.find("", CN, false).isNull());
     EXPECT_TRUE(rules.find("X", JP, false).isNull());
 }
