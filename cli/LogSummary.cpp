@@ -1,26 +1,46 @@
 #include "LogSummary.h"
 
-#include <algorithm>
-
+#include "Files.h"
 #include "heuristic/LogRecords.h"
 
 namespace Corvane::Cli {
 
 namespace {
 
-// Takes "; file:line" out of the text and answers "file:line"; answers "" where the text does not
-// name the file.
-std::string s_cutPlace(std::string &text, const std::string &file) {
-    const std::string separator = "; ";
-    const std::string mark = separator + file + ':';
-    const std::size_t start = file.empty() ? std::string::npos : text.find(mark);
-    if (start == std::string::npos) {
+// Encrypted files are parsed from copies of such names.
+constexpr const char *kTemporaryStart = "/var/spool/tmp/rule";
+
+// Takes "file:line" out of the text, where it stands as the last parameter in the brackets of a
+// failure and its file begins with start, and answers it; answers "" where there is none.
+std::string s_cutPlace(std::string &text, const std::string &start) {
+    for (const std::string separator : {"; ", " ("}) {
+        const std::size_t found = text.find(separator + start);
+        const std::size_t end = text.find(") [", found);
+        if (found == std::string::npos || end == std::string::npos) {
+            continue;
+        }
+        const std::size_t begin = found + separator.size();
+        std::string place = text.substr(begin, end - begin);
+        const std::size_t colon = place.find_last_not_of("0123456789");
+        if (colon != std::string::npos && colon + 1 < place.size() && place[colon] == ':') {
+            text.erase(begin, end - begin);
+            return place;
+        }
+    }
+    return {};
+}
+
+// The same for any file of the rule set in the directory.
+std::string s_cutPlaceIn(std::string &text, const std::string &directory) {
+    if (directory.empty()) {
         return {};
     }
-    const std::size_t digits = start + mark.size();
-    const std::size_t end = std::min(text.find_first_not_of("0123456789", digits), text.size());
-    std::string place = text.substr(start + separator.size(), end - start - separator.size());
-    text.erase(start, end - start);
+    std::string place = s_cutPlace(text, joined(directory, {}));
+    if (place.empty()) {
+        place = s_cutPlace(text, kTemporaryStart);
+        const std::size_t colon = place.rfind(':');
+        place = place.empty() ? place : "line " + place.substr(colon + 1) + " of an encrypted file";
+    }
     return place;
 }
 
@@ -29,6 +49,8 @@ const char *s_meaning(unsigned int id) {
     switch (id) {
     case Heuristic::kLogEvalValue:
         return "an eval: rule is loaded but never matches";
+    case Heuristic::kLogMetaFailed:
+        return "a meta rule's expression has no value and counts as false";
     case Heuristic::kLogNoExpression:
         return "a rule without expression was tried";
     case Heuristic::kLogScoreRefused:
@@ -52,18 +74,18 @@ LogSummary::~LogSummary() {
     Logger::instance(false).sink(former_);
 }
 
-void LogSummary::file(const std::string &file) {
-    Synchronized lock(mutex_);
-    file_ = file;
+void LogSummary::rules(const std::string &directory) {
+    const Synchronized lock(mutex_);
+    directory_ = directory;
 }
 
 void LogSummary::take(unsigned int id, const std::string &record) {
-    Synchronized lock(mutex_);
-    std::string text = record;
-    std::string place = s_cutPlace(text, file_);
-    if (place.empty()) {
-        place = file_;
+    if (id == Heuristic::kLogRulesLoaded) {
+        return;
     }
+    const Synchronized lock(mutex_);
+    std::string text = record;
+    const std::string place = s_cutPlaceIn(text, directory_);
     const auto [found, isNew] = index_.emplace(std::make_pair(id, text), entries_.size());
     if (isNew) {
         entries_.push_back({id, text, place, 0});

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Decrypt.h"
+#include "Encrypt.h"
 #include "ExitStatus.h"
 #include "Scan.h"
 
@@ -19,7 +21,7 @@ std::string s_explain(const CLI::App *app, const CLI::Error &error) {
 
 // The library would only say that a subcommand is missing.
 std::string s_refuseSubcommand(int argc, char **argv) {
-    const std::string known = "the only one is scan; try 'corvane --help'\n";
+    const std::string known = "there are scan, encrypt and decrypt; try 'corvane --help'\n";
     return argc > 1 ? std::string("corvane: unknown subcommand '") + argv[1] + "'; " + known
                     : "corvane: name a subcommand; " + known;
 }
@@ -30,7 +32,11 @@ int s_run(int argc, char **argv) {
     app.require_subcommand(1);
     app.failure_message(s_explain);
     ScanOptions scan;
+    RuleSetCopyOptions encrypt;
+    RuleSetCopyOptions decrypt;
     addScanCommand(app, scan);
+    addEncryptCommand(app, encrypt);
+    addDecryptCommand(app, decrypt);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -41,7 +47,15 @@ int s_run(int argc, char **argv) {
         }
         return app.exit(error) == 0 ? kExitClean : kExitFailed;
     }
-    return runScan(scan, std::cout, std::cerr);
+    // A stream of their own for the results: std::cout may be sent elsewhere.
+    std::ostream out(std::cout.rdbuf());
+    if (app.got_subcommand("encrypt")) {
+        return runEncrypt(encrypt, out, std::cerr);
+    }
+    if (app.got_subcommand("decrypt")) {
+        return runDecrypt(decrypt, out, std::cerr);
+    }
+    return runScan(scan, out, std::cerr);
 }
 
 } // namespace

@@ -1,104 +1,128 @@
 #include "MessageSource.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <system_error>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include "host/parser/Exception.h"
+#include "Failure.h"
 
 namespace Corvane::Cli {
 
 namespace {
 
-[[noreturn]] void s_refuse(const std::string &reason) {
-    throw Exception(reason, Exception::kGeneral, nullptr, 0);
+constexpr std::string_view kSeparator = "From ";
+
+bool s_beginsMessage(InputFile &file) {
+    const std::string_view ahead = file.ahead(kSeparator.size());
+    return ahead.substr(0, kSeparator.size()) == kSeparator;
 }
 
-std::string s_called(const std::string &name) {
-    return name == kStandardInput ? "standard input" : "'" + name + "'";
+// The empty line that comes next, "" where another one does.
+std::string s_emptyLine(InputFile &file) {
+    for (const std::string_view end : {"\n", "\r\n"}) {
+        if (file.ahead(end.size()).substr(0, end.size()) == end) {
+            return std::string(end);
+        }
+    }
+    return {};
 }
 
-[[noreturn]] void s_refuseUnreadable(const std::string &name) {
-    s_refuse("cannot read message " + s_called(name) + ": " +
-             std::generic_category().message(errno) + "; name a file that holds one message");
-}
-
-// An open file that closes itself; standard input stays open.
-class Source {
-public:
-    explicit Source(const std::string &name)
-        : name_(name),
-          file_(name == kStandardInput ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
-        if (file_ < 0) {
-            s_refuseUnreadable(name_);
-        }
+// What is wrong with a message as a whole; "" where nothing is.
+std::string s_fault(const std::string &label, const Buffer &bytes) {
+    const std::string called = label == kStandardInput ? "standard input" : "'" + label + "'";
+    if (bytes.isEmpty()) {
+        return called + " is empty; a message has at least a header";
     }
-    Source(const Source &) = delete;
-    Source &operator=(const Source &) = delete;
-    ~Source() {
-        if (file_ != STDIN_FILENO) {
-            close(file_);
-        }
+    const unsigned char *end = bytes.data() + bytes.length();
+    if (std::all_of(bytes.data(), end, [](unsigned char byte) { return byte == 0; })) {
+        return called + " is no message: it holds nothing but NUL bytes";
     }
-
-    bool isDirectory() const {
-        struct stat status {};
-        return fstat(file_, &status) == 0 && S_ISDIR(status.st_mode);
-    }
-
-    // Answers the bytes read, 0 at the end.
-    unsigned int read(unsigned char *bytes, std::size_t most) const {
-        ssize_t count = 0;
-        do {
-            count = ::read(file_, bytes, most);
-        } while (count < 0 && errno == EINTR);
-        if (count < 0) {
-            s_refuseUnreadable(name_);
-        }
-        return static_cast<unsigned int>(count);
-    }
-
-private:
-    const std::string &name_;
-    int file_;
-};
-
-Buffer s_readAll(const Source &source, std::size_t most) {
-    constexpr std::size_t kChunkBytes = 65536;
-    std::array<unsigned char, kChunkBytes> chunk{};
-    Buffer bytes;
-    while (bytes.length() < most) {
-        const unsigned int count =
-            source.read(chunk.data(), std::min(chunk.size(), most - bytes.length()));
-        if (count == 0) {
-            break;
-        }
-        bytes.append(chunk.data(), count);
-    }
-    return bytes;
+    return {};
 }
 
 } // namespace
 
-Buffer readMessage(const std::string &name, unsigned int maxBytes) {
-    const Source source(name);
-    if (source.isDirectory()) {
-        s_refuse(s_called(name) + " is a directory, not a message; name the message files in it");
+std::string MessageSource::label(const std::string &file, std::size_t index) {
+    return index == 0 ? file : file + " #" + std::to_string(index);
+}
+
+MessageSource::MessageSource(const std::vector<std::string> &arguments, unsigned int maxBytes)
+    : files_(arguments), maxBytes_(maxBytes) {}
+
+std::optional<RawMessage> MessageSource::next() {
+    RawMessage message;
+    try {
+        if (open_ == nullptr) {
+            index_ = 0;
+            if (!files_.next(message.file)) {
+                return {};
+            }
+            open_ = std::make_unique<InputFile>(message.file);
+        }
+        message = s_beginsMessage(*open_) ? readFromMbox() : read(open_->name());
+        message.failure = s_fault(label(message.file, message.index), message.bytes);
+    } catch (const Exception &failure) {
+        message.failure = readable(failure);
+        message.file = open_ == nullptr ? message.file : open_->name();
+        message.index = index_;
+        open_.reset();
     }
-    Buffer bytes = s_readAll(source, static_cast<std::size_t>(maxBytes) + 1);
-    if (bytes.isEmpty()) {
-        s_refuse(s_called(name) + " is empty; a message has at least a header");
+    return message;
+}
+
+RawMessage MessageSource::read(const std::string &name) {
+    RawMessage message{name, 0, {}, {}};
+    while (message.bytes.length() <= maxBytes_) {
+        const std::string_view bytes = open_->ahead(1);
+        if (bytes.empty()) {
+            break;
+        }
+        keep(message.bytes, bytes);
+        open_->take(bytes.size());
     }
-    const unsigned char *end = bytes.data() + bytes.length();
-    if (std::all_of(bytes.data(), end, [](unsigned char byte) { return byte == 0; })) {
-        s_refuse(s_called(name) + " is no message: it holds nothing but NUL bytes");
+    open_.reset();
+    return message;
+}
+
+RawMessage MessageSource::readFromMbox() {
+    RawMessage message{open_->name(), ++index_, {}, {}};
+    readLine(nullptr);
+    // An empty line is the message's own only once another line than a separator follows.
+    std::string gap;
+    while (!open_->ahead(1).empty()) {
+        if (!gap.empty() && s_beginsMessage(*open_)) {
+            return message;
+        }
+        keep(message.bytes, gap);
+        gap = s_emptyLine(*open_);
+        if (gap.empty()) {
+            readLine(&message.bytes);
+        } else {
+            open_->take(gap.size());
+        }
     }
-    return bytes;
+    open_.reset();
+    return message;
+}
+
+// A line may be as long as the file: it is moved in pieces.
+void MessageSource::readLine(Buffer *line) {
+    bool ended = false;
+    while (!ended) {
+        const std::string_view bytes = open_->ahead(1);
+        const std::size_t end = std::min(bytes.find('\n'), bytes.size() - 1);
+        ended = bytes.empty() || bytes[end] == '\n';
+        const std::size_t count = bytes.empty() ? 0 : end + 1;
+        if (line != nullptr) {
+            keep(*line, bytes.substr(0, count));
+        }
+        open_->take(count);
+    }
+}
+
+void MessageSource::keep(Buffer &bytes, std::string_view more) const {
+    const std::size_t room = maxBytes_ + 1 - std::min<std::size_t>(bytes.length(), maxBytes_ + 1);
+    const std::size_t count = std::min(room, more.size());
+    bytes.append(reinterpret_cast<const unsigned char *>(more.data()),
+                 static_cast<unsigned int>(count));
 }
 
 } // namespace Corvane::Cli

@@ -1,24 +1,64 @@
 #ifndef CORVANE_CLI_MESSAGESOURCE_H
 #define CORVANE_CLI_MESSAGESOURCE_H
 
-// Where messages come from.
+// The messages that the arguments of a scan stand for, one at a time:
 //
-// Threads: free functions without state of their own.
+//     MessageSource source(arguments, limits.value(MailLimit::MessageBytes));
+//     while (const std::optional<RawMessage> message = source.next()) { ... }
+//
+// A file that begins with "From " is an mbox: it is split at the lines that begin so behind an empty
+// line, without a look at the rest of the line or at any Content-Length. Those lines, and the empty
+// lines before them, are no part of a message; ">From " is left as it stands.
+//
+// Threads: one thread.
 
+#include <cstddef>
+#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "Files.h"
+#include "MessageFiles.h"
 #include "host/parser/Buffer.h"
 
 namespace Corvane::Cli {
 
-// The name that stands for standard input.
-constexpr const char *kStandardInput = "-";
+struct RawMessage {
+    // The file, and the message's place in it: 0 for a file that is one message, else from 1.
+    std::string file;
+    std::size_t index = 0;
 
-// Reads the message of that name: a file, or standard input. No more than maxBytes + 1 bytes are
-// read, enough to tell that there are more than maxBytes. Throws code 4, with the name and the
-// remedy, for a directory, for what cannot be read, and for what holds no message: nothing, or
-// nothing but NUL bytes.
-Buffer readMessage(const std::string &name, unsigned int maxBytes);
+    Buffer bytes;
+    // Why the message could not be read; "" where it was.
+    std::string failure;
+};
+
+class MessageSource {
+public:
+    // The usual way to name a message to a user: the file, and where it is an mbox the place in it.
+    static std::string label(const std::string &file, std::size_t index);
+
+    // Of a message no more than maxBytes + 1 bytes are kept, enough to tell that there are more
+    // than maxBytes, and of an mbox one message at a time.
+    MessageSource(const std::vector<std::string> &arguments, unsigned int maxBytes);
+
+    // The next message; none at the end. Whatever cannot be read, and a message that is empty or
+    // holds nothing but NUL bytes, gives one with a failure.
+    std::optional<RawMessage> next();
+
+private:
+    RawMessage read(const std::string &name);
+    RawMessage readFromMbox();
+    void readLine(Buffer *line);
+    void keep(Buffer &bytes, std::string_view more) const;
+
+    MessageFiles files_;
+    std::size_t maxBytes_;
+    // The file that is being read; an mbox that has more messages stays open.
+    std::unique_ptr<InputFile> open_;
+    std::size_t index_ = 0;
+};
 
 } // namespace Corvane::Cli
 

@@ -1,88 +1,76 @@
 #include "RuleDirectory.h"
 
 #include <cerrno>
-#include <list>
-#include <system_error>
 
 #include <unistd.h>
 
-#include "heuristic/RuleFactory.h"
-#include "host/parser/Exception.h"
-#include "host/parser/File.h"
+#include "Failure.h"
+#include "RuleSetFiles.h"
 
 namespace Corvane::Cli {
 
 namespace {
 
-constexpr const char *kPattern = "*.cf";
-
-[[noreturn]] void s_refuse(const std::string &reason) {
-    throw Exception(reason, Exception::kGeneral, nullptr, 0);
-}
-
-[[noreturn]] void s_refuseFile(const File::Path &file, const std::string &reason) {
-    s_refuse("cannot read rule file '" + file.asString() + "': " + reason +
-             "; make it readable or take it out of the directory");
-}
-
-// Hands each file that the selector finds to the parser.
-class Loader : public File::Processor {
+// Takes everything and keeps nothing.
+class Nowhere final : public MediaOutImpl {
 public:
-    Loader(Heuristic::RuleContainer &rules, LogSummary &log) : parser_(rules), log_(log) {}
-
-    int process(const File::Path &file) override {
-        // The parser passes over what it cannot open; whoever named the directory must hear of it.
-        if (access(file, R_OK) != 0) {
-            s_refuseFile(file, std::generic_category().message(errno));
-        }
-        log_.file(file.asString());
-        try {
-            parser_.parse(file.asString());
-        } catch (const Exception &failure) {
-            s_refuseFile(file, failure.asString());
-        }
-        log_.file({});
-        ++files_;
-        return 0;
-    }
-
-    unsigned int finish(const std::string &directory) {
-        if (files_ == 0) {
-            s_refuse("no rules in '" + directory + "': it holds no file " + kPattern);
-        }
-        if (parser_.ruleCount() == 0) {
-            s_refuse("no rules in '" + directory + "': none of its " + std::to_string(files_) +
-                     " " + kPattern + " files holds a rule that can be loaded");
-        }
-        parser_.assignScores();
-        return parser_.ruleCount();
-    }
-
-private:
-    Heuristic::RuleFileParser parser_;
-    LogSummary &log_;
-    unsigned int files_ = 0;
+    void write(const Buffer & /*bytes*/) override {}
+    void end() override {}
 };
+
+[[noreturn]] void s_refuseFile(const std::string &file, const std::string &reason) {
+    refuse("cannot read rule file '" + file + "': " + reason +
+           "; mend it or take it out of the directory");
+}
+
+// Loading passes over what it cannot open; whoever named the directory must hear of it.
+void s_requireReadable(const std::vector<std::string> &files) {
+    for (const std::string &file : files) {
+        if (access(file.c_str(), R_OK) != 0) {
+            s_refuseFile(file, systemReason(errno));
+        }
+    }
+}
+
+// A failed load does not say which file it was: the one that fails again.
+[[noreturn]] void s_explain(const RuleSetFiles &files, const Exception &failure) {
+    for (const std::string &file : files.loaded()) {
+        const bool isEncrypted = files.isEncrypted() && isEncryptedPath(file);
+        try {
+            MediaOut nowhere(new Nowhere);
+            convertFile(file, isEncrypted ? Conversion::Decrypt : Conversion::None, nowhere);
+        } catch (const Exception &again) {
+            s_refuseFile(file, readable(again));
+        }
+    }
+    refuse("cannot load the rules in '" + files.directory() + "': " + readable(failure));
+}
+
+Heuristic::Scanner s_load(const RuleSetFiles &files) {
+    try {
+        return Heuristic::Scanner(File::Path(files.directory()));
+    } catch (const Exception &failure) {
+        s_explain(files, failure);
+    }
+}
 
 } // namespace
 
-unsigned int loadRuleDirectory(const std::string &directory, Heuristic::RuleContainer &rules,
-                               LogSummary &log) {
-    const File::Path path(directory);
-    if (!path.exists()) {
-        s_refuse("rule directory '" + directory +
-                 "' does not exist or cannot be reached; name the directory that holds the " +
-                 kPattern + " files");
+Heuristic::Scanner loadRules(const std::string &directory, LogSummary &log) {
+    const RuleSetFiles files(directory);
+    const std::vector<std::string> loaded = files.loaded();
+    s_requireReadable(loaded);
+    log.rules(directory);
+    Heuristic::Scanner scanner = s_load(files);
+    if (scanner.ruleCount() == 0) {
+        refuse("no rules in '" + directory + "': " +
+               (loaded.empty()
+                    ? "it holds no file " + files.patterns()
+                    : "none of its " + std::to_string(loaded.size()) + " " + files.patterns() +
+                          " and score files holds a rule that can " + "be loaded") +
+               "; name the directory that holds the rule files");
     }
-    if (!path.isDirectory()) {
-        s_refuse("'" + directory + "' is no directory; name the directory that holds the " +
-                 kPattern + " files");
-    }
-    Loader loader(rules, log);
-    File::Selector selector(path, loader);
-    selector.patterns(std::list<std::string>{kPattern});
-    selector.start();
-    return loader.finish(directory);
+    return scanner;
 }
 
 } // namespace Corvane::Cli

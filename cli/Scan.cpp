@@ -1,117 +1,129 @@
 #include "Scan.h"
 
 #include <cmath>
-#include <iomanip>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <unistd.h>
 
 #include "ExitStatus.h"
+#include "Failure.h"
 #include "LogSummary.h"
 #include "MessageSource.h"
+#include "Progress.h"
+#include "Report.h"
 #include "RuleDirectory.h"
-#include "heuristic/BodyRule.h"
-#include "heuristic/Rule.h"
-#include "host/parser/Exception.h"
-#include "host/parser/MailReader.h"
-#include "host/parser/MimePart.h"
+#include "ScanMessage.h"
+#include "WorkerPool.h"
 
 namespace Corvane::Cli {
 
 namespace {
 
-using Heuristic::BodyCheck;
-using Heuristic::RefMatches;
-using Heuristic::RefRule;
-using Heuristic::RefRuleList;
-using Heuristic::RuleContainer;
+// Sends what is written to std::cout to standard error while it lives.
+class TraceToStandardError {
+public:
+    TraceToStandardError() : former_(std::cout.rdbuf(std::cerr.rdbuf())) {}
+    TraceToStandardError(const TraceToStandardError &) = delete;
+    TraceToStandardError &operator=(const TraceToStandardError &) = delete;
+    ~TraceToStandardError() { std::cout.rdbuf(former_); }
 
-constexpr int kScoreDecimals = 3;
-constexpr int kScoreWidth = 9;
-
-// Every rule of a language, none left out, no trace.
-constexpr unsigned int kNoCutoff = 0;
-constexpr bool kNoTrace = false;
-
-struct Totals {
-    std::size_t scanned = 0;
-    std::size_t over = 0;
-    std::size_t failed = 0;
+private:
+    std::streambuf *former_;
 };
 
-// A failure of the command's own is a sentence already; one of the libraries needs its details.
-std::string s_readable(const Exception &failure) {
-    return Logger::printable(failure.file().empty() ? failure.message() : failure.asString());
+// Shows verdicts as they come and counts them.
+class Results {
+public:
+    Results(const ScanOptions &options, std::ostream &out, std::ostream &err)
+        : out_(out), err_(err),
+          report_(options.json ? makeJsonReport(out)
+                               : makeTextReport(out, options.threshold, s_colours())),
+          progress_(err, s_progress(options)) {}
+
+    void take(const Verdict &verdict) {
+        if (verdict.failure.empty()) {
+            ++totals_.scanned;
+            totals_.over += verdict.over ? 1U : 0U;
+        } else {
+            ++totals_.failed;
+            // So that the two come in order where they go to one place.
+            out_.flush();
+            progress_.clear();
+            err_ << "corvane: " << Logger::printable(verdict.failure) << '\n';
+        }
+        report_->message(verdict);
+        progress_.step(totals_);
+    }
+
+    void finish() {
+        progress_.clear();
+        report_->summary(totals_);
+        out_.flush();
+    }
+
+    const Totals &totals() const { return totals_; }
+
+private:
+    static Colours s_colours() {
+        const char *noColor = std::getenv("NO_COLOR");
+        const bool refused = noColor != nullptr && *noColor != '\0';
+        return !refused && isatty(STDOUT_FILENO) != 0 ? Colours::On : Colours::Off;
+    }
+
+    // Results that run over the terminal, and a trace, show progress enough.
+    static Progress::Mode s_progress(const ScanOptions &options) {
+        const bool isAlone = isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0;
+        return isAlone && !options.verbose ? Progress::Mode::On : Progress::Mode::Off;
+    }
+
+    std::ostream &out_;
+    std::ostream &err_;
+    std::unique_ptr<Report> report_;
+    Progress progress_;
+    Totals totals_;
+};
+
+// "<>" and "" stand for the empty sender that bounces have.
+std::optional<EmailAddress> s_sender(const ScanOptions &options) {
+    if (options.sender.empty()) {
+        return {};
+    }
+    const std::string &text = options.sender.back();
+    EmailAddress sender = EmailAddress::rfc5322Parse(text, true);
+    if (sender.isNull() && !text.empty() && text != "<>") {
+        refuse("'" + text + "' is no address; --sender takes one such as joe@example.org, or <>");
+    }
+    return sender;
 }
 
-const MPartText *s_text(const MimePart &part, MPartAttribute::Type type) {
-    return dynamic_cast<const MPartText *>(part.findAttr(type));
+ScanSettings s_settings(const ScanOptions &options, LogSummary &log) {
+    if (options.verbose && options.workers > 1) {
+        refuse("--verbose shows the rules in the order they are tried; leave -j out");
+    }
+    ScanSettings settings;
+    settings.sender = s_sender(options);
+    settings.percent = options.percent;
+    settings.threshold = options.threshold;
+    settings.stop = options.stop;
+    settings.verbose = options.verbose;
+    settings.scanner = loadRules(options.rules, log);
+    return settings;
 }
 
-// Body rules see the text and, where it differs, its second rendering; raw-body rules the body as
-// received.
-RefMatches s_match(const RuleContainer &rules, const Mail &mail) {
-    RefMatches matches = RefMatches::create();
-    const MimePart *part = mail.properties()->part().operator->();
-    if (part == nullptr) {
-        return matches;
+void s_scanAll(const ScanSettings &settings, const ScanOptions &options, Results &results) {
+    MessageSource source(options.messages, settings.limits.value(MailLimit::MessageBytes));
+    WorkerPool pool(options.workers);
+    while (const std::optional<RawMessage> message = source.next()) {
+        const auto task = [&settings, &results, message]() -> WorkerPool::Finish {
+            const auto verdict = std::make_shared<const Verdict>(scanMessage(settings, *message));
+            return [&results, verdict] { results.take(*verdict); };
+        };
+        pool.submit(task, message->bytes.length());
     }
-    RefRuleList bodyRules(rules.bodyRules(Heuristic::DEFAULT), true);
-    BodyCheck bodyCheck(bodyRules, matches, kNoCutoff, kNoTrace);
-    if (const MPartText *text = s_text(*part, MPartAttribute::Text)) {
-        bodyCheck.check(text->text(), false);
-    }
-    if (const MPartText *text = s_text(*part, MPartAttribute::RawText)) {
-        RefRuleList rawRules(rules.rawBodyRules(Heuristic::DEFAULT), true);
-        BodyCheck(rawRules, matches, kNoCutoff, kNoTrace).check(text->text(), true);
-    }
-    const MPartText *second = s_text(*part, MPartAttribute::AltText);
-    if (second != nullptr && (second->flags() & MPartText::kDiffers) != 0) {
-        bodyCheck.check(second->text(), false);
-    }
-    return matches;
-}
-
-const char *s_kind(const RefRule &rule) {
-    return rule->type() == Heuristic::Rule::RawBody ? "rawbody" : "body";
-}
-
-void s_show(std::ostream &out, const std::string &name, const RefMatches &matches, bool over,
-            const MailLimitSet &limitsHit) {
-    out << std::fixed << std::setprecision(kScoreDecimals) << std::setw(kScoreWidth)
-        << matches.score(false) << (over ? "  OVER  " : "  ok    ") << Logger::printable(name)
-        << '\n';
-    for (const RefRule &rule : *matches) {
-        out << std::setw(2 * kScoreWidth)
-            << (rule->score().isNull() ? 0.0F : rule->score()->value()) << "  " << std::left
-            << std::setw(kScoreWidth) << s_kind(rule) << std::right
-            << Logger::printable(rule->name()) << '\n';
-    }
-    for (const MailLimit limit : limitsHit) {
-        out << std::setw(2 * kScoreWidth) << "cut at"
-            << "  " << mailLimitName(limit) << '\n';
-    }
-}
-
-// Answers whether the message is over the threshold.
-bool s_scan(const RuleContainer &rules, const std::string &name, float threshold,
-            std::ostream &out) {
-    const MailLimits limits;
-    const Buffer bytes = readMessage(name, limits.value(MailLimit::MessageBytes));
-    const Mail mail = MailReader(limits).read(bytes.data(), bytes.length());
-    const RefMatches matches = s_match(rules, mail);
-    const bool over = matches.score(false) > threshold;
-    s_show(out, name, matches, over, mail.limitsHit());
-    return over;
-}
-
-void s_scanInto(Totals &totals, const RuleContainer &rules, const std::string &name,
-                float threshold, std::ostream &out, std::ostream &err) {
-    try {
-        totals.over += s_scan(rules, name, threshold, out) ? 1U : 0U;
-        ++totals.scanned;
-    } catch (const Exception &failure) {
-        ++totals.failed;
-        out.flush();
-        err << "corvane: " << s_readable(failure) << '\n';
-    }
+    pool.drain();
 }
 
 int s_exitStatus(const Totals &totals) {
@@ -128,18 +140,59 @@ std::string s_refuseNonFinite(const std::string &text) {
                : "'" + text + "' is no number; give the score above which a message counts as over";
 }
 
+std::string s_refusePercent(const std::string &text) {
+    constexpr unsigned int kMost = 100;
+    unsigned int value = 0;
+    return CLI::detail::lexical_cast(text, value) && value <= kMost
+               ? std::string()
+               : "'" + text + "' is no percentage; give a whole number from 0 to 100";
+}
+
+std::string s_refuseWorkers(const std::string &text) {
+    unsigned int value = 0;
+    return CLI::detail::lexical_cast(text, value) && value > 0 && value <= ScanOptions::kMaxWorkers
+               ? std::string()
+               : "'" + text + "' is no number of threads; give one from 1 to " +
+                     std::to_string(ScanOptions::kMaxWorkers);
+}
+
+void s_addRuleOptions(CLI::App &scan, ScanOptions &options) {
+    scan.add_option("--rules", options.rules, "Directory that holds the rule set")
+        ->required()
+        ->type_name("DIR");
+    scan.add_option("--percent", options.percent,
+                    "Try only the rules loaded first, so many in a hundred; 0 is all. Full rules "
+                    "are tried on the lines of a message in any case")
+        ->capture_default_str()
+        ->check(s_refusePercent, "")
+        ->type_name("P");
+    scan.add_option("--threshold", options.threshold, "Score above which a message counts as over")
+        ->capture_default_str()
+        ->check(s_refuseNonFinite, "")
+        ->type_name("SCORE");
+    scan.add_flag("--stop", options.stop,
+                  "Stop with a message once it is over the threshold (not for one of 0)");
+}
+
 } // namespace
 
 void addScanCommand(CLI::App &app, ScanOptions &options) {
     CLI::App *scan = app.add_subcommand("scan", "Score messages and show which rules tripped");
-    scan->add_option("--rules", options.rules, "Directory whose *.cf files hold the rules")
-        ->required()
-        ->type_name("DIR");
-    scan->add_option("--threshold", options.threshold, "Score above which a message counts as over")
+    s_addRuleOptions(*scan, options);
+    scan->add_option("--sender", options.sender,
+                     "Envelope sender of the messages, instead of their Return-Path")
+        ->expected(1)
+        ->type_name("ADDR");
+    scan->add_option("-j", options.workers, "Threads that scan")
         ->capture_default_str()
-        ->check(s_refuseNonFinite, "")
-        ->type_name("SCORE");
-    scan->add_option("MESSAGE", options.messages, "Message files; - is standard input")
+        ->check(s_refuseWorkers, "")
+        ->type_name("N");
+    scan->add_flag("--json", options.json, "Print one JSON object a line for each message");
+    scan->add_flag("--verbose", options.verbose,
+                   "Name each rule on standard error before it is tried; not with -j");
+    scan->add_option("MESSAGE", options.messages,
+                     "Message files, mbox files, directories of them, Maildirs; - is standard "
+                     "input")
         ->required()
         ->type_name("");
     scan->footer("Exit status: 0 no message is over the threshold, 1 at least one is, 2 something "
@@ -148,32 +201,29 @@ void addScanCommand(CLI::App &app, ScanOptions &options) {
 
 int runScan(const ScanOptions &options, std::ostream &out, std::ostream &err) {
     LogSummary log;
-    RuleContainer rules;
+    ScanSettings settings;
     try {
-        loadRuleDirectory(options.rules, rules, log);
+        settings = s_settings(options, log);
     } catch (const Exception &failure) {
         log.show(err);
-        err << "corvane: " << s_readable(failure) << '\n';
+        err << "corvane: " << readable(failure) << '\n';
         return kExitFailed;
     }
     log.show(err);
 
-    Totals totals;
-    for (const std::string &name : options.messages) {
-        s_scanInto(totals, rules, name, options.threshold, out, err);
+    Results results(options, out, err);
+    {
+        const auto redirection =
+            options.verbose ? std::make_unique<TraceToStandardError>() : nullptr;
+        s_scanAll(settings, options, results);
     }
+    results.finish();
     log.show(err);
-    if (options.messages.size() > 1) {
-        out << totals.scanned << " of " << options.messages.size() << " messages scanned, "
-            << totals.over << " over " << std::defaultfloat << options.threshold << ", "
-            << totals.failed << " not read\n";
-    }
-    out.flush();
     if (!out) {
         err << "corvane: cannot write the results\n";
         return kExitFailed;
     }
-    return s_exitStatus(totals);
+    return s_exitStatus(results.totals());
 }
 
 } // namespace Corvane::Cli

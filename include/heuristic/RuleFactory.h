@@ -29,6 +29,7 @@
 #include "heuristic/Export.h"
 #include "heuristic/Rule.h"
 #include "heuristic/Score.h"
+#include "host/parser/Buffer.h"
 #include "host/parser/File.h"
 #include "host/parser/Header.h"
 
@@ -85,6 +86,11 @@ public:
     // and kind, else 1.0, except that meta sub-rules without one keep none. Call it once, after the
     // last file.
     void assignScores();
+
+    // The key of encrypted rule files, 32 bytes, for programs that write them. It is the same in
+    // every copy of this library: it keeps rules from the eyes of passers-by, not from a reader of
+    // this library. Good at any time, also before main.
+    static const Buffer &key();
 
     // Ordinal of the last rule built: the number of rules built so far, duplicates included.
     unsigned int ruleCount() const { return ruleCount_; }

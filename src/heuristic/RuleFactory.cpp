@@ -46,13 +46,6 @@ const std::map<std::string, langID> &s_languages() {
     return s_table;
 }
 
-// The key of encrypted rule files: views static data, so it is good at any time.
-const Buffer &s_ruleFileKey() {
-    static constexpr std::string_view kKey = "4402MeridianRd,EastDepot,K7qz2Tw";
-    static const Buffer s_key(kKey.data(), static_cast<unsigned int>(kKey.size()), true);
-    return s_key;
-}
-
 bool s_holds(const File::Path &directory, const char *name) {
     return File::Path(directory.asString() + name).exists();
 }
@@ -165,6 +158,12 @@ RuleFileParser::RuleFileParser(const File::Path &directory, RuleContainer &conta
 
 RuleFileParser::~RuleFileParser() = default;
 
+const Buffer &RuleFileParser::key() {
+    static constexpr std::string_view kKey = "4402MeridianRd,EastDepot,K7qz2Tw";
+    static const Buffer s_key(kKey.data(), static_cast<unsigned int>(kKey.size()), true);
+    return s_key;
+}
+
 int RuleFileParser::process(const File::Path &file) {
     parse(file);
     return 0;
@@ -184,7 +183,7 @@ void RuleFileParser::parseEncrypted(const File::Path &file) {
     TempFileMediaOut plain(kTemporaryPattern, true);
     Buffer piece;
     in.read(piece, kVectorBytes);
-    Crypto::DecrypterMediaOut decrypter(Crypto::Cipher::kAes256Cbc, s_ruleFileKey(), piece);
+    Crypto::DecrypterMediaOut decrypter(Crypto::Cipher::kAes256Cbc, key(), piece);
     decrypter.attach(plain);
     for (in.read(piece, kPieceBytes); !piece.isEmpty(); in.read(piece, kPieceBytes)) {
         decrypter.write(piece);

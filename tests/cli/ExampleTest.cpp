@@ -15,7 +15,6 @@
 
 #include "RuleDirectory.h"
 #include "support/Command.h"
-#include "support/LogCapture.h"
 
 namespace Corvane::Cli {
 namespace {
@@ -39,30 +38,30 @@ nlohmann::json s_expected(std::filesystem::path message) {
     return nlohmann::json::parse(std::ifstream(message.replace_extension(".expect.json")));
 }
 
-// The last word of each line below the message's own: the names of the rules that tripped.
-Names s_tripped(const std::string &out) {
-    std::istringstream lines(out);
-    std::string line;
-    std::getline(lines, line);
-    Names names;
-    while (std::getline(lines, line)) {
-        names.insert(line.substr(line.find_last_of(' ') + 1));
-    }
-    return names;
+// What the command prints of a message, as an object.
+nlohmann::json s_scan(const std::string &message) {
+    const Outcome outcome = corvane({"scan", "--json", "--rules", kRules.string(), message});
+    EXPECT_EQ(outcome.err, "");
+    nlohmann::json result = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(outcome.status, result.at("over").get<bool>() ? 1 : 0);
+    return result;
 }
 
 class ExampleMessageTest : public testing::TestWithParam<std::filesystem::path> {};
 
 TEST_P(ExampleMessageTest, TripsWhatItsExpectationSays) {
     const nlohmann::json expected = s_expected(GetParam());
-    const Outcome outcome = corvane({"scan", "--rules", kRules.string(), GetParam().string()});
-    const auto tripped = s_tripped(outcome.out);
+    const nlohmann::json result = s_scan(GetParam().string());
+    Names tripped;
+    for (const nlohmann::json &rule : result.at("rules")) {
+        tripped.insert(rule.at("name").get<std::string>());
+        EXPECT_EQ(rule.at("language"), result.at("language"));
+    }
     EXPECT_EQ(tripped, expected.at("trips").get<Names>());
     for (const std::string name : expected.at("mustNotTrip")) {
         EXPECT_EQ(tripped.count(name), 0U) << name;
     }
-    EXPECT_EQ(outcome.status, expected.at("over").get<bool>() ? 1 : 0);
-    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(result.at("over"), expected.at("over"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Messages, ExampleMessageTest, testing::ValuesIn(s_messages()),
@@ -73,15 +72,11 @@ INSTANTIATE_TEST_SUITE_P(Messages, ExampleMessageTest, testing::ValuesIn(s_messa
                          });
 
 TEST(ExampleRules, LoadWithoutALogRecordAndEachIsShownByAMessage) {
-    const LogCapture records;
-    Heuristic::RuleContainer rules;
-    {
-        LogSummary log;
-        std::ostringstream shown;
-        loadRuleDirectory(kRules.string(), rules, log);
-        log.show(shown);
-        EXPECT_EQ(shown.str(), "");
-    }
+    LogSummary log;
+    std::ostringstream logged;
+    const Heuristic::Scanner scanner = loadRules(kRules.string(), log);
+    log.show(logged);
+    EXPECT_EQ(logged.str(), "");
     Names shown;
     Names missed;
     for (const std::filesystem::path &message : s_messages()) {
@@ -90,15 +85,52 @@ TEST(ExampleRules, LoadWithoutALogRecordAndEachIsShownByAMessage) {
         missed.merge(expected.at("mustNotTrip").get<Names>());
     }
     Names known;
-    for (const auto *list :
-         {&rules.bodyRules(Heuristic::DEFAULT), &rules.rawBodyRules(Heuristic::DEFAULT)}) {
-        for (const Heuristic::RefRule &rule : **list) {
-            known.insert(rule->name());
-            EXPECT_EQ(shown.count(rule->name()) == 1, rule->active()) << rule->name();
+    for (unsigned int kind = Heuristic::Rule::Header; kind <= Heuristic::Rule::Meta; ++kind) {
+        for (int language = Heuristic::DEFAULT; language < Heuristic::ALL; ++language) {
+            const auto &list = scanner.rules().rules(static_cast<Heuristic::langID>(language),
+                                                     static_cast<Heuristic::Rule::Type>(kind));
+            for (const Heuristic::RefRule &rule : *list) {
+                known.insert(rule->name());
+                EXPECT_EQ(shown.count(rule->name()) == 1, rule->active()) << rule->name();
+            }
         }
     }
     EXPECT_THAT(known, testing::IsSupersetOf(shown));
     EXPECT_THAT(known, testing::IsSupersetOf(missed));
+}
+
+std::string s_scanAll(const std::string &rules, const std::vector<std::string> &more) {
+    std::vector<std::string> arguments = {"scan", "--rules", rules};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    for (const std::filesystem::path &message : s_messages()) {
+        arguments.push_back(message.string());
+    }
+    const Outcome outcome = corvane(arguments);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 1);
+    return outcome.out;
+}
+
+TEST(ExampleRules, GiveTheSameOutputWithAnyNumberOfThreads) {
+    const std::string one = s_scanAll(kRules.string(), {});
+    EXPECT_THAT(one, testing::EndsWith("24 of 24 messages scanned, 12 over 5, 0 not read\n"));
+    EXPECT_EQ(s_scanAll(kRules.string(), {"-j", "4"}), one);
+}
+
+TEST(ExampleRules, GiveTheSameOutputEncryptedAndTheSameBytesDecrypted) {
+    const TempDir directory;
+    const std::string go = "cd '" + directory.path() + "' &&";
+    ASSERT_EQ(corvane({"encrypt", kRules.string(), "sealed"}, {}, go).status, 0);
+    ASSERT_EQ(corvane({"decrypt", "sealed", "open"}, {}, go).status, 0);
+    EXPECT_EQ(s_scanAll(directory.path("sealed"), {}), s_scanAll(kRules.string(), {}));
+    for (const auto &entry : std::filesystem::directory_iterator(kRules)) {
+        if (entry.path().extension() == ".cf") {
+            const std::string name = entry.path().filename().string();
+            const std::string plain = TempDir::read(entry.path().string());
+            EXPECT_EQ(TempDir::read(directory.path("open/" + name)), plain) << name;
+            EXPECT_NE(TempDir::read(directory.path("sealed/" + name)), plain) << name;
+        }
+    }
 }
 
 // The README indents it by four blanks.

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -88,17 +89,137 @@ TEST_F(ScanCommandTest, AnUnreadMessageDoesNotStopTheOthersAndWins) {
 }
 
 TEST_F(ScanCommandTest, EqualLogRecordsAreShownOnceWithCountAndFirstPlace) {
-    const Outcome outcome = scan("body APPLE /apple/\nheader A eval:x\nheader B eval:x\n"
+    const Outcome outcome = scan("body APPLE /apple/\nheader A h /(/\nheader A h /(/\n"
                                  "body BAD /(/\nbody APPLE /pear/\n",
                                  {message()});
-    EXPECT_THAT(outcome.err,
-                testing::MatchesRegex(
-                    "corvane: an eval: rule is loaded but never matches, 2 times, first in "
-                    ".*/rules\\.cf: .*0x300002f.\n"
-                    "corvane: a rule was left out, in .*/rules\\.cf:4: .*BAD.*0x3000034.\n"
-                    "corvane: a rule's name is taken, the first one counts, in .*/rules\\.cf: "
-                    "APPLE .*0x3000035.\n"));
+    EXPECT_THAT(
+        outcome.err,
+        testing::MatchesRegex(
+            "corvane: a rule was left out, 2 times, first in .*/rules\\.cf:2: .*0x3000034.\n"
+            "corvane: a rule was left out, in .*/rules\\.cf:4: .*BAD.*0x3000034.\n"
+            "corvane: a rule's name is taken, the first one counts: APPLE .*0x3000035.\n"));
     EXPECT_EQ(outcome.status, 0);
+}
+
+// One rule of each kind; the full rule sees a line that no other kind does.
+const char *const kRules = "header TO_A To:addr =~ /^a@/\nuri LINK /example/\nbody APPLE /apple/\n"
+                           "rawbody PEAR /pear\\n/\nfull PLUM /^plum\\r?\\n/\n"
+                           "meta BOTH LINK && PLUM\nscore BOTH 0.5\n";
+const std::string kFruit = "Return-Path: <r@example.org>\nTo: a@example.org\n\n"
+                           "red apple http://example.org/\ngreen pear\nplum\n";
+
+std::vector<std::string> s_names(const nlohmann::json &result) {
+    std::vector<std::string> names;
+    for (const nlohmann::json &rule : result.at("rules")) {
+        names.push_back(rule.at("name"));
+    }
+    return names;
+}
+
+TEST_F(ScanCommandTest, JsonTellsEverythingOfAMessage) {
+    const Outcome outcome = scan(kRules, {"--json", "-"}, kFruit);
+    nlohmann::json result = nlohmann::json::parse(outcome.out);
+    EXPECT_GE(result.at("ms"), 0);
+    result.erase("ms");
+    const auto rule = [](const char *name, const char *kind, double score) {
+        return nlohmann::json{
+            {"name", name}, {"kind", kind}, {"score", score}, {"language", "DEFAULT"}};
+    };
+    const nlohmann::json expected = {
+        {"version", 1},
+        {"file", "-"},
+        {"language", "DEFAULT"},
+        {"mask", 3},
+        {"score", 5.5},
+        {"tripped", false},
+        {"over", true},
+        {"rules",
+         {rule("APPLE", "body", 1), rule("BOTH", "meta", 0.5), rule("LINK", "uri", 1),
+          rule("PEAR", "rawbody", 1), rule("PLUM", "full", 1), rule("TO_A", "header", 1)}},
+        {"limits", nlohmann::json::array()}};
+    EXPECT_EQ(result, expected);
+    EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(ScanCommandTest, JsonTellsBytesThatAreNotUtf8) {
+    const std::string file = directory_.write("caf\xe9.eml", kMessage);
+    const Outcome outcome = scan("body A\xff /apple/\n", {"--json", file, file + "x"});
+    const std::size_t end = outcome.out.find('\n');
+    const auto result = nlohmann::json::parse(outcome.out.substr(0, end));
+    EXPECT_THAT(result.at("file").get<std::string>(), testing::EndsWith("caf\xef\xbf\xbd.eml"));
+    EXPECT_THAT(result.at("fileHex").get<std::string>(), testing::EndsWith("636166e92e656d6c"));
+    EXPECT_EQ(result.at("rules").at(0).at("name"), "A\xef\xbf\xbd");
+    EXPECT_EQ(result.at("rules").at(0).at("nameHex"), "41ff");
+    const auto missing = nlohmann::json::parse(outcome.out.substr(end));
+    EXPECT_THAT(missing.at("error").get<std::string>(), HasSubstr("No such file"));
+    EXPECT_FALSE(missing.contains("rules"));
+    EXPECT_THAT(outcome.err, HasSubstr("No such file"));
+    EXPECT_EQ(outcome.status, 2);
+}
+
+// The tap tries the full rule on every line first, whatever the percentage; then each kind has its
+// turn with the rules that are left of it.
+TEST_F(ScanCommandTest, VerboseTracesTheRulesInOrderOnStandardError) {
+    const std::string rules = "header H Subject =~ /x/\nbody B1 /apple/\nbody B2 /nowhere/\n"
+                              "rawbody R /pear/\nfull F /nowhere/\nmeta M H && R\n";
+    const std::string message = "Subject: x\n\napple\npear\n";
+    const Outcome all = scan(rules, {"--verbose", "--json", "-"}, message);
+    EXPECT_EQ(all.err, "F\nF\nF\nF\nH\nB1\nB2\nB1\nB2\nB2\nR\nR\nM\n");
+    EXPECT_THAT(s_names(nlohmann::json::parse(all.out)), testing::ElementsAre("B1", "H", "M", "R"));
+    // Ordinals below 6 * 34 / 100 + 1 = 3.
+    const Outcome some = scan(rules, {"--verbose", "--percent", "34", "-"}, message);
+    EXPECT_EQ(some.err, "F\nF\nF\nF\nH\nB1\nB1\n");
+}
+
+TEST_F(ScanCommandTest, StopEndsTheChecksOnceTheThresholdIsPassed) {
+    const struct {
+        std::vector<std::string> more;
+        std::size_t tripped;
+        bool isTripped;
+    } rows[] = {{{"--threshold", "1.5"}, 6, false},
+                {{"--threshold", "1.5", "--stop"}, 2, true},
+                {{"--threshold", "9", "--stop"}, 6, false}};
+    for (const auto &row : rows) {
+        std::vector<std::string> more = row.more;
+        more.insert(more.end(), {"--json", "-"});
+        const auto result = nlohmann::json::parse(scan(kRules, more, kFruit).out);
+        EXPECT_EQ(result.at("rules").size(), row.tripped) << testing::PrintToString(row.more);
+        EXPECT_EQ(result.at("tripped"), row.isTripped) << testing::PrintToString(row.more);
+    }
+}
+
+TEST_F(ScanCommandTest, SenderIsReturnPathUnlessGiven) {
+    const std::string rules = "header FROM_R EnvelopeFrom =~ /r@example/\n";
+    const struct {
+        std::vector<std::string> more;
+        bool trips;
+    } rows[] = {{{}, true},
+                {{"--sender", "x@example.net"}, false},
+                {{"--sender", "Joe <rr@example.net>"}, true},
+                {{"--sender", "<>"}, false}};
+    for (const auto &row : rows) {
+        std::vector<std::string> more = row.more;
+        more.insert(more.end(), {"--json", "-"});
+        const auto result =
+            nlohmann::json::parse(scan(rules, more, "Return-Path: <r@example.org>\n\nx\n").out);
+        EXPECT_EQ(result.at("rules").size() == 1, row.trips) << testing::PrintToString(row.more);
+    }
+}
+
+TEST_F(ScanCommandTest, MboxAndDirectoryAreSplitIntoMessages) {
+    directory_.makeDirectory("mail");
+    const std::string box =
+        directory_.write("mail/box", "From a\n" + kMessage + "\nFrom b\n\nFrom c\n" + kMessage);
+    directory_.write("mail/a.eml", kMessage);
+    const Outcome outcome = scan("body APPLE /apple/\n", {"-j", "3", directory_.path("mail")});
+    EXPECT_THAT(outcome.out, HasSubstr("ok    " + directory_.path("mail/a.eml") + "\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("ok    " + box + " #1\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("ok    " + box + " #3\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("3 of 4 messages scanned, 0 over 5, 1 not read\n"));
+    EXPECT_THAT(outcome.err, HasSubstr("'" + box + " #2' is empty"));
+    const Outcome input = scan("body APPLE /apple/\n", {"--json", "-"}, TempDir::read(box));
+    EXPECT_EQ(nlohmann::json::parse(input.out.substr(0, input.out.find('\n'))).at("index"), 1);
+    EXPECT_EQ(input.status, 2);
 }
 
 TEST_F(ScanCommandTest, OutputThatCannotBeWrittenIsAFailure) {
@@ -133,7 +254,9 @@ protected:
         directory_.write("refused/a.cf", "# nothing\nbody A /(/\nuri U /(/\nnonsense\n");
         directory_.makeDirectory("rules");
         directory_.write("rules/a.cf", "body APPLE /apple/\n");
-        directory_.makeDirectory("mail");
+        directory_.makeDirectory("sealed");
+        directory_.write("sealed/version", "");
+        directory_.write("sealed/a.cf", "body APPLE /apple/\n");
     }
 
     std::string resolved(std::string text) const {
@@ -167,9 +290,11 @@ const BadInput kBadInputs[] = {
     {"RulesHoldNoRuleFile", {"--rules", "$/none", "$/good.eml"}, {"'$/none'", "no file *.cf"}},
     {"RulesAreAllRefused",
      {"--rules", "$/refused", "$/good.eml"},
-     {"'$/refused'", "$/refused/a.cf:2", "$/refused/a.cf:3", "none of its 1 *.cf files"}},
+     {"'$/refused'", "$/refused/a.cf:2", "$/refused/a.cf:3", "none of its 1 *.cf"}},
+    {"RulesDoNotDecrypt",
+     {"--rules", "$/sealed", "$/good.eml"},
+     {"cannot read rule file '$/sealed/a.cf'", "decrypt"}},
     {"MessageMissing", {"--rules", "$/rules", "$/no.eml"}, {"'$/no.eml'", "No such file"}},
-    {"MessageIsADirectory", {"--rules", "$/rules", "$/mail"}, {"'$/mail' is a directory", "name"}},
     {"MessageIsEmpty", {"--rules", "$/rules", "$/empty.eml"}, {"'$/empty.eml' is empty"}},
     {"StandardInputIsEmpty", {"--rules", "$/rules", "-"}, {"standard input is empty"}},
     {"MessageIsNuls", {"--rules", "$/rules", "$/nuls.eml"}, {"'$/nuls.eml'", "NUL bytes"}},
@@ -177,6 +302,15 @@ const BadInput kBadInputs[] = {
     {"ThresholdNaN", {"--rules", "$/rules", "--threshold", "nan", "$/good.eml"}, {"threshold"}},
     {"ThresholdInfinite", {"--rules", "$/rules", "--threshold=inf", "$/good.eml"}, {"'inf'"}},
     {"ThresholdNoNumber", {"--rules", "$/rules", "--threshold", "x", "$/good.eml"}, {"'x'"}},
+    {"PercentTooLarge", {"--rules", "$/rules", "--percent", "101", "$/good.eml"}, {"0 to 100"}},
+    {"PercentNegative", {"--rules", "$/rules", "--percent=-1", "$/good.eml"}, {"'-1'"}},
+    {"NoThreads", {"--rules", "$/rules", "-j", "0", "$/good.eml"}, {"'0'", "1 to 64"}},
+    {"SenderIsNoAddress",
+     {"--rules", "$/rules", "--sender", "Joe Doe", "$/good.eml"},
+     {"'Joe Doe' is no address"}},
+    {"VerboseWithThreads",
+     {"--rules", "$/rules", "--verbose", "-j", "2", "$/good.eml"},
+     {"--verbose", "-j"}},
     {"NoArguments", {}, {"--rules is required", "--help"}},
     {"NoMessage", {"--rules", "$/rules"}, {"MESSAGE is required", "--help"}},
     {"UnknownOption", {"--rules", "$/rules", "--fast", "$/good.eml"}, {"--fast", "--help"}},

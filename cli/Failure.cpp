@@ -1,0 +1,21 @@
+#include "Failure.h"
+
+#include <system_error>
+
+#include "host/parser/Logger.h"
+
+namespace Corvane::Cli {
+
+void refuse(const std::string &sentence) {
+    throw Exception(sentence, Exception::kGeneral, nullptr, 0);
+}
+
+std::string systemReason(int error) {
+    return std::generic_category().message(error);
+}
+
+std::string readable(const Exception &failure) {
+    return Logger::printable(failure.file().empty() ? failure.message() : failure.asString());
+}
+
+} // namespace Corvane::Cli

@@ -1,0 +1,26 @@
+#ifndef CORVANE_CLI_FAILURE_H
+#define CORVANE_CLI_FAILURE_H
+
+// How the command makes and shows failures: sentences for whoever typed it, with the remedy.
+//
+// Threads: free functions without state.
+
+#include <string>
+
+#include "host/parser/Exception.h"
+
+namespace Corvane::Cli {
+
+// Throws code 4 with the sentence as message and no source file.
+[[noreturn]] void refuse(const std::string &sentence);
+
+// What the system says of an error number.
+std::string systemReason(int error);
+
+// One printable line for a user: the command's own failures are sentences already, those of the
+// libraries need their details.
+std::string readable(const Exception &failure);
+
+} // namespace Corvane::Cli
+
+#endif
