@@ -109,12 +109,13 @@ RefMatches scanOwnMessage(Scanner scanner) {
 
 // Scans on two threads while this one loads the rule set anew. Answers how many totals were not the expected one.
 unsigned int scanWhileReloading(const std::string &directory, const Buffer &bytes, float expected) {
-    constexpr int kThreads = 2;
+    constexpr unsigned int kThreads = 2;
     constexpr int kScans = 200;
     constexpr int kReloads = 5;
     std::atomic<unsigned int> differing{0};
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
+    threads.reserve(kThreads);
+    for (unsigned int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&differing, &bytes, expected] {
             for (int scan = 0; scan < kScans; ++scan) {
                 // A handle of its own for each message: a reload beside it changes nothing in this scan.
