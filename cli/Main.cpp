@@ -15,7 +15,8 @@ using namespace Corvane::Cli;
 
 std::string s_explain(const CLI::App *app, const CLI::Error &error) {
     return std::string("corvane: ") + error.what() + "\nRun 'corvane " +
-           (app->get_name() == "corvane" ? "" : app->get_name() + ' ') +
+           (app->get_subcommands().empty() ? ""
+                                           : app->get_subcommands().front()->get_name() + ' ') +
            "--help' for what can be given.\n";
 }
 
@@ -24,6 +25,17 @@ std::string s_refuseSubcommand(int argc, char **argv) {
     const std::string known = "there are scan, encrypt and decrypt; try 'corvane --help'\n";
     return argc > 1 ? std::string("corvane: unknown subcommand '") + argv[1] + "'; " + known
                     : "corvane: name a subcommand; " + known;
+}
+
+// The library complains of what is missing first, even where an option was not known.
+std::string s_unknownOption(const CLI::App &app) {
+    for (const std::string &rest : app.remaining(true)) {
+        if (rest.size() > 1 && rest.front() == '-') {
+            return "corvane: unknown option '" + rest + "'; a file of that name is given as ./" +
+                   rest + "\n";
+        }
+    }
+    return {};
 }
 
 int s_run(int argc, char **argv) {
@@ -44,6 +56,9 @@ int s_run(int argc, char **argv) {
         if (error.get_exit_code() != 0 && app.get_subcommands().empty() && !isOption) {
             std::cerr << s_refuseSubcommand(argc, argv);
             return kExitFailed;
+        }
+        if (error.get_exit_code() != 0) {
+            std::cerr << s_unknownOption(app);
         }
         return app.exit(error) == 0 ? kExitClean : kExitFailed;
     }

@@ -55,8 +55,12 @@ public:
             err_ << "corvane: " << Logger::printable(verdict.failure) << '\n';
         }
         report_->message(verdict);
+        out_.flush();
         progress_.step(totals_);
     }
+
+    // Whether nobody takes the results any more, as when the reader of a pipe has gone.
+    bool isBroken() const { return !out_; }
 
     void finish() {
         progress_.clear();
@@ -116,7 +120,11 @@ ScanSettings s_settings(const ScanOptions &options, LogSummary &log) {
 void s_scanAll(const ScanSettings &settings, const ScanOptions &options, Results &results) {
     MessageSource source(options.messages, settings.limits.value(MailLimit::MessageBytes));
     WorkerPool pool(options.workers);
-    while (const std::optional<RawMessage> message = source.next()) {
+    while (!results.isBroken()) {
+        const std::optional<RawMessage> message = source.next();
+        if (!message) {
+            break;
+        }
         const auto task = [&settings, &results, message]() -> WorkerPool::Finish {
             const auto verdict = std::make_shared<const Verdict>(scanMessage(settings, *message));
             return [&results, verdict] { results.take(*verdict); };

@@ -93,6 +93,10 @@ struct PieceRow {
     std::vector<unsigned int> pieces;
 };
 
+void PrintTo(const PieceRow &row, std::ostream *out) {
+    *out << row.name;
+}
+
 class BodyCheckPieces : public BodyCheckTest, public testing::WithParamInterface<PieceRow> {};
 
 TEST_P(BodyCheckPieces, CutsLine) {
@@ -139,6 +143,10 @@ struct LimitRow {
     std::vector<std::size_t> lines; // content bytes of the lines before the one in question
     bool read;
 };
+
+void PrintTo(const LimitRow &row, std::ostream *out) {
+    *out << row.name;
+}
 
 class BodyCheckLimit : public BodyCheckTest, public testing::WithParamInterface<LimitRow> {};
 
