@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <string_view>
 
 #include "Failure.h"
 #include "heuristic/FullRule.h"
@@ -33,8 +34,11 @@ void s_tap(Heuristic::Scanner &scanner, const ScanSettings &settings, Heuristic:
            const Buffer &bytes, RefMatches &matches) {
     Heuristic::FullTap tap(scanner, scanner.rules().fullRules(language), matches, settings.percent,
                            settings.verbose);
-    const unsigned int length =
+    const unsigned int most =
         std::min(bytes.length(), settings.limits.value(MailLimit::MessageBytes));
+    // The tap never checks an unterminated last line, so that need not be kept twice.
+    const std::string_view text(reinterpret_cast<const char *>(bytes.data()), most);
+    const auto length = static_cast<unsigned int>(text.rfind('\n') + 1);
     for (unsigned int from = 0; from < length; from += kTapPieceBytes) {
         tap.write(Buffer(bytes.data() + from, std::min(kTapPieceBytes, length - from), true));
     }
