@@ -1,0 +1,130 @@
+#ifndef CORVANE_HOST_REGEX_LITERALMATCHER_H
+#define CORVANE_HOST_REGEX_LITERALMATCHER_H
+
+// Finds every occurrence of many literals in one pass over a text.
+//
+//     LiteralMatcher matcher({{"offer", true}, {"%PDF-", false}});
+//     LiteralScratch scratch; // one per thread
+//     matcher.scan(text.data(), text.length(), scratch,
+//                  [&](std::uint32_t number, std::size_t end) { hits.push_back({number, end}); });
+//
+// Threads: a matcher is immutable once constructed, and any number of threads may scan with it at
+// once, each with a scratch of its own. A scratch is for one thread, and for one scan, at a time.
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#include "host/regex/Export.h"
+#include "host/regex/Literals.h"
+
+namespace Corvane::Regex {
+
+// Working memory of scans, which grows to what the greediest matcher used with it needs. It keeps no
+// reference to a matcher, and may outlive or be outlived by every one.
+class CORVANE_REGEX_API LiteralScratch {
+public:
+    // Allocates nothing; the first scan does.
+    LiteralScratch();
+    LiteralScratch(LiteralScratch &&source) noexcept;
+    LiteralScratch &operator=(LiteralScratch &&source) noexcept;
+    ~LiteralScratch();
+
+    // Bytes allocated so far.
+    std::size_t memoryBytes() const;
+
+private:
+    friend class LiteralMatcher;
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+class CORVANE_REGEX_API LiteralMatcher {
+public:
+    // Without literals: finds nothing.
+    LiteralMatcher();
+
+    // Compiles the literals, of which each must have a byte and none may begin with a zero byte;
+    // throws code 4 otherwise, and where they cannot be compiled. Equal literals become one, so that
+    // an occurrence is reported once; see numbers().
+    explicit LiteralMatcher(const std::vector<Literal> &literals);
+    LiteralMatcher(LiteralMatcher &&source) noexcept;
+    LiteralMatcher &operator=(LiteralMatcher &&source) noexcept;
+    ~LiteralMatcher();
+
+    // How many distinct literals there are; scans report numbers below this one.
+    std::size_t size() const { return lengths_.size(); }
+
+    // For each literal in the order given to the constructor, the number that scans report for it.
+    // Distinct literals are numbered in the order of their first appearance.
+    const std::vector<std::uint32_t> &numbers() const { return numbers_; }
+
+    // The length of a literal by its number, in bytes.
+    std::uint32_t literalLength(std::uint32_t number) const { return lengths_[number]; }
+
+    // Calls sink(std::uint32_t number, std::size_t end) for every occurrence, overlapping ones too:
+    // end is the offset behind its last byte. Ends do not come in a guaranteed order. length is below
+    // 4 GiB, throws code 4 otherwise. sink may throw, which ends the scan and reaches the caller; it
+    // must not scan with the same scratch. Once a scratch has been used with this matcher, a scan
+    // allocates nothing.
+    template <class Sink>
+    void scan(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
+              Sink &&sink) const;
+
+    // Bytes of the compiled form and of the tables here; without scratches.
+    std::size_t memoryBytes() const;
+
+private:
+    struct Compiled;
+    // As the engine calls it, so that nothing stands between it and the sink: the number of the
+    // literal, unused, end offset, unused, the context of the scan. An answer other than 0 ends the
+    // scan.
+    using Report = int (*)(unsigned int number, unsigned long long from, unsigned long long end,
+                           unsigned int flags, void *context);
+
+    template <class Sink>
+    struct Context {
+        Sink *sink;
+        std::exception_ptr thrown;
+    };
+    template <class Sink>
+    static int report(unsigned int number, unsigned long long from, unsigned long long end,
+                      unsigned int flags, void *context) noexcept;
+    void run(const unsigned char *data, std::size_t length, LiteralScratch &scratch, Report report,
+             void *context) const;
+
+    std::unique_ptr<const Compiled> compiled_;
+    std::vector<std::uint32_t> numbers_;
+    std::vector<std::uint32_t> lengths_;
+};
+
+template <class Sink>
+int LiteralMatcher::report(unsigned int number, unsigned long long, unsigned long long end,
+                           unsigned int, void *context) noexcept {
+    auto *scan = static_cast<Context<Sink> *>(context);
+    try {
+        (*scan->sink)(number, static_cast<std::size_t>(end));
+        return 0;
+    } catch (...) {
+        scan->thrown = std::current_exception();
+        return 1;
+    }
+}
+
+template <class Sink>
+void LiteralMatcher::scan(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
+                          Sink &&sink) const {
+    using Called = std::remove_reference_t<Sink>;
+    Context<Called> context{&sink, nullptr};
+    run(data, length, scratch, &LiteralMatcher::report<Called>, &context);
+    if (context.thrown != nullptr) {
+        std::rethrow_exception(context.thrown);
+    }
+}
+
+} // namespace Corvane::Regex
+
+#endif

@@ -1,0 +1,80 @@
+#ifndef CORVANE_HOST_REGEX_LITERALS_H
+#define CORVANE_HOST_REGEX_LITERALS_H
+
+// What every match of an expression must contain: literals that a scan for thousands of literals at
+// once can look for, so that only few expressions are matched against a text.
+//
+//     RequiredLiterals required = requiredLiterals("/free\\s+offer/i", kAnyLineEnd, TextKind::Text);
+//     // required.alternatives: "offer", ignoring case; required.second: "free", ignoring case
+//
+// Everything told here is necessary for a match: where a claim does not hold for a subject, the
+// expression does not match it. (An expression that fails in a subject does not match it either.)
+// A pattern that is not understood throughout gives no claim at all.
+//
+// "The subject" below is the part of it at or after the offset where matching starts.
+//
+// Threads: free function without state; results are plain values.
+
+#include <bitset>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "host/regex/Export.h"
+
+namespace Corvane::Regex {
+
+// Where the expression will be matched. It decides which literals are rare, and nothing else.
+enum class TextKind { Text, RawText, Uri, HeaderText };
+
+// Bytes to look for. Where ignoreCase is true, ASCII letters (no other bytes) stand for both cases
+// and bytes holds them in lower case; a literal without letters is never marked so.
+struct Literal {
+    std::string bytes;
+    bool ignoreCase = false;
+
+    bool operator==(const Literal &other) const {
+        return ignoreCase == other.ignoreCase && bytes == other.bytes;
+    }
+    bool operator!=(const Literal &other) const { return !(*this == other); }
+};
+
+// Upper bounds of what requiredLiterals gives.
+constexpr std::size_t kMaxAlternatives = 32;
+constexpr std::size_t kMaxByteSets = 4;
+
+// No literal is empty or begins with a zero byte; no list holds the same literal twice.
+struct RequiredLiterals {
+    // The subject holds at least one of these. Empty where nothing worth looking for was found.
+    std::vector<Literal> alternatives;
+
+    // Another such list, chosen so that it tells most beside the first; empty without alternatives.
+    std::vector<Literal> second;
+
+    // The subject without its bytes outside a-z, A-Z and 0-9 holds at least one of these, which
+    // consist of such bytes only. Given where this is the better thing to look for: where
+    // alternatives is empty, or far more frequent.
+    std::vector<Literal> squeezed;
+
+    // The subject holds a byte of each of these sets. Given where alternatives is empty.
+    std::vector<std::bitset<256>> byteSets;
+
+    // The subject has at least this many bytes.
+    std::size_t minimumLength = 0;
+
+    // The expression matches exactly the subjects that hold one of alternatives.
+    bool whole = false;
+
+    // How often literals of a list will be found in a MiB of such text, as a coarse guess.
+    double alternativesPerMiB = 0;
+    double squeezedPerMiB = 0;
+};
+
+// text and options as the constructor of Expression takes them. What that refuses gives no claim;
+// nothing is thrown but for want of memory.
+CORVANE_REGEX_API RequiredLiterals requiredLiterals(const std::string &text, unsigned int options,
+                                                    TextKind kind);
+
+} // namespace Corvane::Regex
+
+#endif
