@@ -38,6 +38,8 @@ public:
     bool matches(const Buffer &text) const;
 
 private:
+    friend class RuleIndex;
+
     Regex::Expression expression_;
 };
 
@@ -68,9 +70,11 @@ public:
     void check(const Buffer &body, bool raw);
 
 private:
-    void checkLines(const Buffer &body, bool raw);
-    bool checkLine(const Buffer &line);
-    bool checkPiece(const Buffer &piece);
+    friend class StageRules;
+
+    BodyCheck(FilteredList &filtered, RefMatches &matches);
+    void checkPieces(const Buffer &body, bool raw);
+    void checkFiltered(const Buffer &body, bool raw);
     std::list<RefRule> tryAll(const Buffer &text);
 
     RefRuleList rules_;

@@ -13,6 +13,7 @@
 // Threads: a rule is immutable once its value is set; a check or tap belongs to one thread at a time.
 
 #include <list>
+#include <memory>
 #include <string>
 
 #include "heuristic/Export.h"
@@ -44,6 +45,8 @@ public:
     bool matches(const Corvane::Header &header) const;
 
 private:
+    friend class RuleIndex;
+
     Regex::Expression expression_;
 };
 
@@ -70,6 +73,12 @@ public:
     void check(const std::list<Corvane::Header> &headers);
 
 private:
+    friend class StageRules;
+
+    FullCheck(FilteredList &filtered, RefMatches &matches);
+
+    template <class Headers>
+    void checkAll(const Headers &headers);
     RefRuleList rules_;
 };
 
@@ -93,8 +102,13 @@ public:
     bool end() override;
 
 private:
+    void checkLines();
+    void checkLinesFiltered();
+
     Scanner scanner_;
+    // The rules left: one of these, the second while the scanner's set is as it was loaded.
     RefRuleList rules_;
+    std::unique_ptr<FilteredList> filtered_;
     RefMatches matches_;
     LineBuffer pending_;
     bool verbose_;

@@ -30,6 +30,10 @@ namespace Corvane::Heuristic {
 // decoded, a view of text as it stands, which must outlive the result.
 CORVANE_HEURISTIC_API Buffer headerValueDecode(const std::string &text);
 
+// What of a header a rule is tried on: the value decoded; as it stands; the address and the display name parsed from it;
+// the whole header, name included, decoded.
+enum class HeaderForm : unsigned char { Value, Raw, Addr, Name, All };
+
 // One header of a message, with the forms of its value that rules ask for. Each form is prepared when a rule first asks
 // for it. The buffers live as long as this object, which is why it cannot be copied.
 class CORVANE_HEURISTIC_API HeaderRuleParameter : public Header {
@@ -48,6 +52,7 @@ public:
     const Buffer &addr() const;
     const Buffer &name() const;
     const Buffer &all() const;
+    const Buffer &form(HeaderForm form) const;
 
 private:
     Buffer value_;
@@ -82,26 +87,23 @@ public:
     bool matches(const HeaderRuleParameter &header) const;
 
 private:
+    friend class RuleIndex;
+
     // What the part of a definition before the expression says.
     struct Selection {
         StringPattern pattern;
-        bool all = false;
+        HeaderForm form = HeaderForm::Value;
         bool positive = true;
-        bool addr = false;
-        bool name = false;
-        bool raw = false;
         bool exists = false;
         // The text of an [if-unset: ...] clause. Rules are tried on headers that are present only, so it has no use.
         std::string ifUnset;
     };
 
-    static Regex::Expression select(Selection &selection, const std::string &definition);
+    static std::string select(Selection &selection, const std::string &definition);
     static void selectName(Selection &selection, const std::string &name);
     static void cutIfUnset(Selection &selection, std::string &expression);
     void parse(const std::string &definition);
     bool test(const HeaderRuleParameter &header) const;
-    const Buffer &chooseText(const HeaderRuleParameter &header) const;
-
     Selection selection_;
     Regex::Expression expression_;
 };
@@ -131,6 +133,12 @@ public:
     void check(const std::list<Header> &headers);
 
 private:
+    friend class StageRules;
+
+    HeaderCheck(FilteredList &filtered, RefMatches &matches);
+
+    template <class Headers>
+    void checkAll(const Headers &headers);
     RefRuleList rules_;
 };
 

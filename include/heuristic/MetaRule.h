@@ -69,6 +69,9 @@ public:
     bool matches(const RefMatches &matches) const;
 
 private:
+    friend class RuleIndex;
+
+    bool evaluate(const RefMatches &matches) const;
     void append(const Atom &atom);
     std::size_t takeOperator(const std::string &expression, std::size_t at);
     std::size_t takeName(const std::string &expression, std::size_t at);
@@ -157,6 +160,11 @@ public:
     void check();
 
 private:
+    friend class StageRules;
+
+    MetaCheck(FilteredList &filtered, RefMatches &matches);
+
+    void checkFiltered();
     RefRuleList rules_;
 };
 

@@ -18,6 +18,7 @@
 #include <iosfwd>
 #include <list>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -32,6 +33,9 @@ namespace Corvane {
 CORVANE_HEURISTIC_API std::ostream &operator<<(std::ostream &out, const Buffer &buffer);
 
 namespace Heuristic {
+
+class FilteredList;
+class RuleIndex;
 
 // What every kind of rule shares. A rule is identified, compared and ordered by its name alone. A
 // name that begins with "__" makes it a meta sub-rule, which counts only through the meta rules that
@@ -75,7 +79,10 @@ public:
     // of loading; used says that a meta rule refers to this rule.
     void description(const std::string &description) { description_ = description; }
     void score(const RefScore &score) { score_ = score; }
-    void ordinal(unsigned int ordinal) { ordinal_ = ordinal; }
+    void ordinal(unsigned int ordinal) {
+        ordinal_ = ordinal;
+        noteEdit();
+    }
     void used(bool used) { used_ = used; }
 
     // Whether the rule takes part in scans: a meta sub-rule when it is used, any other rule when it
@@ -91,7 +98,13 @@ protected:
     // For a kind that is built upon another kind.
     void type(Type type) { type_ = type; }
 
+    // Tells the rule set that this rule was loaded with, if any, that what it prepared for fast scans no longer holds.
+    // For every operation that changes what the rule matches or where it stands.
+    void noteEdit();
+
 private:
+    friend class RuleIndex;
+
     enum Activity : unsigned int { Undecided = 0, Active = 1, Inactive = 2 };
 
     Activity decide() const;
@@ -106,6 +119,8 @@ private:
     mutable std::atomic<unsigned int> activity_;
     RefScore score_;
     unsigned int ordinal_;
+    // Shared by all rules of one loaded set; null for a rule of none.
+    std::shared_ptr<std::atomic<bool>> edited_;
 };
 
 class CORVANE_HEURISTIC_API RefRule : public Ref<Rule> {
@@ -142,6 +157,12 @@ public:
     // A handle on a new, empty list.
     static RefRuleList create();
 
+    // As in Ref. A list that a container made takes note of the access, since it may be for a change: the next scan
+    // compares the list with what was prepared for it. Changes through a pointer, reference or iterator that was kept
+    // since before a scan go unnoticed; ask the handle again for each.
+    RuleList *operator->() const;
+    RuleList &operator*() const;
+
     // The first rule of that name; null where there is none and for a null handle. Null entries are
     // passed over.
     RefRule find(const std::string &name) const;
@@ -154,7 +175,14 @@ public:
     void add(const RefRule &rule);
 
 private:
+    friend class RuleCheck;
+    friend class RuleContainer;
+    friend class RuleIndex;
+
     explicit RefRuleList(RuleList *fresh);
+
+    // The list without a note of the access; throws code 1 for a null handle.
+    const RuleList &peek() const { return Ref<RuleList>::operator*(); }
 };
 
 // The rules that one message has tripped, at most one of a name, ordered by name, with the sum of
@@ -238,6 +266,8 @@ public:
     RuleCheck(RefMatches &matches, unsigned int ordinalCutoff, bool verbose);
 
 protected:
+    // For a check over a prepared view of a list, which must outlive it, instead of a list; without trace.
+    RuleCheck(FilteredList &filtered, RefMatches &matches);
     ~RuleCheck();
     RuleCheck(const RuleCheck &);
     RuleCheck &operator=(const RuleCheck &);
@@ -253,19 +283,23 @@ protected:
     template <class Match>
     std::list<RefRule> tryRules(const RefRuleList &rules, Match matches);
 
+    // The list without the note that it may have been changed; throws code 1 for a null handle.
+    static const RuleList &contents(const RefRuleList &rules) { return rules.peek(); }
+
     // Erases from the list what a pass has matched.
     static void eraseAll(RefRuleList &rules, const std::list<RefRule> &matched);
 
     RefMatches matches_;
     unsigned int ordinalCutoff_;
     bool verbose_;
-    Buffer work_;
+    // Null for a check over a list.
+    FilteredList *filtered_;
 };
 
 template <class Match>
 std::list<RefRule> RuleCheck::tryRules(const RefRuleList &rules, Match matches) {
     std::list<RefRule> matched;
-    for (const RefRule &rule : *rules) {
+    for (const RefRule &rule : contents(rules)) {
         if (skips(rule)) {
             continue;
         }

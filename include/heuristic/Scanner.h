@@ -17,6 +17,7 @@
 // assigned while another thread uses it.
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "heuristic/Export.h"
@@ -41,6 +42,13 @@ public:
     // The rules, and how many were built from its files.
     RuleContainer container;
     unsigned int ruleCount;
+
+private:
+    friend class Scanner;
+    friend class StageRules;
+
+    // What fast scans use beside the container's lists; null for a set that was not loaded.
+    std::unique_ptr<const RuleIndex> index_;
 };
 
 class CORVANE_HEURISTIC_API Scanner : public Ref<ScannerRules> {

@@ -34,6 +34,8 @@ public:
     bool matches(const Corvane::Uri &uri) const;
 
 private:
+    friend class RuleIndex;
+
     Regex::Expression expression_;
 };
 
@@ -53,6 +55,12 @@ public:
     void check(const UriContainer &uris);
 
 private:
+    friend class StageRules;
+
+    UriCheck(FilteredList &filtered, RefMatches &matches);
+
+    void checkFiltered(const UriContainer &uris);
+
     RefRuleList rules_;
 };
 

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 #include "heuristic/Definition.h"
 #include "heuristic/Failure.h"
+#include "heuristic/FilteredList.h"
 #include "heuristic/LogRecords.h"
 #include "host/parser/Logger.h"
 
@@ -17,13 +20,46 @@ constexpr unsigned int kValueLine = 42;
 constexpr unsigned int kCheckLine = 219;
 constexpr unsigned char kLineFeed = '\n';
 
-// Cuts every CR and LF off the end.
-void s_stripLineEnd(Buffer &line) {
-    unsigned int length = line.length();
-    while (length > 0 && (line.data()[length - 1] == '\r' || line.data()[length - 1] == '\n')) {
+// A part of a body that rules are tried on at once. The unterminated rest of the body is one, whatever its length.
+struct Piece {
+    unsigned int start;
+    unsigned int length;
+    bool isRest;
+};
+
+// The length of a line without the CRs and LFs at its end.
+unsigned int s_lengthStripped(const unsigned char *line, unsigned int length) {
+    while (length > 0 && (line[length - 1] == '\r' || line[length - 1] == '\n')) {
         --length;
     }
-    line.length(length);
+    return length;
+}
+
+// Calls take for each piece in order, until it answers true. Complete lines are read until they come to the limit; the
+// rest only where they do not.
+template <class Take>
+void s_cut(const Buffer &body, bool raw, Take take) {
+    const unsigned int limit = raw ? BodyCheck::kMaxRawBytes : BodyCheck::kMaxDecodedBytes;
+    unsigned int start = 0;
+    for (std::uint64_t total = 0; total < limit && start < body.length();) {
+        const unsigned char *line = body.data() + start;
+        const void *found = std::memchr(line, kLineFeed, body.length() - start);
+        if (found == nullptr) {
+            take(Piece{start, body.length() - start, true});
+            return;
+        }
+        const auto whole =
+            static_cast<unsigned int>(static_cast<const unsigned char *>(found) - line) + 1;
+        const unsigned int length = raw ? whole : s_lengthStripped(line, whole);
+        for (unsigned int offset = 0; offset < length; offset += BodyCheck::kMaxPieceBytes) {
+            const unsigned int size = std::min(BodyCheck::kMaxPieceBytes, length - offset);
+            if (take(Piece{start + offset, size, false})) {
+                return;
+            }
+        }
+        total += length;
+        start += whole;
+    }
 }
 
 } // namespace
@@ -61,57 +97,50 @@ BodyCheck::BodyCheck(RefRuleList &rules, RefMatches &matches, unsigned int ordin
                      bool verbose)
     : RuleCheck(matches, ordinalCutoff, verbose), rules_(rules, false) {}
 
+BodyCheck::BodyCheck(FilteredList &filtered, RefMatches &matches) : RuleCheck(filtered, matches) {}
+
 BodyCheck::BodyCheck(const BodyCheck &) = default;
 BodyCheck &BodyCheck::operator=(const BodyCheck &) = default;
 BodyCheck::~BodyCheck() = default;
 
 void BodyCheck::check(const Buffer &body, bool raw) {
     try {
-        checkLines(body, raw);
+        if (filtered_ != nullptr) {
+            checkFiltered(body, raw);
+        } else {
+            checkPieces(body, raw);
+        }
     } catch (const Exception &failure) {
         wrap(failure, "BodyCheck::body", kFile, kCheckLine);
     }
 }
 
-void BodyCheck::checkLines(const Buffer &body, bool raw) {
-    const unsigned int limit = raw ? kMaxRawBytes : kMaxDecodedBytes;
-    LineBuffer lines(body);
-    for (std::uint64_t total = 0; total < limit;) {
-        lines.getLine(work_, kLineFeed);
-        if (work_.isEmpty()) {
-            if (!lines.endOfBuffer()) {
-                // The unterminated rest is neither cut nor counted, and what it matches is not
-                // erased.
-                work_.append(lines.mid(lines.startOfLine()));
-                tryAll(work_);
-            }
-            return;
-        }
-        if (!raw) {
-            s_stripLineEnd(work_);
-        }
-        total += work_.length();
-        if (checkLine(work_)) {
-            return;
-        }
-    }
-}
-
-// Tries one complete line in pieces; answers whether the match set has tripped.
-bool BodyCheck::checkLine(const Buffer &line) {
-    unsigned int length = 0;
-    for (unsigned int offset = 0; offset < line.length(); offset += length) {
-        length = std::min(kMaxPieceBytes, line.length() - offset);
-        if (checkPiece(Buffer(line.data() + offset, length, true))) {
+void BodyCheck::checkPieces(const Buffer &body, bool raw) {
+    s_cut(body, raw, [&](const Piece &piece) {
+        const Buffer text(body.data() + piece.start, piece.length, true);
+        if (piece.isRest) {
+            // What the rest matches is not erased.
+            tryAll(text);
             return true;
         }
-    }
-    return false;
+        eraseAll(rules_, tryAll(text));
+        return matches_->tripped();
+    });
 }
 
-bool BodyCheck::checkPiece(const Buffer &piece) {
-    eraseAll(rules_, tryAll(piece));
-    return matches_->tripped();
+void BodyCheck::checkFiltered(const Buffer &body, bool raw) {
+    FilteredPass pass(*filtered_);
+    std::uint32_t unit = 0;
+    s_cut(body, raw, [&](const Piece &piece) {
+        pass.add(piece.start, piece.length, unit++);
+        return false;
+    });
+    pass.select(body.data());
+    unit = 0;
+    s_cut(body, raw, [&](const Piece &piece) {
+        pass.tryText(unit++, Buffer(body.data() + piece.start, piece.length, true), matches_);
+        return matches_->tripped();
+    });
 }
 
 std::list<RefRule> BodyCheck::tryAll(const Buffer &text) {

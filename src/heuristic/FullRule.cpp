@@ -1,7 +1,14 @@
 #include "heuristic/FullRule.h"
 
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <vector>
+
 #include "heuristic/Definition.h"
 #include "heuristic/Failure.h"
+#include "heuristic/FilteredList.h"
+#include "heuristic/StageRules.h"
 
 namespace Corvane::Heuristic {
 
@@ -11,6 +18,10 @@ constexpr const char *kFile = "FullRule";
 constexpr unsigned int kValueLine = 37;
 constexpr int kLineRoomBytes = 1024;
 constexpr unsigned char kLineFeed = '\n';
+
+Buffer s_view(const std::string &text) {
+    return {text.data(), static_cast<unsigned int>(text.size()), true};
+}
 
 } // namespace
 
@@ -46,6 +57,8 @@ FullCheck::FullCheck(const RefRuleList &rules, RefMatches &matches, unsigned int
                      bool verbose)
     : RuleCheck(matches, ordinalCutoff, verbose), rules_(rules, false) {}
 
+FullCheck::FullCheck(FilteredList &filtered, RefMatches &matches) : RuleCheck(filtered, matches) {}
+
 FullCheck::FullCheck(const FullCheck &) = default;
 FullCheck &FullCheck::operator=(const FullCheck &) = default;
 FullCheck::~FullCheck() = default;
@@ -60,7 +73,7 @@ bool FullCheck::operator()(const Corvane::Header &header) {
     if (matches_->tripped()) {
         return true;
     }
-    for (const RefRule &rule : *rules_) {
+    for (const RefRule &rule : contents(rules_)) {
         if (skips(rule) || !static_cast<const FullRule &>(*rule).matches(header)) {
             continue;
         }
@@ -71,22 +84,49 @@ bool FullCheck::operator()(const Corvane::Header &header) {
     return matches_->tripped();
 }
 
-void FullCheck::check(const RefHeaderList &headers) {
-    for (const Corvane::Header &header : *headers) {
-        (*this)(header);
+// Each header in order; once the match set is tripped the remaining ones have no effect.
+template <class Headers>
+void FullCheck::checkAll(const Headers &headers) {
+    if (filtered_ == nullptr) {
+        std::for_each(headers.begin(), headers.end(), std::ref(*this));
+        return;
+    }
+    FilteredPass pass(*filtered_);
+    for (auto next = headers.begin(); next != headers.end();) {
+        std::vector<std::string> texts;
+        pass.clear();
+        for (; next != headers.end() && !pass.isFull(); ++next) {
+            texts.push_back(next->asString());
+            pass.stage(s_view(texts.back()), static_cast<std::uint32_t>(texts.size() - 1),
+                       HeaderForm::Value);
+        }
+        pass.selectStaged();
+        for (std::size_t unit = 0; unit < texts.size(); ++unit) {
+            if (matches_->tripped()) {
+                return;
+            }
+            pass.tryText(static_cast<std::uint32_t>(unit), s_view(texts[unit]), matches_);
+        }
     }
 }
 
+void FullCheck::check(const RefHeaderList &headers) {
+    checkAll(*headers);
+}
+
 void FullCheck::check(const std::list<Corvane::Header> &headers) {
-    for (const Corvane::Header &header : headers) {
-        (*this)(header);
-    }
+    checkAll(headers);
 }
 
 FullTap::FullTap(Scanner &scanner, const RefRuleList &rules, RefMatches &matches,
                  unsigned int /*ordinalCutoff*/, bool verbose)
-    : scanner_(scanner), rules_(rules, true), matches_(matches), verbose_(verbose),
-      line_(kLineRoomBytes, 0) {}
+    : scanner_(scanner),
+      filtered_(verbose ? nullptr : StageRules::filteredFullRules(*scanner_, rules)),
+      matches_(matches), verbose_(verbose), line_(kLineRoomBytes, 0) {
+    if (filtered_ == nullptr) {
+        rules_ = RefRuleList(rules, true);
+    }
+}
 
 FullTap::~FullTap() = default;
 
@@ -100,13 +140,58 @@ bool FullTap::write(const Buffer &data) {
     } else {
         pending_.append(data);
     }
+    if (filtered_ != nullptr && !filtered_->index().unedited()) {
+        rules_ = filtered_->remaining();
+        filtered_ = nullptr;
+    }
+    if (filtered_ != nullptr) {
+        checkLinesFiltered();
+    } else {
+        checkLines();
+    }
+    return true;
+}
+
+void FullTap::checkLines() {
     for (pending_.getLine(line_, kLineFeed); !line_.isEmpty(); pending_.getLine(line_, kLineFeed)) {
         scanner_.process(rules_, matches_, line_, verbose_);
         if (matches_->tripped()) {
             break;
         }
     }
-    return true;
+}
+
+// Takes the complete lines in portions: each portion is scanned in place before its lines are tried and taken.
+void FullTap::checkLinesFiltered() {
+    FilteredPass pass(*filtered_);
+    for (bool more = true; more;) {
+        const Buffer lines = pending_.mid(pending_.startOfLine());
+        pass.clear();
+        std::uint32_t units = 0;
+        unsigned int end = 0;
+        while (end < FilteredPass::kPassBytes) {
+            const void *found = end < lines.length() ? std::memchr(lines.data() + end, kLineFeed,
+                                                                   lines.length() - end)
+                                                     : nullptr;
+            if (found == nullptr) {
+                more = false;
+                break;
+            }
+            const auto next = static_cast<unsigned int>(static_cast<const unsigned char *>(found) -
+                                                        lines.data()) +
+                              1;
+            pass.add(end, next - end, units++);
+            end = next;
+        }
+        pass.select(lines.data());
+        for (std::uint32_t unit = 0; unit < units; ++unit) {
+            pending_.getLine(line_, kLineFeed);
+            pass.tryText(unit, line_, matches_);
+            if (matches_->tripped()) {
+                return;
+            }
+        }
+    }
 }
 
 bool FullTap::end() {

@@ -5,6 +5,7 @@
 
 #include "heuristic/Definition.h"
 #include "heuristic/Failure.h"
+#include "heuristic/HeaderPass.h"
 #include "host/parser/HeaderText.h"
 
 namespace Corvane::Heuristic {
@@ -82,6 +83,21 @@ const Buffer &HeaderRuleParameter::all() const {
     return all_;
 }
 
+const Buffer &HeaderRuleParameter::form(HeaderForm form) const {
+    switch (form) {
+    case HeaderForm::All:
+        return all();
+    case HeaderForm::Raw:
+        return raw();
+    case HeaderForm::Addr:
+        return addr();
+    case HeaderForm::Name:
+        return name();
+    default:
+        return value();
+    }
+}
+
 HeaderRule::HeaderRule() : HeaderRule(std::string()) {}
 
 HeaderRule::HeaderRule(const std::string &name) : Rule(Header, name) {}
@@ -106,14 +122,14 @@ void HeaderRule::parse(const std::string &definition) {
         selection.pattern =
             StringPattern(definition.substr(std::string(kExistsPrefix).size()), true, false);
     } else if (!isEval(definition)) {
-        expression = select(selection, definition);
+        expression = Regex::Expression(select(selection, definition), Regex::kDotMatchesAll, true);
     }
     selection_ = selection;
     expression_ = expression;
 }
 
-// Reads name, operator and expression, as far as they are there; answers the expression.
-Regex::Expression HeaderRule::select(Selection &selection, const std::string &definition) {
+// Reads name, operator and expression, as far as they are there; answers the text of the expression.
+std::string HeaderRule::select(Selection &selection, const std::string &definition) {
     const std::size_t nameEnd = stringFindWhiteSpace(definition, 0);
     if (nameEnd == std::string::npos) {
         return {};
@@ -133,7 +149,7 @@ Regex::Expression HeaderRule::select(Selection &selection, const std::string &de
     }
     std::string text = definition.substr(at);
     cutIfUnset(selection, text);
-    return Regex::Expression(text, Regex::kDotMatchesAll, true);
+    return text;
 }
 
 void HeaderRule::selectName(Selection &selection, const std::string &name) {
@@ -145,16 +161,21 @@ void HeaderRule::selectName(Selection &selection, const std::string &name) {
         selection.pattern = StringPattern("^to|^cc", true, true);
         return;
     }
-    selection.all = name == "ALL";
-    std::string plain = selection.all ? "*" : name;
-    const struct {
+    if (name == "ALL") {
+        selection.form = HeaderForm::All;
+        selection.pattern = StringPattern("*", true, false);
+        return;
+    }
+    std::string plain = name;
+    constexpr struct {
         const char *text;
-        bool &flag;
-    } suffixes[] = {{":addr", selection.addr}, {":name", selection.name}, {":raw", selection.raw}};
-    for (const auto &suffix : suffixes) {
+        HeaderForm form;
+    } kSuffixes[] = {
+        {":addr", HeaderForm::Addr}, {":name", HeaderForm::Name}, {":raw", HeaderForm::Raw}};
+    for (const auto &suffix : kSuffixes) {
         const std::size_t start = plain.find(suffix.text);
         if (start != std::string::npos) {
-            suffix.flag = true;
+            selection.form = suffix.form;
             plain.erase(start);
             break;
         }
@@ -193,7 +214,7 @@ bool HeaderRule::test(const HeaderRuleParameter &header) const {
     if (selection_.exists) {
         return true;
     }
-    const Buffer &text = chooseText(header);
+    const Buffer &text = header.form(selection_.form);
     if (expression_.isNull()) {
         return false;
     }
@@ -202,34 +223,46 @@ bool HeaderRule::test(const HeaderRuleParameter &header) const {
     return !failed && matched == selection_.positive;
 }
 
-const Buffer &HeaderRule::chooseText(const HeaderRuleParameter &header) const {
-    if (selection_.all) {
-        return header.all();
-    }
-    if (selection_.raw) {
-        return header.raw();
-    }
-    if (selection_.addr) {
-        return header.addr();
-    }
-    return selection_.name ? header.name() : header.value();
-}
-
 HeaderCheck::HeaderCheck(RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff,
                          bool verbose)
     : RuleCheck(matches, ordinalCutoff, verbose), rules_(rules, false) {}
+
+HeaderCheck::HeaderCheck(FilteredList &filtered, RefMatches &matches)
+    : RuleCheck(filtered, matches) {}
 
 HeaderCheck::HeaderCheck(const HeaderCheck &) = default;
 HeaderCheck &HeaderCheck::operator=(const HeaderCheck &) = default;
 HeaderCheck::~HeaderCheck() = default;
 
 bool HeaderCheck::operator()(const Header &header) {
+    if (filtered_ != nullptr) {
+        HeaderPass pass(*filtered_, matches_);
+        pass.add(header);
+        return pass.run();
+    }
     const HeaderRuleParameter parameter(header);
     const std::list<RefRule> matched = tryRules(rules_, [&parameter](const Rule &rule) {
         return static_cast<const HeaderRule &>(rule).matches(parameter);
     });
     eraseAll(rules_, matched);
     return matches_->tripped();
+}
+
+// Each header in order, up to the one that trips the match set.
+template <class Headers>
+void HeaderCheck::checkAll(const Headers &headers) {
+    if (filtered_ == nullptr) {
+        (void)std::find_if(headers.begin(), headers.end(), std::ref(*this));
+        return;
+    }
+    HeaderPass pass(*filtered_, matches_);
+    for (const Header &header : headers) {
+        pass.add(header);
+        if (pass.isFull() && pass.run()) {
+            return;
+        }
+    }
+    pass.run();
 }
 
 void HeaderCheck::check(const EmailAddress &envelopeFrom) {
@@ -240,8 +273,7 @@ void HeaderCheck::check(const EmailAddress &envelopeFrom) {
 
 void HeaderCheck::check(const RefHeaderList &headers) {
     try {
-        HeaderCheck copy(*this);
-        (void)std::find_if(headers->begin(), headers->end(), std::ref(copy));
+        checkAll(*headers);
     } catch (const Exception &failure) {
         wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
     }
@@ -249,8 +281,7 @@ void HeaderCheck::check(const RefHeaderList &headers) {
 
 void HeaderCheck::check(const std::list<Header> &headers) {
     try {
-        HeaderCheck copy(*this);
-        (void)std::find_if(headers.begin(), headers.end(), std::ref(copy));
+        checkAll(headers);
     } catch (const Exception &failure) {
         wrap(failure, "HeaderCheck::check", kFile, kCheckStdListLine);
     }

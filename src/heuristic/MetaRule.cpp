@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "heuristic/Failure.h"
+#include "heuristic/FilteredList.h"
 #include "heuristic/LogRecords.h"
 #include "host/parser/Logger.h"
 
@@ -42,6 +43,8 @@ MetaRule::MetaRule(const std::string &name) : Rule(Meta, name), arithmetic_(fals
 MetaRule::~MetaRule() = default;
 
 void MetaRule::value(const std::string &expression) {
+    // Atoms before a fault stay.
+    noteEdit();
     for (std::size_t at = 0; at < expression.size();) {
         switch (expression[at]) {
         case ' ':
@@ -107,10 +110,7 @@ bool MetaRule::matches(const RefMatches &matches) const {
         return false;
     }
     try {
-        if (arithmetic_) {
-            return MetaRuleArithmeticEvaluator(atoms_.begin(), atoms_.end(), matches)();
-        }
-        return MetaRuleBooleanEvaluator(atoms_.begin(), atoms_.end(), matches)(false);
+        return evaluate(matches);
     } catch (const Exception &failure) {
         Logger::instance(false).log(kLogMetaFailed, kLogLevel, "%s\x01%s", name().c_str(),
                                     failure.asString().c_str());
@@ -118,9 +118,18 @@ bool MetaRule::matches(const RefMatches &matches) const {
     }
 }
 
+bool MetaRule::evaluate(const RefMatches &matches) const {
+    if (arithmetic_) {
+        return MetaRuleArithmeticEvaluator(atoms_.begin(), atoms_.end(), matches)();
+    }
+    return MetaRuleBooleanEvaluator(atoms_.begin(), atoms_.end(), matches)(false);
+}
+
 MetaCheck::MetaCheck(const RefRuleList &rules, RefMatches &matches, unsigned int ordinalCutoff,
                      bool verbose)
     : RuleCheck(matches, ordinalCutoff, verbose), rules_(rules, false) {}
+
+MetaCheck::MetaCheck(FilteredList &filtered, RefMatches &matches) : RuleCheck(filtered, matches) {}
 
 MetaCheck::MetaCheck(const MetaCheck &) = default;
 MetaCheck &MetaCheck::operator=(const MetaCheck &) = default;
@@ -135,8 +144,43 @@ bool MetaCheck::operator()(const RefRule &rule) {
 }
 
 void MetaCheck::check() {
+    if (filtered_ != nullptr) {
+        checkFiltered();
+        return;
+    }
     MetaCheck copy(*this);
-    (void)std::find_if(rules_->begin(), rules_->end(), std::ref(copy));
+    const Ref<RuleList> &rules = rules_;
+    (void)std::find_if(rules->begin(), rules->end(), std::ref(copy));
+}
+
+// Evaluates, in the order of the list, the rules that are true of nothing and those that mention a rule that has tripped
+// by the time of their turn. The value of all others is that for an empty match set: false.
+void MetaCheck::checkFiltered() {
+    const MetaDependents &dependents = filtered_->index().metas();
+    const KindIndex &metas = filtered_->rules();
+    std::set<std::uint32_t> due(dependents.unconditional.begin(), dependents.unconditional.end());
+    const auto mention = [&](const std::string &name) {
+        const auto found = dependents.byName.find(name);
+        if (found != dependents.byName.end()) {
+            due.insert(found->second.begin(), found->second.end());
+        }
+    };
+    for (const RefRule &tripped : *matches_) {
+        if (!tripped.isNull()) {
+            mention(tripped->name());
+        }
+    }
+    for (auto next = due.begin(); next != due.end(); ++next) {
+        const RefRule &rule = metas.handles[*next];
+        if (!filtered_->admits(*next) || !static_cast<const MetaRule &>(*rule).matches(matches_)) {
+            continue;
+        }
+        if (matches_.add(rule)) {
+            return;
+        }
+        // Rules before this one have had their turn; what is put in behind it the loop will reach.
+        mention(rule->name());
+    }
 }
 
 } // namespace Corvane::Heuristic

@@ -10,6 +10,7 @@
 #include "heuristic/MetaRule.h"
 #include "heuristic/RawBodyRule.h"
 #include "heuristic/UriRule.h"
+#include "heuristic/WatchedRuleList.h"
 
 namespace Corvane {
 
@@ -24,7 +25,6 @@ namespace {
 
 constexpr const char *kFile = "Rule";
 constexpr const char *kSubrulePrefix = "__";
-constexpr int kWorkBytes = 1024;
 constexpr const char *kUnhandledType = "Unhandled rule type";
 
 Rule *s_newRule(Rule::Type type, const std::string &name) {
@@ -90,6 +90,13 @@ Rule::~Rule() = default;
 
 void Rule::value(const std::string &definition) {
     value_ = definition;
+    noteEdit();
+}
+
+void Rule::noteEdit() {
+    if (edited_ != nullptr) {
+        edited_->store(true, std::memory_order_relaxed);
+    }
 }
 
 bool Rule::active() const {
@@ -139,7 +146,7 @@ RefRuleList::RefRuleList(const RefRuleList &source, bool copy) {
         share(source);
     } else if (!source.isNull()) {
         *this = create();
-        (*this)->assign(source->begin(), source->end());
+        (*this)->assign(source.peek().begin(), source.peek().end());
     }
 }
 
@@ -147,8 +154,20 @@ RefRuleList RefRuleList::create() {
     return RefRuleList(new RuleList);
 }
 
+RuleList *RefRuleList::operator->() const {
+    RuleList *list = Ref<RuleList>::operator->();
+    WatchedRuleList::noteAccess(list);
+    return list;
+}
+
+RuleList &RefRuleList::operator*() const {
+    RuleList &list = Ref<RuleList>::operator*();
+    WatchedRuleList::noteAccess(&list);
+    return list;
+}
+
 RefRule RefRuleList::find(const std::string &name) const {
-    return isNull() ? RefRule() : s_find(**this, name);
+    return isNull() ? RefRule() : s_find(peek(), name);
 }
 
 void RefRuleList::erase(const RefRule &rule) {
@@ -226,7 +245,10 @@ void ScoreAccumulator::operator()(const RefRule &rule) const {
 }
 
 RuleCheck::RuleCheck(RefMatches &matches, unsigned int ordinalCutoff, bool verbose)
-    : matches_(matches), ordinalCutoff_(ordinalCutoff), verbose_(verbose), work_(kWorkBytes, 0) {}
+    : matches_(matches), ordinalCutoff_(ordinalCutoff), verbose_(verbose), filtered_(nullptr) {}
+
+RuleCheck::RuleCheck(FilteredList &filtered, RefMatches &matches)
+    : matches_(matches), ordinalCutoff_(0), verbose_(false), filtered_(&filtered) {}
 
 RuleCheck::~RuleCheck() = default;
 RuleCheck::RuleCheck(const RuleCheck &) = default;
@@ -284,7 +306,7 @@ RefRuleList &RuleContainer::rules(langID language, Rule::Type kind) const {
     auto &byKind = lists_[static_cast<std::size_t>(language)];
     auto found = byKind.find(kind);
     if (found == byKind.end()) {
-        found = byKind.emplace(kind, RefRuleList::create()).first;
+        found = byKind.emplace(kind, RefRuleList(new WatchedRuleList)).first;
     }
     return found->second;
 }

@@ -7,6 +7,7 @@
 
 #include "heuristic/LogRecords.h"
 #include "heuristic/RuleFactory.h"
+#include "heuristic/RuleIndex.h"
 #include "host/parser/Exception.h"
 #include "host/parser/Logger.h"
 
@@ -95,6 +96,7 @@ Scanner::Scanner(const File::Path &directory) : Ref<ScannerRules>(new ScannerRul
     const RuleFileParser parser(directory, rules());
     const int active = s_countActive(rules());
     (*this)->ruleCount = parser.ruleCount();
+    (*this)->index_ = std::make_unique<const RuleIndex>(rules());
     Logger::instance(false).log(kLogRulesLoaded, kLogLevel, "%u\x01%d\x01%s", ruleCount(), active,
                                 s_version(directory).c_str());
     m_ready = true;

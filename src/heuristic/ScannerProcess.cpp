@@ -11,6 +11,7 @@
 #include "heuristic/HeaderRule.h"
 #include "heuristic/MetaRule.h"
 #include "heuristic/Scanner.h"
+#include "heuristic/StageRules.h"
 #include "heuristic/UriRule.h"
 #include "host/parser/HeaderText.h"
 #include "host/parser/Text.h"
@@ -64,7 +65,7 @@ Header s_inUtf8(const Header &header) {
 // One message on its way through the stages.
 class MessageScan {
 public:
-    MessageScan(const RuleContainer &rules, langID language, RefMatches &matches,
+    MessageScan(const ScannerRules &rules, langID language, RefMatches &matches,
                 unsigned int cutoff, bool verbose)
         : rules_(rules), language_(language), matches_(matches), cutoff_(cutoff),
           verbose_(verbose) {}
@@ -72,8 +73,8 @@ public:
     bool tripped() const { return matches_->tripped(); }
 
     void headers(const EmailAddress &sender, const RefHeaderList &headers) {
-        RefRuleList list(rules_.headerRules(language_), true);
-        HeaderCheck check(list, matches_, cutoff_, verbose_);
+        StageRules rules = stage(Rule::Header);
+        HeaderCheck check = rules.check<HeaderCheck>(matches_);
         check.check(sender);
         RefHeaderList converted(true);
         for (const Header &header : *headers) {
@@ -85,8 +86,8 @@ public:
     // Answers whether a rule was added, as do the next two.
     bool text(const RefHeaderList &headers, const MPartText *text) {
         const std::size_t before = matches_->size();
-        RefRuleList list(rules_.bodyRules(language_), true);
-        BodyCheck check(list, matches_, cutoff_, verbose_);
+        StageRules rules = stage(Rule::Body);
+        BodyCheck check = rules.check<BodyCheck>(matches_);
         // The decoded value may view the header's own text, so the header must outlive the check.
         const Header subject = headers.find(kSubject);
         if (!subject.isNull()) {
@@ -100,34 +101,31 @@ public:
 
     bool rawBody(const MPartText *text) {
         const std::size_t before = matches_->size();
-        RefRuleList list(rules_.rawBodyRules(language_), true);
         if (text != nullptr) {
-            BodyCheck(list, matches_, cutoff_, verbose_).check(text->text(), true);
+            stage(Rule::RawBody).check<BodyCheck>(matches_).check(text->text(), true);
         }
         return matches_->size() > before;
     }
 
     bool secondText(const MPartText *text) {
         const std::size_t before = matches_->size();
-        RefRuleList list(rules_.bodyRules(language_), true);
         if (text != nullptr && (text->flags() & MPartText::kDiffers) != 0) {
-            BodyCheck(list, matches_, cutoff_, verbose_).check(text->text(), false);
+            stage(Rule::Body).check<BodyCheck>(matches_).check(text->text(), false);
         }
         return matches_->size() > before;
     }
 
     void uris(const UriContainer *uris) {
         if (uris != nullptr) {
-            UriCheck(rules_.uriRules(language_), matches_, cutoff_, verbose_).check(*uris);
+            stage(Rule::Uri).check<UriCheck>(matches_).check(*uris);
         }
     }
 
     void full(const RefHeaderList &headers) {
-        const RefRuleList list(rules_.fullRules(language_), true);
-        FullCheck(list, matches_, cutoff_, verbose_).check(headers);
+        stage(Rule::Full).check<FullCheck>(matches_).check(headers);
     }
 
-    void meta() { MetaCheck(rules_.metaRules(language_), matches_, cutoff_, verbose_).check(); }
+    void meta() { stage(Rule::Meta).check<MetaCheck>(matches_).check(); }
 
     // The stages over the main part; answers which of them have added a rule.
     unsigned int mainPart(const RefHeaderList &headers, const MimePart &part) {
@@ -148,7 +146,11 @@ public:
     }
 
 private:
-    const RuleContainer &rules_;
+    StageRules stage(Rule::Type kind) const {
+        return StageRules(rules_, language_, kind, cutoff_, verbose_);
+    }
+
+    const ScannerRules &rules_;
     langID language_;
     RefMatches &matches_;
     unsigned int cutoff_;
@@ -178,7 +180,7 @@ unsigned int Scanner::process(RefMatches &matches, const RefMessageProperties &m
     }
     const MimePart *part = message->part().operator->();
     const RefHeaderList &headers = message->headers();
-    MessageScan scan(rules(), selectLanguage(part), matches, getordinalCutoff(percent), verbose);
+    MessageScan scan(**this, selectLanguage(part), matches, getordinalCutoff(percent), verbose);
     if (!scan.tripped()) {
         scan.headers(sender, headers);
     }
@@ -203,9 +205,9 @@ bool Scanner::checkRaw(RefMatches &matches, langID language, const Buffer &body,
     if (!ready() || matches->tripped()) {
         return false;
     }
-    RefRuleList list(rules().rawBodyRules(language), true);
+    StageRules rules(**this, language, Rule::RawBody, getordinalCutoff(percent), verbose);
     const std::size_t before = matches->size();
-    BodyCheck(list, matches, getordinalCutoff(percent), verbose).check(body, true);
+    rules.check<BodyCheck>(matches).check(body, true);
     return matches->size() > before;
 }
 
@@ -214,17 +216,18 @@ bool Scanner::check(RefMatches &matches, langID language, const Buffer &body, un
     if (!ready() || matches->tripped()) {
         return false;
     }
-    RefRuleList list(rules().bodyRules(language), true);
+    StageRules rules(**this, language, Rule::Body, getordinalCutoff(percent), verbose);
     const std::size_t before = matches->size();
-    BodyCheck(list, matches, getordinalCutoff(percent), verbose).check(body, false);
+    rules.check<BodyCheck>(matches).check(body, false);
     return matches->size() > before;
 }
 
 void Scanner::check(RefMatches &matches, langID language, const EmailAddress &sender,
                     unsigned int percent, bool verbose) {
     if (ready() && !matches->tripped()) {
-        RefRuleList list(rules().headerRules(language), true);
-        HeaderCheck(list, matches, getordinalCutoff(percent), verbose).check(sender);
+        StageRules(**this, language, Rule::Header, getordinalCutoff(percent), verbose)
+            .check<HeaderCheck>(matches)
+            .check(sender);
     }
 }
 
@@ -235,20 +238,21 @@ void Scanner::check(RefMatches &matches, langID language, const HeaderContainer 
     }
     const unsigned int cutoff = getordinalCutoff(percent);
     if (!matches->tripped()) {
-        RefRuleList list(rules().headerRules(language), true);
-        HeaderCheck(list, matches, cutoff, verbose).check(headers.headers());
+        StageRules(**this, language, Rule::Header, cutoff, verbose)
+            .check<HeaderCheck>(matches)
+            .check(headers.headers());
     }
     if (!matches->tripped()) {
-        RefRuleList list(rules().bodyRules(language), true);
+        StageRules rules(**this, language, Rule::Body, cutoff, verbose);
         const Header subject = headers.find(kSubject);
         if (!subject.isNull()) {
-            BodyCheck(list, matches, cutoff, verbose)
-                .check(headerValueDecode(subject.value()), false);
+            rules.check<BodyCheck>(matches).check(headerValueDecode(subject.value()), false);
         }
     }
     if (!matches->tripped()) {
-        const RefRuleList list(rules().fullRules(language), true);
-        FullCheck(list, matches, cutoff, verbose).check(headers.headers());
+        StageRules(**this, language, Rule::Full, cutoff, verbose)
+            .check<FullCheck>(matches)
+            .check(headers.headers());
     }
 }
 

@@ -1,7 +1,12 @@
 #include "heuristic/UriRule.h"
 
+#include <algorithm>
+#include <functional>
+#include <vector>
+
 #include "heuristic/Definition.h"
 #include "heuristic/Failure.h"
+#include "heuristic/FilteredList.h"
 
 namespace Corvane::Heuristic {
 
@@ -41,6 +46,8 @@ UriCheck::UriCheck(RefRuleList &rules, RefMatches &matches, unsigned int ordinal
                    bool verbose)
     : RuleCheck(matches, ordinalCutoff, verbose), rules_(rules, true) {}
 
+UriCheck::UriCheck(FilteredList &filtered, RefMatches &matches) : RuleCheck(filtered, matches) {}
+
 UriCheck::UriCheck(const UriCheck &) = default;
 UriCheck &UriCheck::operator=(const UriCheck &) = default;
 UriCheck::~UriCheck() = default;
@@ -53,13 +60,41 @@ void UriCheck::operator()(const Corvane::Uri &uri) {
 
 void UriCheck::check(const UriContainer &uris) {
     try {
+        if (filtered_ != nullptr) {
+            checkFiltered(uris);
+            return;
+        }
         for (const auto &[source, found] : uris.sourced()) {
-            for (const Corvane::Uri &uri : found) {
-                (*this)(uri);
-            }
+            std::for_each(found.begin(), found.end(), std::ref(*this));
         }
     } catch (const Exception &failure) {
         wrap(failure, "UriCheck::check", kFile, kCheckLine);
+    }
+}
+
+void UriCheck::checkFiltered(const UriContainer &uris) {
+    std::vector<const std::string *> texts;
+    for (const auto &[source, found] : uris.sourced()) {
+        for (const Corvane::Uri &uri : found) {
+            if (!uri.isNull()) {
+                texts.push_back(&uri.asString());
+            }
+        }
+    }
+    FilteredPass pass(*filtered_);
+    const auto view = [&texts](std::size_t number) {
+        return Buffer(texts[number]->data(), static_cast<unsigned int>(texts[number]->size()),
+                      true);
+    };
+    for (std::size_t first = 0, next = 0; first < texts.size(); first = next) {
+        pass.clear();
+        for (; next < texts.size() && !pass.isFull(); ++next) {
+            pass.stage(view(next), static_cast<std::uint32_t>(next), HeaderForm::Value);
+        }
+        pass.selectStaged();
+        for (std::size_t each = first; each < next; ++each) {
+            pass.tryText(static_cast<std::uint32_t>(each), view(each), matches_);
+        }
     }
 }
 

@@ -32,11 +32,18 @@ public:
     // Whether the pattern matches the name.
     bool matches(const std::string &name) const;
 
+    // A text that is the same for two patterns only if they match the same names.
+    std::string key() const;
+
+    // The one name that the pattern matches, in lower case and whatever the case of the name's ASCII letters; null where
+    // the pattern is of another kind. Owned by this object.
+    const std::string *soleName() const;
+
 private:
     enum class Kind { Null, Plain, PlainIgnoringCase, Regex };
 
     Kind kind_;
-    std::string text_; // in lower case for PlainIgnoringCase, unused for Regex
+    std::string text_; // in lower case for PlainIgnoringCase, behind its options for Regex
     Regex::Expression expression_;
 };
 

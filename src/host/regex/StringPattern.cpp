@@ -38,6 +38,7 @@ StringPattern::StringPattern() : kind_(Kind::Null) {}
 StringPattern::StringPattern(const std::string &pattern, bool ignoreCase, bool isRegex)
     : kind_(isRegex ? Kind::Regex : (ignoreCase ? Kind::PlainIgnoringCase : Kind::Plain)) {
     if (isRegex) {
+        text_ = (ignoreCase ? "i" : "") + std::string("/") + pattern;
         expression_ =
             Regex::Expression(pattern, ignoreCase ? Regex::kIgnoreCase : Regex::kNoOptions, true);
     } else if (ignoreCase) {
@@ -58,6 +59,15 @@ bool StringPattern::matches(const std::string &name) const {
     default:
         return false;
     }
+}
+
+std::string StringPattern::key() const {
+    return std::to_string(static_cast<int>(kind_)) + text_;
+}
+
+const std::string *StringPattern::soleName() const {
+    const bool sole = kind_ == Kind::PlainIgnoringCase && text_.find('*') == std::string::npos;
+    return sole ? &text_ : nullptr;
 }
 
 } // namespace Corvane

@@ -1,0 +1,108 @@
+#ifndef CORVANE_HEURISTIC_FILTEREDLIST_H
+#define CORVANE_HEURISTIC_FILTEREDLIST_H
+
+// A scan's own view of one list of a loaded set, in place of a copy of the list: what has matched, the cutoff, and with
+// the set's index the few rules that are worth trying on a text. A pass over texts through such a view adds the rules
+// that a walk over the list would add, in the same order, and ends where it would.
+//
+// Only for scans without a trace, which has to name each rule of the walk.
+
+#include <cstdint>
+#include <vector>
+
+#include "heuristic/Rule.h"
+#include "heuristic/RuleIndex.h"
+#include "heuristic/ScanMemory.h"
+#include "host/parser/Buffer.h"
+
+namespace Corvane::Heuristic {
+
+// Belongs to one scan, and one thread at a time; the index must outlive it.
+class FilteredList {
+public:
+    FilteredList(const RuleIndex &index, langID language, Rule::Type kind,
+                 unsigned int ordinalCutoff);
+
+    const RuleIndex &index() const { return index_; }
+    const KindIndex &rules() const { return rules_; }
+
+    // Whether the rule is still to be tried.
+    bool admits(std::uint32_t rule) const {
+        const IndexedRule &indexed = rules_.rules[rule];
+        return (indexed.languages & language_) != 0 && indexed.ordinal < cutoff_ && !isDone(rule);
+    }
+
+    // The rule is in the match set: to try it again could have no effect.
+    void done(std::uint32_t rule) {
+        done_[rule / kWordBits] |= std::uint64_t{1} << rule % kWordBits;
+    }
+    bool isDone(std::uint32_t rule) const {
+        return (done_[rule / kWordBits] >> rule % kWordBits & 1U) != 0;
+    }
+
+    // A list of the rules that are still to be tried.
+    RefRuleList remaining() const;
+
+private:
+    static constexpr unsigned int kWordBits = 64;
+
+    const RuleIndex &index_;
+    const KindIndex &rules_;
+    std::uint8_t language_;
+    // Past the highest ordinal where there is no cutoff.
+    std::uint64_t cutoff_;
+    std::vector<std::uint64_t> done_;
+};
+
+// One pass over texts that are scanned together: name the texts, call select, then try the units in ascending order.
+class FilteredPass {
+public:
+    // The selectors of a header, by their numbers.
+    struct Selectors {
+        const std::uint32_t *begin;
+        const std::uint32_t *end;
+    };
+
+    explicit FilteredPass(FilteredList &list) : list_(list) {}
+
+    // Starts anew.
+    void clear();
+
+    // The next text, a range of what select will be given; or copied behind those before it.
+    void add(std::uint32_t start, std::uint32_t length, std::uint32_t unit);
+    void stage(const Buffer &text, std::uint32_t unit, HeaderForm form);
+
+    // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
+    bool isFull() const { return memory_->staged.size() >= kPassBytes; }
+    static constexpr std::size_t kPassBytes = std::size_t{64} * 1024;
+
+    // Also to be tried on a unit, whatever its texts hold.
+    void alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules);
+
+    // Finds out what is worth trying on the texts: ranges of base, or staged ones.
+    void select(const unsigned char *base);
+    void selectStaged() { select(memory_->staged.data()); }
+
+    // Tries the unit's rules on a text and adds those that match; ends where an addition trips the match set, and answers
+    // whether one did. Throws as RefMatches::add.
+    bool tryText(std::uint32_t unit, const Buffer &text, RefMatches &matches);
+
+    // The same for a header in all its forms; the rules of other selectors are left out.
+    bool tryHeader(std::uint32_t unit, const HeaderRuleParameter &header, Selectors selectors,
+                   RefMatches &matches);
+
+private:
+    template <class Matches>
+    bool tryUnit(std::uint32_t unit, RefMatches &matches, Matches match);
+    bool matchesText(std::uint32_t rule, const Buffer &text, TextFacts &facts) const;
+    bool matchesHeader(const IndexedRule &indexed, std::uint32_t rule,
+                       const HeaderRuleParameter &header);
+
+    FilteredList &list_;
+    ScanMemoryLease memory_;
+    std::size_t next_ = 0;
+};
+
+} // namespace Corvane::Heuristic
+
+#endif

@@ -1,0 +1,322 @@
+#include "heuristic/RuleIndex.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "heuristic/BodyRule.h"
+#include "heuristic/FullRule.h"
+#include "heuristic/MetaRule.h"
+#include "heuristic/UriRule.h"
+#include "heuristic/WatchedRuleList.h"
+#include "host/parser/Text.h"
+
+namespace Corvane::Heuristic {
+
+namespace {
+
+constexpr Rule::Type kFilteredKinds[] = {Rule::Header, Rule::Uri, Rule::Body, Rule::RawBody,
+                                         Rule::Full};
+
+constexpr std::uint8_t s_bit(langID language) {
+    return static_cast<std::uint8_t>(1U << static_cast<unsigned int>(language));
+}
+
+Regex::TextKind s_textKind(Rule::Type kind) {
+    switch (kind) {
+    case Rule::Header:
+        return Regex::TextKind::HeaderText;
+    case Rule::Uri:
+        return Regex::TextKind::Uri;
+    case Rule::Body:
+        return Regex::TextKind::Text;
+    default:
+        return Regex::TextKind::RawText;
+    }
+}
+
+const Regex::ExpressionImpl *s_compiled(const Regex::Expression &expression) {
+    return expression.isNull() ? nullptr : expression.operator->();
+}
+
+} // namespace
+
+std::uint32_t HeaderSelectors::add(const StringPattern &pattern) {
+    const auto [found, fresh] = byKey_.emplace(pattern.key(), size());
+    if (fresh) {
+        selectors_.push_back({pattern, {}, {}});
+        if (pattern.soleName() != nullptr) {
+            byName_.emplace(*pattern.soleName(), found->second);
+        } else {
+            others_.push_back(found->second);
+        }
+    }
+    return found->second;
+}
+
+void HeaderSelectors::find(const std::string &name, std::vector<std::uint32_t> &numbers) const {
+    numbers.clear();
+    std::string lowered;
+    copyStringToLower(name.data(), lowered, 0, name.size());
+    const auto found = byName_.find(lowered);
+    if (found != byName_.end()) {
+        numbers.push_back(found->second);
+    }
+    for (const std::uint32_t number : others_) {
+        if (selectors_[number].pattern.matches(name)) {
+            numbers.push_back(number);
+        }
+    }
+}
+
+RuleIndex::RuleIndex(const RuleContainer &container)
+    : edited_(std::make_shared<std::atomic<bool>>(false)) {
+    for (const Rule::Type kind : kFilteredKinds) {
+        collect(container, kind);
+        prepare(kind);
+    }
+    collect(container, Rule::Meta);
+    prepareMetas();
+}
+
+RuleIndex::~RuleIndex() = default;
+
+// Puts the rules of all languages into the order of loading. A list that is in another order is left out.
+void RuleIndex::collect(const RuleContainer &container, Rule::Type kind) {
+    std::vector<std::pair<RefRule, std::uint8_t>> found;
+    std::unordered_map<const Rule *, std::size_t> positions;
+    for (int each = DEFAULT; each < ALL; ++each) {
+        const auto language = static_cast<langID>(each);
+        Watch &watch = watches_[kind][static_cast<std::size_t>(language)];
+        watch.list = RefRuleList(container.rules(language, kind), false);
+        watch.watched = dynamic_cast<const WatchedRuleList *>(&watch.list.peek());
+        unsigned int last = 0;
+        for (const RefRule &rule : watch.list.peek()) {
+            if (rule.isNull() || rule->ordinal() <= last) {
+                watch.watched = nullptr;
+                break;
+            }
+            last = rule->ordinal();
+            const auto [position, fresh] = positions.emplace(rule.operator->(), found.size());
+            if (fresh) {
+                found.emplace_back(rule, 0);
+            }
+            found[position->second].second |= s_bit(language);
+        }
+    }
+    std::sort(found.begin(), found.end(),
+              [](const auto &a, const auto &b) { return a.first->ordinal() < b.first->ordinal(); });
+    KindIndex &index = kinds_[kind];
+    for (auto &[rule, languages] : found) {
+        rule->edited_ = edited_;
+        IndexedRule indexed;
+        indexed.rule = rule.operator->();
+        indexed.ordinal = rule->ordinal();
+        indexed.languages = languages;
+        index.rules.push_back(indexed);
+        index.handles.push_back(std::move(rule));
+    }
+    for (std::size_t language = 0; language < kLanguages; ++language) {
+        Watch &watch = watches_[kind][language];
+        if (watch.watched != nullptr) {
+            watch.same = watch.watched->accesses();
+            watch.other = watch.same - 1;
+        }
+    }
+}
+
+void RuleIndex::prepare(Rule::Type kind) {
+    KindIndex &index = kinds_[kind];
+    std::vector<RuleFilter::Source> sources;
+    sources.reserve(index.rules.size());
+    for (std::size_t i = 0; i < index.rules.size(); ++i) {
+        sources.push_back(kind == Rule::Header ? prepareHeader(index.rules[i])
+                                               : prepareText(index, i, kind));
+    }
+    index.filter.emplace(sources, s_textKind(kind));
+    if (kind == Rule::Header) {
+        prepareHeaders();
+        return;
+    }
+    index.unfiltered = index.filter->unfiltered();
+    for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
+        if (index.rules[i].trial == IndexedRule::Trial::Log) {
+            index.unfiltered.push_back(i);
+        }
+    }
+    std::sort(index.unfiltered.begin(), index.unfiltered.end());
+}
+
+RuleFilter::Source RuleIndex::prepareText(KindIndex &index, std::size_t number,
+                                          Rule::Type kind) const {
+    IndexedRule &indexed = index.rules[number];
+    const Rule &rule = *indexed.rule;
+    unsigned int options = Regex::kNoOptions;
+    bool tried = true;
+    bool logs = false;
+    switch (kind) {
+    case Rule::Uri:
+        indexed.expression = s_compiled(static_cast<const UriRule &>(rule).expression_);
+        tried = rule.active();
+        break;
+    case Rule::Full:
+        indexed.expression = s_compiled(static_cast<const FullRule &>(rule).expression_);
+        break;
+    default:
+        indexed.expression = s_compiled(static_cast<const BodyRule &>(rule).expression_);
+        options = Regex::kAnyLineEnd;
+        tried = rule.active();
+        logs = true;
+    }
+    if (!tried || indexed.expression == nullptr) {
+        indexed.trial = tried && logs ? IndexedRule::Trial::Log : IndexedRule::Trial::Never;
+        return {};
+    }
+    indexed.trial = IndexedRule::Trial::Match;
+    std::string text = rule.value();
+    stringLeftTrim(text);
+    stringRightTrim(text);
+    return {text, options, 0};
+}
+
+RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
+    const auto &rule = static_cast<const HeaderRule &>(*indexed.rule);
+    const HeaderRule::Selection &selection = rule.selection_;
+    if (!rule.active() || selection.pattern.isNull()) {
+        return {};
+    }
+    indexed.form = selection.form;
+    if (selection.exists) {
+        indexed.trial = IndexedRule::Trial::Always;
+    } else if (!rule.expression_.isNull()) {
+        indexed.expression = s_compiled(rule.expression_);
+        indexed.trial =
+            selection.positive ? IndexedRule::Trial::Match : IndexedRule::Trial::Absence;
+    } else {
+        return {};
+    }
+    indexed.selector = headers_.add(selection.pattern);
+    if (indexed.trial != IndexedRule::Trial::Match) {
+        return {};
+    }
+    HeaderRule::Selection ignored;
+    return {HeaderRule::select(ignored, rule.value()), Regex::kDotMatchesAll,
+            static_cast<std::uint8_t>(selection.form)};
+}
+
+// Hands each header rule to its selector: what the filter cannot look for as a rule to try, of the others the form.
+void RuleIndex::prepareHeaders() {
+    const KindIndex &index = kinds_[Rule::Header];
+    const std::vector<std::uint32_t> &unfiltered = index.filter->unfiltered();
+    for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
+        const IndexedRule &indexed = index.rules[i];
+        if (indexed.trial == IndexedRule::Trial::Never) {
+            continue;
+        }
+        HeaderSelectors::Selector &selector = headers_.at(indexed.selector);
+        if (indexed.trial != IndexedRule::Trial::Match ||
+            std::binary_search(unfiltered.begin(), unfiltered.end(), i)) {
+            selector.unfiltered.push_back(i);
+        } else if (std::find(selector.forms.begin(), selector.forms.end(), indexed.form) ==
+                   selector.forms.end()) {
+            selector.forms.push_back(indexed.form);
+        }
+    }
+}
+
+void RuleIndex::prepareMetas() {
+    for (std::uint32_t i = 0; i < kinds_[Rule::Meta].rules.size(); ++i) {
+        prepareMeta(i);
+    }
+}
+
+void RuleIndex::prepareMeta(std::uint32_t number) {
+    IndexedRule &indexed = kinds_[Rule::Meta].rules[number];
+    const auto &rule = static_cast<const MetaRule &>(*indexed.rule);
+    if (!rule.active()) {
+        return;
+    }
+    indexed.trial = IndexedRule::Trial::Match;
+    bool unconditional = false;
+    try {
+        unconditional = rule.evaluate(RefMatches::create());
+    } catch (const Exception &) {
+        unconditional = true;
+    }
+    if (unconditional) {
+        metas_.unconditional.push_back(number);
+        return;
+    }
+    std::set<std::string> names;
+    for (const MetaRule::Atom &atom : rule.atoms_) {
+        if (atom.type() == MetaRule::Atom::Name) {
+            names.insert(atom.strvalue());
+        }
+    }
+    for (const std::string &name : names) {
+        metas_.byName[name].push_back(number);
+    }
+}
+
+bool RuleIndex::holds(const RuleContainer &container, langID language, Rule::Type kind) const {
+    const Watch &watch = watches_[kind][static_cast<std::size_t>(language)];
+    if (watch.watched == nullptr || !unedited()) {
+        return false;
+    }
+    const RefRuleList &current = container.rules(language, kind);
+    if (current.isNull() || &current.peek() != watch.watched) {
+        return false;
+    }
+    const unsigned int accesses = watch.watched->accesses();
+    if (accesses == watch.same.load(std::memory_order_relaxed)) {
+        return true;
+    }
+    if (accesses == watch.other.load(std::memory_order_relaxed)) {
+        return false;
+    }
+    const bool same = sameRules(*watch.watched, language, kind);
+    (same ? watch.same : watch.other).store(accesses, std::memory_order_relaxed);
+    return same;
+}
+
+bool RuleIndex::sameRules(const RuleList &list, langID language, Rule::Type kind) const {
+    auto at = list.begin();
+    for (const IndexedRule &indexed : kinds_[kind].rules) {
+        if ((indexed.languages & s_bit(language)) == 0) {
+            continue;
+        }
+        if (at == list.end() || at->isNull() || at->operator->() != indexed.rule) {
+            return false;
+        }
+        ++at;
+    }
+    return at == list.end();
+}
+
+std::optional<langID> RuleIndex::languageOfFullRules(const RuleContainer &container,
+                                                     const RefRuleList &list) const {
+    for (int each = DEFAULT; each < ALL && !list.isNull(); ++each) {
+        const auto language = static_cast<langID>(each);
+        if (&list.peek() == watches_[Rule::Full][static_cast<std::size_t>(language)].watched &&
+            holds(container, language, Rule::Full)) {
+            return language;
+        }
+    }
+    return std::nullopt;
+}
+
+std::size_t RuleIndex::memoryBytes() const {
+    std::size_t bytes = sizeof(*this);
+    for (const KindIndex &index : kinds_) {
+        bytes += index.rules.capacity() * sizeof(IndexedRule) +
+                 index.handles.capacity() * (sizeof(RefRule) + sizeof(RefCounted<Rule>)) +
+                 (index.filter ? index.filter->memoryBytes() : 0);
+    }
+    for (const auto &[name, dependents] : metas_.byName) {
+        bytes += sizeof(name) + name.capacity() + sizeof(dependents) +
+                 dependents.capacity() * sizeof(std::uint32_t);
+    }
+    return bytes;
+}
+
+} // namespace Corvane::Heuristic

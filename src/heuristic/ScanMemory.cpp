@@ -1,0 +1,45 @@
+#include "heuristic/ScanMemory.h"
+
+#include <utility>
+
+namespace Corvane::Heuristic {
+
+namespace {
+
+// What a thread keeps of one pass at most, in bytes; a larger text is an exception whose memory is given back.
+constexpr std::size_t kKeptBytes = std::size_t{1} << 20;
+
+std::unique_ptr<ScanMemory> &s_idle() {
+    static thread_local std::unique_ptr<ScanMemory> s_memory;
+    return s_memory;
+}
+
+template <class T>
+void s_trim(std::vector<T> &kept) {
+    if (kept.capacity() * sizeof(T) > kKeptBytes) {
+        std::vector<T>().swap(kept);
+    }
+}
+
+} // namespace
+
+ScanMemoryLease::ScanMemoryLease() : memory_(std::move(s_idle())) {
+    if (memory_ == nullptr) {
+        memory_ = std::make_unique<ScanMemory>();
+    }
+    memory_->texts.clear();
+    memory_->staged.clear();
+    memory_->candidates.clear();
+}
+
+ScanMemoryLease::~ScanMemoryLease() {
+    s_trim(memory_->texts);
+    s_trim(memory_->staged);
+    s_trim(memory_->squeezed);
+    s_trim(memory_->squeezedTexts);
+    s_trim(memory_->candidates);
+    s_trim(memory_->lowered);
+    s_idle() = std::move(memory_);
+}
+
+} // namespace Corvane::Heuristic

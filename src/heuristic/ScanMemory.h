@@ -1,0 +1,65 @@
+#ifndef CORVANE_HEURISTIC_SCANMEMORY_H
+#define CORVANE_HEURISTIC_SCANMEMORY_H
+
+// The working memory of filtered scans. Each thread keeps what its scans have needed, so that a scan allocates nothing
+// that grows with the rules.
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "host/regex/LiteralMatcher.h"
+
+namespace Corvane::Heuristic {
+
+// One text of a pass: a range of the bytes that are scanned together. A unit is what rules are tried on in one walk; its
+// texts are its forms.
+struct ScanText {
+    std::uint32_t start;
+    std::uint32_t length;
+    std::uint32_t unit;
+    std::uint8_t form;
+};
+
+// Which byte values a text holds.
+using BytesPresent = std::array<std::uint64_t, 4>;
+
+struct ScanMemory {
+    Regex::LiteralScratch scratch;
+    // The texts of the pass, in order and without overlap, and what they are ranges of where they had to be copied.
+    std::vector<ScanText> texts;
+    std::vector<unsigned char> staged;
+    // The letters and digits of the texts alone, and the texts as ranges of them.
+    std::vector<unsigned char> squeezed;
+    std::vector<ScanText> squeezedTexts;
+    // What is to be tried: unit in the upper half, rule in the lower one.
+    std::vector<std::uint64_t> candidates;
+    std::vector<std::uint32_t> unfiltered;
+    // For each literal the serial number of the text that it was last found in. Serials start anew with no pass, so that
+    // the table needs no clearing.
+    std::vector<std::uint32_t> lastSeen;
+    std::uint32_t serial = 0;
+    // One text with its ASCII letters in lower case.
+    std::vector<unsigned char> lowered;
+};
+
+// Lends one of the calling thread's memories for as long as it lives, and must die on that thread. More than one is in
+// use only where the caller's own code, called from within a scan, scans.
+class ScanMemoryLease {
+public:
+    ScanMemoryLease();
+    ScanMemoryLease(const ScanMemoryLease &) = delete;
+    ScanMemoryLease &operator=(const ScanMemoryLease &) = delete;
+    ~ScanMemoryLease();
+
+    ScanMemory &operator*() const { return *memory_; }
+    ScanMemory *operator->() const { return memory_.get(); }
+
+private:
+    std::unique_ptr<ScanMemory> memory_;
+};
+
+} // namespace Corvane::Heuristic
+
+#endif
