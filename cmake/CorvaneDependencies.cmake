@@ -2,6 +2,7 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8>=10.42)
+pkg_check_modules(VECTORSCAN REQUIRED IMPORTED_TARGET libhs>=5.4.9)
 pkg_check_modules(GMIME REQUIRED IMPORTED_TARGET gmime-3.0>=3.2)
 find_package(LibXml2 REQUIRED)
 find_package(Boost 1.74 REQUIRED)

@@ -93,8 +93,8 @@ private:
     template <class Sink>
     static int report(unsigned int number, unsigned long long from, unsigned long long end,
                       unsigned int flags, void *context) noexcept;
-    void run(const unsigned char *data, std::size_t length, LiteralScratch &scratch, Report report,
-             void *context) const;
+    void run(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
+             Report callback, void *context) const;
 
     std::unique_ptr<const Compiled> compiled_;
     std::vector<std::uint32_t> numbers_;

@@ -1,0 +1,194 @@
+#include "host/regex/LiteralMatcher.h"
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <map>
+#include <string>
+#include <utility>
+
+#include <hs.h>
+
+#include "host/parser/Exception.h"
+
+namespace Corvane::Regex {
+
+namespace {
+
+struct DatabaseDeleter {
+    void operator()(hs_database_t *database) const { hs_free_database(database); }
+};
+struct ScratchDeleter {
+    void operator()(hs_scratch_t *scratch) const { hs_free_scratch(scratch); }
+};
+struct CompileErrorDeleter {
+    void operator()(hs_compile_error_t *error) const { hs_free_compile_error(error); }
+};
+using Database = std::unique_ptr<hs_database_t, DatabaseDeleter>;
+
+[[noreturn]] void s_fail(const std::string &reason, unsigned int line) {
+    Exception failure("Regex::LiteralMatcher", Exception::kGeneral, "LiteralMatcher", line);
+    failure.stringParameter(reason);
+    throw failure;
+}
+
+// The distinct literals in the form that the engine takes. The pointers are into the caller's list.
+struct Distinct {
+    std::vector<const char *> bytes;
+    std::vector<unsigned int> flags;
+    std::vector<unsigned int> ids;
+    std::vector<std::size_t> lengths;
+};
+
+void s_check(const Literal &literal, std::size_t index) {
+    if (literal.bytes.empty() || literal.bytes.front() == '\0') {
+        s_fail("literal " + std::to_string(index) +
+                   (literal.bytes.empty() ? " is empty" : " begins with a zero byte"),
+               __LINE__);
+    }
+    if (literal.bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
+        s_fail("literal " + std::to_string(index) + " is too long", __LINE__);
+    }
+}
+
+void s_append(Distinct &distinct, const Literal &literal) {
+    distinct.bytes.push_back(literal.bytes.data());
+    distinct.lengths.push_back(literal.bytes.size());
+    distinct.flags.push_back(literal.ignoreCase ? HS_FLAG_CASELESS : 0U);
+    distinct.ids.push_back(static_cast<unsigned int>(distinct.ids.size()));
+}
+
+Distinct s_distinct(const std::vector<Literal> &literals, std::vector<std::uint32_t> &numbers) {
+    Distinct distinct;
+    std::map<std::pair<bool, std::string>, std::uint32_t> known;
+    numbers.reserve(literals.size());
+    for (const Literal &literal : literals) {
+        s_check(literal, numbers.size());
+        const auto next = static_cast<std::uint32_t>(distinct.ids.size());
+        const auto found = known.try_emplace({literal.ignoreCase, literal.bytes}, next);
+        if (found.second) {
+            s_append(distinct, literal);
+        }
+        numbers.push_back(found.first->second);
+    }
+    return distinct;
+}
+
+Database s_compile(const Distinct &distinct) {
+    hs_database_t *database = nullptr;
+    hs_compile_error_t *error = nullptr;
+    const hs_error_t result = hs_compile_lit_multi(
+        distinct.bytes.data(), distinct.flags.data(), distinct.ids.data(), distinct.lengths.data(),
+        static_cast<unsigned int>(distinct.ids.size()), HS_MODE_BLOCK, nullptr, &database, &error);
+    const std::unique_ptr<hs_compile_error_t, CompileErrorDeleter> guard(error);
+    if (result != HS_SUCCESS) {
+        const std::string reason =
+            error != nullptr ? error->message : "code " + std::to_string(result);
+        s_fail("the literals cannot be compiled: " + reason, __LINE__);
+    }
+    return Database(database);
+}
+
+} // namespace
+
+struct LiteralMatcher::Compiled {
+    explicit Compiled(Database compiled) : database(std::move(compiled)) {
+        if (hs_database_size(database.get(), &bytes) != HS_SUCCESS) {
+            s_fail("the size of the compiled literals is unknown", __LINE__);
+        }
+    }
+
+    Database database;
+    std::size_t bytes = 0;
+    // Tells this matcher from every other one in the life of the process, so that a scratch can
+    // remember for whom it is large enough without pointing there.
+    std::uint64_t identity = s_nextIdentity();
+
+private:
+    static std::uint64_t s_nextIdentity() {
+        static std::atomic<std::uint64_t> s_last{0};
+        return ++s_last;
+    }
+};
+
+struct LiteralScratch::State {
+    // Matchers that a scratch remembers; used with more, it asks the engine anew now and then.
+    static constexpr std::size_t kMaxRemembered = 64;
+
+    std::unique_ptr<hs_scratch_t, ScratchDeleter> scratch;
+    std::vector<std::uint64_t> fits;
+
+    void prepare(const hs_database_t *database, std::uint64_t identity) {
+        if (std::find(fits.rbegin(), fits.rend(), identity) != fits.rend()) {
+            return;
+        }
+        hs_scratch_t *grown = scratch.release();
+        const hs_error_t result = hs_alloc_scratch(database, &grown);
+        scratch.reset(grown);
+        if (result != HS_SUCCESS) {
+            s_fail("no memory to scan with, code " + std::to_string(result), __LINE__);
+        }
+        if (fits.size() == kMaxRemembered) {
+            fits.clear();
+        }
+        fits.push_back(identity);
+    }
+};
+
+LiteralScratch::LiteralScratch() = default;
+LiteralScratch::LiteralScratch(LiteralScratch &&source) noexcept = default;
+LiteralScratch &LiteralScratch::operator=(LiteralScratch &&source) noexcept = default;
+LiteralScratch::~LiteralScratch() = default;
+
+std::size_t LiteralScratch::memoryBytes() const {
+    std::size_t bytes = 0;
+    if (state_ != nullptr && state_->scratch != nullptr) {
+        hs_scratch_size(state_->scratch.get(), &bytes);
+    }
+    return bytes;
+}
+
+LiteralMatcher::LiteralMatcher() = default;
+LiteralMatcher::LiteralMatcher(LiteralMatcher &&source) noexcept = default;
+LiteralMatcher &LiteralMatcher::operator=(LiteralMatcher &&source) noexcept = default;
+LiteralMatcher::~LiteralMatcher() = default;
+
+LiteralMatcher::LiteralMatcher(const std::vector<Literal> &literals) {
+    const Distinct distinct = s_distinct(literals, numbers_);
+    if (distinct.ids.empty()) {
+        return;
+    }
+    lengths_.reserve(distinct.lengths.size());
+    for (const std::size_t length : distinct.lengths) {
+        lengths_.push_back(static_cast<std::uint32_t>(length));
+    }
+    compiled_ = std::make_unique<const Compiled>(s_compile(distinct));
+}
+
+void LiteralMatcher::run(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
+                         Report callback, void *context) const {
+    if (compiled_ == nullptr || length == 0) {
+        return;
+    }
+    if (length > std::numeric_limits<unsigned int>::max()) {
+        s_fail("a text of " + std::to_string(length) + " bytes is too long", __LINE__);
+    }
+    if (scratch.state_ == nullptr) {
+        scratch.state_ = std::make_unique<LiteralScratch::State>();
+    }
+    LiteralScratch::State &state = *scratch.state_;
+    state.prepare(compiled_->database.get(), compiled_->identity);
+    const hs_error_t result =
+        hs_scan(compiled_->database.get(), reinterpret_cast<const char *>(data),
+                static_cast<unsigned int>(length), 0, state.scratch.get(), callback, context);
+    if (result != HS_SUCCESS && result != HS_SCAN_TERMINATED) {
+        s_fail("a scan failed with code " + std::to_string(result), __LINE__);
+    }
+}
+
+std::size_t LiteralMatcher::memoryBytes() const {
+    return (compiled_ != nullptr ? compiled_->bytes : 0) +
+           (numbers_.capacity() + lengths_.capacity()) * sizeof(std::uint32_t);
+}
+
+} // namespace Corvane::Regex
