@@ -5,12 +5,13 @@
 // with the library: expressions are lists of words, groups are frames of a stack (arithmetic) or calls that answer where
 // they ended (boolean).
 
-#include <cstdlib>
 #include <functional>
+#include <locale>
 #include <map>
 #include <optional>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -125,7 +126,9 @@ private:
     };
 
     static bool isSign(const std::string &token) {
-        return token.find_first_not_of("!&|+-*/<>=") == std::string::npos;
+        static const std::set<std::string> s_all = {"!", "&&", "||", "+",  "-", "*",
+                                                    "/", "<",  ">",  "<=", ">="};
+        return s_all.count(token) != 0;
     }
 
     static float truth(bool value) { return value ? 1.0F : 0.0F; }
@@ -144,8 +147,12 @@ private:
         return s_signs.at(sign)(a, b);
     }
 
+    // Names such as INFO are no numbers to a stream, unlike to the C library.
     float number(const std::string &name) const {
-        return tripped_.count(name) != 0 ? 1.0F : std::strtof(name.c_str(), nullptr);
+        std::istringstream text(name);
+        text.imbue(std::locale::classic());
+        float value = 0.0F;
+        return tripped_.count(name) != 0 ? 1.0F : text >> value ? value : 0.0F;
     }
 
     void push(float number) { frames_.back().push_back({"", number}); }
@@ -284,7 +291,7 @@ private:
     std::mt19937 random_;
     MetaTokens signs_;
     const MetaTokens names_ = {"A", "B", "C", "__D", "3"};
-    const MetaTokens numbers_ = {"0", "1", "2", "2.5", "7x", "0.1"};
+    const MetaTokens numbers_ = {"0", "1", "2", "2.5", "7x", "0.1", "INFO", "=="};
 };
 
 } // namespace Corvane::Heuristic
