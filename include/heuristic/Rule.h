@@ -177,6 +177,7 @@ public:
 private:
     friend class RuleCheck;
     friend class RuleContainer;
+    friend class RuleFileParser;
     friend class RuleIndex;
 
     explicit RefRuleList(RuleList *fresh);

@@ -25,6 +25,8 @@
 
 #include <map>
 #include <string>
+#include <unordered_set>
+#include <utility>
 
 #include "heuristic/Export.h"
 #include "heuristic/Rule.h"
@@ -96,16 +98,25 @@ public:
     unsigned int ruleCount() const { return ruleCount_; }
 
 private:
+    // The names in a list of the container, good while nobody else has had access to the list.
+    struct Filed {
+        RefRuleList list;
+        unsigned int accesses = 0;
+        std::unordered_set<std::string> names;
+    };
+
     void parseEncrypted(const File::Path &file);
     void parseLine(const char *line, int length, langID &language);
     void place(const RefRule &rule, langID language);
     void placeIn(const RefRule &rule, langID language);
+    Filed &filedIn(const RefRuleList &list, langID language, Rule::Type kind);
     TypeAndValue tokenize(const char *text, int length) const;
 
     bool encrypted_;
     unsigned int ruleCount_;
     RuleContainer &container_;
     std::map<std::string, RefScore> scores_;
+    std::map<std::pair<langID, Rule::Type>, Filed> filed_;
     // Where the statement at hand stands, for the log; empty while no file is read.
     std::string file_;
     unsigned int line_;

@@ -4,11 +4,13 @@
 #include <array>
 #include <list>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "heuristic/Failure.h"
 #include "heuristic/LogRecords.h"
 #include "heuristic/MetaRule.h"
+#include "heuristic/WatchedRuleList.h"
 #include "host/crypto/DecrypterMediaOut.h"
 #include "host/parser/Buffer.h"
 #include "host/parser/File.h"
@@ -73,28 +75,20 @@ langID s_section(std::string_view text) {
     return found == s_languages().end() ? DEFAULT : found->second;
 }
 
-// Marks as used what the meta rules that it is applied to refer to, in one language.
-class MetaSubRuleActivator {
-public:
-    MetaSubRuleActivator(const RuleContainer &container, langID language)
-        : container_(container), language_(language) {}
+// The rules of one language by name; where several kinds have one of a name, that of the kind that is searched first.
+using RulesByName = std::unordered_map<std::string, RefRule>;
 
-    void operator()(const RefRule &rule) const {
-        if (rule.isNull()) {
-            return;
-        }
-        for (const std::string &name : static_cast<const MetaRule &>(*rule).names()) {
-            const RefRule found = container_.find(name, language_, false);
-            if (!found.isNull()) {
-                found->used(true);
+RulesByName s_byName(const RuleContainer &container, langID language) {
+    RulesByName rules;
+    for (unsigned int kind = Rule::Header; kind <= Rule::Meta; ++kind) {
+        for (const RefRule &rule : *container.rules(language, static_cast<Rule::Type>(kind))) {
+            if (!rule.isNull()) {
+                rules.emplace(rule->name(), rule);
             }
         }
     }
-
-private:
-    const RuleContainer &container_;
-    langID language_;
-};
+    return rules;
+}
 
 // Names the file that is read, for as long as it is.
 class Reading {
@@ -254,11 +248,33 @@ void RuleFileParser::place(const RefRule &rule, langID language) {
 
 void RuleFileParser::placeIn(const RefRule &rule, langID language) {
     RefRuleList &list = container_.rules(language, rule->type());
-    if (list.find(rule->name()).isNull()) {
+    Filed &filed = filedIn(list, language, rule->type());
+    if (filed.names.insert(rule->name()).second) {
         list.add(rule);
+        ++filed.accesses;
     } else {
         Logger::instance(false).log(kLogDuplicateRule, kLogLevel, "%s", rule->name().c_str());
     }
+}
+
+RuleFileParser::Filed &RuleFileParser::filedIn(const RefRuleList &list, langID language,
+                                               Rule::Type kind) {
+    Filed &filed = filed_[{language, kind}];
+    const RuleList &rules = list.peek();
+    const auto *watched = dynamic_cast<const WatchedRuleList *>(&rules);
+    const bool known = watched != nullptr && !filed.list.isNull() &&
+                       &filed.list.peek() == watched && filed.accesses == watched->accesses();
+    if (!known) {
+        filed.list = RefRuleList(list, false);
+        filed.accesses = watched != nullptr ? watched->accesses() : 0;
+        filed.names.clear();
+        for (const RefRule &rule : rules) {
+            if (!rule.isNull()) {
+                filed.names.insert(rule->name());
+            }
+        }
+    }
+    return filed;
 }
 
 RefRule RuleFileParser::parseRule(const char *line, int length) {
@@ -308,8 +324,18 @@ void RuleFileParser::parseScore(const char *text, int length) {
 void RuleFileParser::activateMetaSubrules() {
     for (int each = DEFAULT; each < ALL; ++each) {
         const auto language = static_cast<langID>(each);
-        const RefRuleList &list = container_.metaRules(language);
-        std::for_each(list->begin(), list->end(), MetaSubRuleActivator(container_, language));
+        const RulesByName rules = s_byName(container_, language);
+        for (const RefRule &rule : *container_.metaRules(language)) {
+            if (rule.isNull()) {
+                continue;
+            }
+            for (const std::string &name : static_cast<const MetaRule &>(*rule).names()) {
+                const auto found = rules.find(name);
+                if (found != rules.end()) {
+                    found->second->used(true);
+                }
+            }
+        }
     }
 }
 
