@@ -12,7 +12,7 @@ FilteredList::FilteredList(const RuleIndex &index, langID language, Rule::Type k
     : index_(index), rules_(index.of(kind)),
       language_(static_cast<std::uint8_t>(1U << static_cast<unsigned int>(language))),
       cutoff_(ordinalCutoff == 0 ? std::numeric_limits<std::uint64_t>::max() : ordinalCutoff),
-      done_(rules_.rules.size() / kWordBits + 1) {}
+      done_(rules_.rules.size()) {}
 
 RefRuleList FilteredList::remaining() const {
     RefRuleList list = RefRuleList::create();

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "heuristic/BitSet.h"
 #include "heuristic/Rule.h"
 #include "heuristic/RuleIndex.h"
 #include "heuristic/ScanMemory.h"
@@ -33,25 +34,19 @@ public:
     }
 
     // The rule is in the match set: to try it again could have no effect.
-    void done(std::uint32_t rule) {
-        done_[rule / kWordBits] |= std::uint64_t{1} << rule % kWordBits;
-    }
-    bool isDone(std::uint32_t rule) const {
-        return (done_[rule / kWordBits] >> rule % kWordBits & 1U) != 0;
-    }
+    void done(std::uint32_t rule) { done_.set(rule); }
+    bool isDone(std::uint32_t rule) const { return done_.test(rule); }
 
     // A list of the rules that are still to be tried.
     RefRuleList remaining() const;
 
 private:
-    static constexpr unsigned int kWordBits = 64;
-
     const RuleIndex &index_;
     const KindIndex &rules_;
     std::uint8_t language_;
     // Past the highest ordinal where there is no cutoff.
     std::uint64_t cutoff_;
-    std::vector<std::uint64_t> done_;
+    BitSet done_;
 };
 
 // One pass over texts that are scanned together: name the texts, call select, then try the units in ascending order.
@@ -73,8 +68,12 @@ public:
     void stage(const Buffer &text, std::uint32_t unit, HeaderForm form);
 
     // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
-    bool isFull() const { return memory_->staged.size() >= kPassBytes; }
+    bool isFull() const {
+        return memory_->staged.size() >= kPassBytes || memory_->texts.size() >= kPassTexts ||
+               memory_->candidates.size() >= kPassTexts;
+    }
     static constexpr std::size_t kPassBytes = std::size_t{64} * 1024;
+    static constexpr std::size_t kPassTexts = std::size_t{8} * 1024;
 
     // Also to be tried on a unit, whatever its texts hold.
     void alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules);

@@ -17,10 +17,29 @@ namespace {
 constexpr const char *kFile = "FullRule";
 constexpr unsigned int kValueLine = 37;
 constexpr int kLineRoomBytes = 1024;
+// Lines are scanned together up to about this many bytes.
+constexpr unsigned int kPortionBytes = 64U * 1024;
 constexpr unsigned char kLineFeed = '\n';
 
 Buffer s_view(const std::string &text) {
     return {text.data(), static_cast<unsigned int>(text.size()), true};
+}
+
+// Adds complete lines at the start of the text, as many as fit a pass; answers how many.
+std::uint32_t s_addLines(FilteredPass &pass, const Buffer &text) {
+    std::uint32_t lines = 0;
+    for (unsigned int start = 0; start < std::min(text.length(), kPortionBytes);) {
+        const unsigned char *line = text.data() + start;
+        const void *found = std::memchr(line, kLineFeed, text.length() - start);
+        if (found == nullptr) {
+            break;
+        }
+        const auto length =
+            static_cast<unsigned int>(static_cast<const unsigned char *>(found) - line) + 1;
+        pass.add(start, length, lines++);
+        start += length;
+    }
+    return lines;
 }
 
 } // namespace
@@ -121,7 +140,8 @@ void FullCheck::check(const std::list<Corvane::Header> &headers) {
 FullTap::FullTap(Scanner &scanner, const RefRuleList &rules, RefMatches &matches,
                  unsigned int /*ordinalCutoff*/, bool verbose)
     : scanner_(scanner),
-      filtered_(verbose ? nullptr : StageRules::filteredFullRules(*scanner_, rules)),
+      filtered_(verbose || scanner_.isNull() ? nullptr
+                                             : StageRules::filteredFullRules(*scanner_, rules)),
       matches_(matches), verbose_(verbose), line_(kLineRoomBytes, 0) {
     if (filtered_ == nullptr) {
         rules_ = RefRuleList(rules, true);
@@ -144,10 +164,10 @@ bool FullTap::write(const Buffer &data) {
         rules_ = filtered_->remaining();
         filtered_ = nullptr;
     }
-    if (filtered_ != nullptr) {
-        checkLinesFiltered();
-    } else {
+    if (filtered_ == nullptr) {
         checkLines();
+    } else if (data.find(Buffer(&kLineFeed, 1, true), 0) >= 0) {
+        checkLinesFiltered();
     }
     return true;
 }
@@ -161,37 +181,23 @@ void FullTap::checkLines() {
     }
 }
 
-// Takes the complete lines in portions: each portion is scanned in place before its lines are tried and taken.
+// Takes the complete lines in portions, each of which is scanned in place before its lines are tried.
 void FullTap::checkLinesFiltered() {
     FilteredPass pass(*filtered_);
-    for (bool more = true; more;) {
-        const Buffer lines = pending_.mid(pending_.startOfLine());
+    std::uint32_t lines = 0;
+    do {
+        const Buffer rest = pending_.mid(pending_.startOfLine());
         pass.clear();
-        std::uint32_t units = 0;
-        unsigned int end = 0;
-        while (end < FilteredPass::kPassBytes) {
-            const void *found = end < lines.length() ? std::memchr(lines.data() + end, kLineFeed,
-                                                                   lines.length() - end)
-                                                     : nullptr;
-            if (found == nullptr) {
-                more = false;
-                break;
-            }
-            const auto next = static_cast<unsigned int>(static_cast<const unsigned char *>(found) -
-                                                        lines.data()) +
-                              1;
-            pass.add(end, next - end, units++);
-            end = next;
-        }
-        pass.select(lines.data());
-        for (std::uint32_t unit = 0; unit < units; ++unit) {
+        lines = s_addLines(pass, rest);
+        pass.select(rest.data());
+        for (std::uint32_t line = 0; line < lines; ++line) {
             pending_.getLine(line_, kLineFeed);
-            pass.tryText(unit, line_, matches_);
+            pass.tryText(line, line_, matches_);
             if (matches_->tripped()) {
                 return;
             }
         }
-    }
+    } while (lines > 0);
 }
 
 bool FullTap::end() {

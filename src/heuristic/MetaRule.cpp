@@ -158,11 +158,12 @@ void MetaCheck::check() {
 void MetaCheck::checkFiltered() {
     const MetaDependents &dependents = filtered_->index().metas();
     const KindIndex &metas = filtered_->rules();
-    std::set<std::uint32_t> due(dependents.unconditional.begin(), dependents.unconditional.end());
+    BitSet due = dependents.unconditional;
     const auto mention = [&](const std::string &name) {
         const auto found = dependents.byName.find(name);
         if (found != dependents.byName.end()) {
-            due.insert(found->second.begin(), found->second.end());
+            std::for_each(found->second.begin(), found->second.end(),
+                          [&due](std::uint32_t number) { due.set(number); });
         }
     };
     for (const RefRule &tripped : *matches_) {
@@ -170,15 +171,15 @@ void MetaCheck::checkFiltered() {
             mention(tripped->name());
         }
     }
-    for (auto next = due.begin(); next != due.end(); ++next) {
-        const RefRule &rule = metas.handles[*next];
-        if (!filtered_->admits(*next) || !static_cast<const MetaRule &>(*rule).matches(matches_)) {
+    for (auto next = due.findFrom(0); next < due.size(); next = due.findFrom(next + 1)) {
+        const RefRule &rule = metas.handles[next];
+        if (!filtered_->admits(next) || !static_cast<const MetaRule &>(*rule).matches(matches_)) {
             continue;
         }
         if (matches_.add(rule)) {
             return;
         }
-        // Rules before this one have had their turn; what is put in behind it the loop will reach.
+        // Rules before this one have had their turn.
         mention(rule->name());
     }
 }

@@ -225,6 +225,7 @@ void RuleIndex::prepareHeaders() {
 }
 
 void RuleIndex::prepareMetas() {
+    metas_.unconditional = BitSet(kinds_[Rule::Meta].rules.size());
     for (std::uint32_t i = 0; i < kinds_[Rule::Meta].rules.size(); ++i) {
         prepareMeta(i);
     }
@@ -244,7 +245,7 @@ void RuleIndex::prepareMeta(std::uint32_t number) {
         unconditional = true;
     }
     if (unconditional) {
-        metas_.unconditional.push_back(number);
+        metas_.unconditional.set(number);
         return;
     }
     std::set<std::string> names;

@@ -19,6 +19,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "heuristic/BitSet.h"
 #include "heuristic/HeaderRule.h"
 #include "heuristic/Rule.h"
 #include "heuristic/RuleFilter.h"
@@ -92,8 +93,8 @@ private:
 
 // Which meta rules a tripped rule may make true.
 struct MetaDependents {
-    // Rules that match, or fail with a record in the log, where nothing that they name has tripped; in ascending order.
-    std::vector<std::uint32_t> unconditional;
+    // Rules that match, or fail with a record in the log, where nothing that they name has tripped.
+    BitSet unconditional{0};
     // The rules that mention a name.
     std::unordered_map<std::string, std::vector<std::uint32_t>> byName;
 };
