@@ -38,7 +38,8 @@ StringPattern::StringPattern() : kind_(Kind::Null) {}
 StringPattern::StringPattern(const std::string &pattern, bool ignoreCase, bool isRegex)
     : kind_(isRegex ? Kind::Regex : (ignoreCase ? Kind::PlainIgnoringCase : Kind::Plain)) {
     if (isRegex) {
-        text_ = (ignoreCase ? "i" : "") + std::string("/") + pattern;
+        text_ = ignoreCase ? "i/" : "/";
+        text_ += pattern;
         expression_ =
             Regex::Expression(pattern, ignoreCase ? Regex::kIgnoreCase : Regex::kNoOptions, true);
     } else if (ignoreCase) {
@@ -62,7 +63,9 @@ bool StringPattern::matches(const std::string &name) const {
 }
 
 std::string StringPattern::key() const {
-    return std::to_string(static_cast<int>(kind_)) + text_;
+    std::string key = std::to_string(static_cast<int>(kind_));
+    key += text_;
+    return key;
 }
 
 const std::string *StringPattern::soleName() const {
