@@ -70,8 +70,8 @@ struct RequiredLiterals {
     double squeezedPerMiB = 0;
 };
 
-// text and options as the constructor of Expression takes them. What that refuses gives no claim;
-// nothing is thrown but for want of memory.
+// text and options as the constructor of Expression takes them; the answer means nothing where that
+// refuses them. Nothing is thrown but for want of memory.
 CORVANE_REGEX_API RequiredLiterals requiredLiterals(const std::string &text, unsigned int options,
                                                     TextKind kind);
 

@@ -6,7 +6,7 @@
 #include <pcre2.h>
 
 #include "host/parser/Exception.h"
-#include "host/parser/Text.h"
+#include "host/regex/Definition.h"
 
 namespace Corvane::Regex {
 
@@ -21,9 +21,6 @@ constexpr unsigned int kMatchLimitSteps = 10000;
 constexpr std::size_t kJitStackStartBytes = 32 * 1024;
 constexpr std::size_t kJitStackMaxBytes = 1024 * 1024;
 constexpr unsigned int kInterpreterHeapKiB = 64 * 1024;
-
-// How much of a faulty text an exception quotes.
-constexpr std::size_t kQuotedTextBytes = 120;
 
 struct CodeDeleter {
     void operator()(pcre2_code *code) const { pcre2_code_free(code); }
@@ -78,84 +75,17 @@ const MatchState &s_matchState() {
     return s_state;
 }
 
-[[noreturn]] void s_refuse(const std::string &reason, const std::string &text, unsigned int line) {
-    Exception failure("Regex::Expression", Exception::kGeneral, "Expression", line);
-    failure.stringParameter(reason);
-    failure.stringParameter(
-        text.size() <= kQuotedTextBytes ? text : text.substr(0, kQuotedTextBytes) + "...");
-    throw failure;
-}
-
-struct Definition {
-    std::string pattern;
+std::uint32_t s_compileOptions(const Definition &definition) {
     std::uint32_t options = 0;
-};
-
-// Whether an odd number of backslashes stands directly before position.
-bool s_isEscaped(const std::string &text, std::size_t position) {
-    std::size_t first = position;
-    while (first > 0 && text[first - 1] == '\\') {
-        --first;
-    }
-    return (position - first) % 2 == 1;
-}
-
-std::size_t s_closingSlash(const std::string &text) {
-    std::size_t slash = text.rfind('/');
-    while (slash > 0 && s_isEscaped(text, slash)) {
-        slash = text.rfind('/', slash - 1);
-    }
-    if (slash == 0) {
-        s_refuse("the closing slash is missing", text, __LINE__);
-    }
-    return slash;
-}
-
-std::uint32_t s_modifier(char letter, const std::string &text) {
-    switch (letter) {
-    case 'i':
-        return PCRE2_CASELESS;
-    case 'm':
-        return PCRE2_MULTILINE;
-    case 's':
-        return PCRE2_DOTALL;
-    case 'x':
-        return PCRE2_EXTENDED;
-    case 'u':
-        // One bad byte must not hide the rest of the subject from the expression.
-        return PCRE2_UTF | PCRE2_MATCH_INVALID_UTF;
-    case 'g':
-    case 'o':
-        return 0;
-    default:
-        s_refuse(std::string("unknown modifier '") + letter + "'; known are i m s x u g o", text,
-                 __LINE__);
-    }
-}
-
-Definition s_parse(const std::string &text) {
-    if (text.front() != '/') {
-        return {text, 0};
-    }
-    const std::size_t slash = s_closingSlash(text);
-    std::string modifiers = text.substr(slash + 1);
-    stringLeftTrim(modifiers);
-    stringRightTrim(modifiers);
-    Definition definition{text.substr(1, slash - 1), 0};
-    for (const char letter : modifiers) {
-        definition.options |= s_modifier(letter, text);
-    }
-    return definition;
-}
-
-std::uint32_t s_translate(unsigned int word, const std::string &text) {
-    const unsigned int lineEnd = word & kAnyLineEnd;
-    if ((word & ~(kIgnoreCase | kDotMatchesAll | kAnyLineEnd)) != 0 ||
-        (lineEnd != 0 && lineEnd != kAnyLineEnd)) {
-        s_refuse("unknown option word " + std::to_string(word), text, __LINE__);
-    }
-    return ((word & kIgnoreCase) != 0 ? PCRE2_CASELESS : 0U) |
-           ((word & kDotMatchesAll) != 0 ? PCRE2_DOTALL : 0U);
+    options |= definition.ignoreCase ? PCRE2_CASELESS : 0U;
+    options |= definition.multiline ? PCRE2_MULTILINE : 0U;
+    options |= definition.dotMatchesAll ? PCRE2_DOTALL : 0U;
+    options |= definition.extended ? PCRE2_EXTENDED : 0U;
+    // In UTF-8, one bad byte must not hide the rest of the subject from the expression. Otherwise a
+    // pattern must not switch itself to UTF-8, in which 8-bit mail never matches.
+    options |=
+        definition.utf ? PCRE2_UTF | PCRE2_MATCH_INVALID_UTF : PCRE2_NEVER_UTF | PCRE2_NEVER_UCP;
+    return options;
 }
 
 std::string s_compileError(int error, std::size_t offset) {
@@ -167,27 +97,21 @@ std::string s_compileError(int error, std::size_t offset) {
 }
 
 std::unique_ptr<pcre2_code, CodeDeleter> s_compile(const std::string &text, unsigned int word) {
-    Definition definition = s_parse(text);
-    definition.options |= s_translate(word, text);
-    if ((definition.options & PCRE2_UTF) == 0) {
-        // Raw bodies are bytes: a pattern must not switch itself to UTF-8, in which 8-bit mail
-        // never matches.
-        definition.options |= PCRE2_NEVER_UTF | PCRE2_NEVER_UCP;
-    }
+    const Definition definition = parseDefinition(text, word);
     const std::unique_ptr<pcre2_compile_context, CompileContextDeleter> context(
         pcre2_compile_context_create(nullptr));
     if (context == nullptr) {
         s_outOfMemory(__LINE__);
     }
-    pcre2_set_newline(context.get(), (word & kAnyLineEnd) == kAnyLineEnd ? PCRE2_NEWLINE_ANYCRLF
-                                                                         : PCRE2_NEWLINE_LF);
+    pcre2_set_newline(context.get(),
+                      definition.anyLineEnd ? PCRE2_NEWLINE_ANYCRLF : PCRE2_NEWLINE_LF);
     int error = 0;
     PCRE2_SIZE offset = 0;
     std::unique_ptr<pcre2_code, CodeDeleter> code(pcre2_compile(
         reinterpret_cast<PCRE2_SPTR>(definition.pattern.data()), definition.pattern.size(),
-        definition.options, &error, &offset, context.get()));
+        s_compileOptions(definition), &error, &offset, context.get()));
     if (code == nullptr) {
-        s_refuse(s_compileError(error, offset), text, __LINE__);
+        refuseExpression(s_compileError(error, offset), text, __LINE__);
     }
     return code;
 }

@@ -1,0 +1,175 @@
+#include "host/regex/Literals.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "host/parser/Exception.h"
+#include "host/parser/Text.h"
+#include "host/regex/LiteralFacts.h"
+#include "host/regex/LiteralFrequency.h"
+#include "host/regex/PatternParser.h"
+
+namespace Corvane::Regex {
+
+namespace {
+
+// A literal need not be longer to be rare.
+constexpr std::size_t kMaxLiteralBytes = 32;
+// A scan first looks at the last bytes of a literal only; these should be rare, too.
+constexpr std::size_t kTailBytes = 8;
+constexpr double kRareTailPerMiB = 0.01;
+// Each literal of the second list is looked for in turn.
+constexpr std::size_t kMaxSecond = 8;
+// The squeezed text is made for literals that spare much work: those at most this frequent, where
+// plain ones are that frequent and so many times more.
+constexpr double kMaxSqueezedPerMiB = 1024;
+constexpr double kFrequentPerMiB = 256;
+constexpr double kSqueezedGain = 16;
+
+// Where to end a long piece so that its tail is rarest.
+std::size_t s_bestEnd(const std::string &bytes, TextKind kind) {
+    std::size_t best = bytes.size();
+    double least = std::numeric_limits<double>::infinity();
+    for (std::size_t end = bytes.size(); end >= kTailBytes && least > kRareTailPerMiB; --end) {
+        const double hits = expectedPerMiB(bytes.substr(end - kTailBytes, kTailBytes), kind);
+        if (hits < least) {
+            least = hits;
+            best = end;
+        }
+    }
+    return best;
+}
+
+void s_shorten(Piece &piece, TextKind kind) {
+    const std::size_t end = s_bestEnd(piece.bytes, kind);
+    const std::size_t start = end > kMaxLiteralBytes ? end - kMaxLiteralBytes : 0;
+    const std::size_t first = piece.bytes.find_first_not_of('\0', start);
+    if (first < end) {
+        piece.bytes = piece.bytes.substr(first, end - first);
+    }
+}
+
+Literal s_literal(const Piece &piece) {
+    const bool letters = std::any_of(piece.bytes.begin(), piece.bytes.end(), [](char c) {
+        return toLowerAscii(c) >= 'a' && toLowerAscii(c) <= 'z';
+    });
+    return {piece.bytes, piece.folds && letters};
+}
+
+void s_addLiteral(std::vector<Literal> &literals, const Piece &piece) {
+    Literal literal = s_literal(piece);
+    if (std::find(literals.begin(), literals.end(), literal) == literals.end()) {
+        literals.push_back(std::move(literal));
+    }
+}
+
+std::vector<Literal> s_literals(const Pieces &pieces, TextKind kind) {
+    std::vector<Literal> literals;
+    for (Piece piece : pieces) {
+        s_shorten(piece, kind);
+        s_addLiteral(literals, piece);
+    }
+    return literals;
+}
+
+double s_hitsPerMiB(const std::vector<Literal> &literals, TextKind kind) {
+    double hits = 0;
+    for (const Literal &literal : literals) {
+        hits += expectedPerMiB(literal.bytes, kind);
+    }
+    return hits;
+}
+
+// Whether nothing is left to ask once one of first has been found.
+bool s_implies(const Factor &first, const Factor &second) {
+    return std::all_of(first.pieces.begin(), first.pieces.end(), [&](const Piece &piece) {
+        return std::any_of(second.pieces.begin(), second.pieces.end(),
+                           [&](const Piece &part) { return holds(piece, part); });
+    });
+}
+
+// The literals that an expression consists of, where finding one of them is a match.
+bool s_isWhole(const Facts &facts, const FactFinder &finder, Factor &factor) {
+    const bool comparable =
+        std::none_of(facts.prefix.begin(), facts.prefix.end(), [](const Piece &piece) {
+            return piece.bytes.empty() || piece.bytes[0] == '\0' || (piece.folds && piece.strict);
+        });
+    return facts.exact && comparable && finder.makeFactor(facts.prefix, factor);
+}
+
+void s_chooseLiterals(const Facts &facts, TextKind kind, RequiredLiterals &required) {
+    if (facts.factors.empty()) {
+        return;
+    }
+    const Factor &first = facts.factors.front();
+    required.alternatives = s_literals(first.pieces, kind);
+    const auto second =
+        std::find_if(facts.factors.begin() + 1, facts.factors.end(), [&](const Factor &factor) {
+            return factor.run != first.run && factor.pieces.size() <= kMaxSecond &&
+                   !s_implies(first, factor);
+        });
+    if (second != facts.factors.end()) {
+        required.second = s_literals(second->pieces, kind);
+    }
+}
+
+void s_chooseSqueezed(const PatternNode &root, TextKind kind, RequiredLiterals &required) {
+    if (!required.alternatives.empty() && required.alternativesPerMiB < kFrequentPerMiB) {
+        return;
+    }
+    const Facts facts = FactFinder(kind, FactFinder::View::Squeezed).find(root);
+    if (facts.factors.empty() || facts.factors.front().cost > kMaxSqueezedPerMiB) {
+        return;
+    }
+    std::vector<Literal> literals = s_literals(facts.factors.front().pieces, kind);
+    const double hits = s_hitsPerMiB(literals, kind);
+    if (required.alternatives.empty() || hits * kSqueezedGain < required.alternativesPerMiB) {
+        required.squeezed = std::move(literals);
+        required.squeezedPerMiB = hits;
+    }
+}
+
+RequiredLiterals s_find(const ParsedPattern &parsed, bool utf, TextKind kind) {
+    FactFinder finder(kind, FactFinder::View::Plain);
+    const Facts facts = finder.find(parsed.root);
+    RequiredLiterals required;
+    required.minimumLength = facts.least;
+    Factor whole;
+    if (parsed.exact && !utf && s_isWhole(facts, finder, whole)) {
+        required.whole = true;
+        for (const Piece &piece : whole.pieces) {
+            s_addLiteral(required.alternatives, piece);
+        }
+    } else {
+        s_chooseLiterals(facts, kind, required);
+    }
+    required.alternativesPerMiB = s_hitsPerMiB(required.alternatives, kind);
+    if (required.alternatives.empty()) {
+        for (const RareSet &set :
+             FactFinder(kind, FactFinder::View::Bytes).find(parsed.root).sets) {
+            required.byteSets.push_back(set.bytes);
+        }
+    }
+    if (!required.whole) {
+        s_chooseSqueezed(parsed.root, kind, required);
+    }
+    return required;
+}
+
+} // namespace
+
+RequiredLiterals requiredLiterals(const std::string &text, unsigned int options, TextKind kind) {
+    if (text.empty()) {
+        return {};
+    }
+    try {
+        const Definition definition = parseDefinition(text, options);
+        const auto parsed = parsePattern(definition);
+        return parsed.has_value() ? s_find(*parsed, definition.utf, kind) : RequiredLiterals();
+    } catch (const Exception &) {
+        return {};
+    }
+}
+
+} // namespace Corvane::Regex

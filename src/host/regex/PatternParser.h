@@ -1,0 +1,53 @@
+#ifndef CORVANE_SRC_HOST_REGEX_PATTERNPARSER_H
+#define CORVANE_SRC_HOST_REGEX_PATTERNPARSER_H
+
+// Reads the syntax of patterns into a tree that says which bytes matches consist of.
+//
+// The tree may match more than the pattern does (assertions become nothing, back-references become
+// anything), never less: whatever all matches of the tree contain, all matches of the pattern
+// contain too.
+
+#include <bitset>
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <vector>
+
+#include "host/regex/Definition.h"
+
+namespace Corvane::Regex {
+
+using ByteSet = std::bitset<256>;
+
+struct PatternNode {
+    enum class Kind {
+        Empty,       // matches nothing, everywhere
+        Set,         // one of bytes, or with wide any UTF-8 sequence of several bytes
+        Sequence,    // children one after another
+        Alternation, // one of the children
+        Repeat,      // the only child least to most times
+        Ahead        // the only child stands here, but is not part of the match
+    };
+    static constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
+
+    Kind kind = Kind::Empty;
+    bool wide = false;
+    ByteSet bytes;
+    std::size_t least = 1;
+    std::size_t most = 1;
+    std::vector<PatternNode> children;
+};
+
+struct ParsedPattern {
+    PatternNode root;
+    // Whether the tree matches exactly what the pattern matches.
+    bool exact = true;
+};
+
+// Nothing where the pattern holds what is not understood. A pattern that does not compile may give
+// anything.
+std::optional<ParsedPattern> parsePattern(const Definition &definition);
+
+} // namespace Corvane::Regex
+
+#endif
