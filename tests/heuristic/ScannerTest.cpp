@@ -1,5 +1,6 @@
 #include "heuristic/Scanner.h"
 
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <utility>
@@ -36,8 +37,9 @@ protected:
     RefMatches matches_ = RefMatches::create();
 };
 
-// Looks at a process in which nothing was loaded, so it runs in one of its own.
+// Looks at a process in which nothing was loaded, so it runs in one of its own, which that style starts anew.
 TEST_F(ScannerTest, AnswersEmptySetUntilOneIsLoaded) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto untilLoaded = [this] {
         Scanner scanner = Scanner::instance(nullptr, false);
         RefMatches null;
@@ -49,6 +51,7 @@ TEST_F(ScannerTest, AnswersEmptySetUntilOneIsLoaded) {
                     !Scanner::instance(nullptr, true).ready();
         makeCurrent("body A /x/\n");
         good = good && scanner.ready() && Scanner::instance(nullptr, false).ruleCount() == 1;
+        std::filesystem::remove_all(set_.path().asString());
         std::exit(good ? 0 : 1);
     };
     EXPECT_EXIT(untilLoaded(), testing::ExitedWithCode(0), "");
