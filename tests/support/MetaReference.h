@@ -5,6 +5,8 @@
 // with the library: expressions are lists of words, groups are frames of a stack (arithmetic) or calls that answer where
 // they ended (boolean).
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -125,7 +127,9 @@ private:
     };
 
     static bool isSign(const std::string &token) {
-        return token.find_first_not_of("!&|+-*/<>=") == std::string::npos;
+        static const std::set<std::string> s_signs = {"!", "&&", "||", "+",  "-", "*",
+                                                      "/", "<",  ">",  "<=", ">="};
+        return s_signs.count(token) != 0;
     }
 
     static float truth(bool value) { return value ? 1.0F : 0.0F; }
@@ -145,7 +149,28 @@ private:
     }
 
     float number(const std::string &name) const {
-        return tripped_.count(name) != 0 ? 1.0F : std::strtof(name.c_str(), nullptr);
+        return tripped_.count(name) != 0 ? 1.0F : leadingNumber(name);
+    }
+
+    // The digits, point and exponent at the front of a word; 0.0 where they are no number that a float holds.
+    static float leadingNumber(const std::string &word) {
+        const auto digits = [&word](std::size_t from) {
+            return std::min(word.find_first_not_of("0123456789", from), word.size());
+        };
+        std::size_t end = digits(0);
+        bool complete = end > 0;
+        if (end < word.size() && word[end] == '.') {
+            const std::size_t point = end;
+            end = digits(point + 1);
+            complete = complete || end > point + 1;
+        }
+        if (complete && end < word.size() && (word[end] == 'e' || word[end] == 'E')) {
+            const std::size_t exponent = end;
+            end = digits(exponent + 1);
+            complete = end > exponent + 1;
+        }
+        const float value = complete ? std::strtof(word.substr(0, end).c_str(), nullptr) : 0.0F;
+        return std::isinf(value) ? 0.0F : value;
     }
 
     void push(float number) { frames_.back().push_back({"", number}); }
