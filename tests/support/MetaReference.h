@@ -152,13 +152,15 @@ private:
         return tripped_.count(name) != 0 ? 1.0F : leadingNumber(name);
     }
 
-    // The digits, point and exponent at the front of a word; 0.0 where they are no number that a float holds.
+    // The digits, point and exponent at the front of a word, behind white space that ends no word; 0.0 where they are no
+    // number that a float holds.
     static float leadingNumber(const std::string &word) {
         const auto digits = [&word](std::size_t from) {
             return std::min(word.find_first_not_of("0123456789", from), word.size());
         };
-        std::size_t end = digits(0);
-        bool complete = end > 0;
+        const std::size_t start = std::min(word.find_first_not_of("\n\v\f\r"), word.size());
+        std::size_t end = digits(start);
+        bool complete = end > start;
         if (end < word.size() && word[end] == '.') {
             const std::size_t point = end;
             end = digits(point + 1);
@@ -169,7 +171,8 @@ private:
             end = digits(exponent + 1);
             complete = end > exponent + 1;
         }
-        const float value = complete ? std::strtof(word.substr(0, end).c_str(), nullptr) : 0.0F;
+        const float value =
+            complete ? std::strtof(word.substr(start, end - start).c_str(), nullptr) : 0.0F;
         return std::isinf(value) ? 0.0F : value;
     }
 
