@@ -7,12 +7,13 @@ namespace Corvane::Cli {
 
 namespace {
 
-// Encrypted files are parsed from copies of such names.
-constexpr const char *kTemporaryStart = "/var/spool/tmp/rule";
-
 // Takes "file:line" out of the text, where it stands as the last parameter in the brackets of a
-// failure and its file begins with start, and answers it; answers "" where there is none.
-std::string s_cutPlace(std::string &text, const std::string &start) {
+// failure and its file is in the directory, and answers it; answers "" where there is none.
+std::string s_cutPlace(std::string &text, const std::string &directory) {
+    if (directory.empty()) {
+        return {};
+    }
+    const std::string start = joined(directory, {});
     for (const std::string separator : {"; ", " ("}) {
         const std::size_t found = text.find(separator + start);
         const std::size_t end = text.find(") [", found);
@@ -28,20 +29,6 @@ std::string s_cutPlace(std::string &text, const std::string &start) {
         }
     }
     return {};
-}
-
-// The same for any file of the rule set in the directory.
-std::string s_cutPlaceIn(std::string &text, const std::string &directory) {
-    if (directory.empty()) {
-        return {};
-    }
-    std::string place = s_cutPlace(text, joined(directory, {}));
-    if (place.empty()) {
-        place = s_cutPlace(text, kTemporaryStart);
-        const std::size_t colon = place.rfind(':');
-        place = place.empty() ? place : "line " + place.substr(colon + 1) + " of an encrypted file";
-    }
-    return place;
 }
 
 // What a record says to whoever wrote the rules; its own text is for programs that filter logs.
@@ -85,7 +72,7 @@ void LogSummary::take(unsigned int id, const std::string &record) {
     }
     const Synchronized lock(mutex_);
     std::string text = record;
-    const std::string place = s_cutPlaceIn(text, directory_);
+    const std::string place = s_cutPlace(text, directory_);
     const auto [found, isNew] = index_.emplace(std::make_pair(id, text), entries_.size());
     if (isNew) {
         entries_.push_back({id, text, place, 0});

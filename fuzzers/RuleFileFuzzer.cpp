@@ -1,11 +1,10 @@
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 #include "Require.h"
+#include "RuleChecks.h"
 #include "heuristic/BodyRule.h"
 #include "heuristic/RuleFactory.h"
-#include "host/parser/Logger.h"
 #include "host/parser/Media.h"
 
 namespace {
@@ -25,10 +24,7 @@ void s_parse(Heuristic::RuleFileParser &parser, const Buffer &text) {
 
 // The input is a rule file; the rules that come out of it are tried on the file's own text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    static const bool s_silent = [] {
-        Logger::instance(false).sink([](unsigned int, int, const std::string &) {});
-        return true;
-    }();
+    static const bool s_silent = (Heuristic::silenceLog(), true);
     require(s_silent, "the log is silent");
 
     const Buffer text(data, static_cast<unsigned int>(size), true);

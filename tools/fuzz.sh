@@ -23,7 +23,9 @@ for target in "$@"; do
     found="build/fuzz/found/$target"
     mkdir -p "$found"
     seeds=("fuzzers/corpus/$target")
-    case "$target" in fuzz-mail | fuzz-rfc2047 | fuzz-address | fuzz-language) seeds+=("${CORVANE_MAIL_DIR:-$found}") ;; esac
+    case "$target" in
+        fuzz-mail | fuzz-scan | fuzz-rfc2047 | fuzz-address | fuzz-language) seeds+=("${CORVANE_MAIL_DIR:-$found}") ;;
+    esac
     dictionary=()
     [ -f "fuzzers/$target.dict" ] && dictionary=("-dict=fuzzers/$target.dict")
     echo "== $target"

@@ -14,7 +14,8 @@ constexpr unsigned int kLogEvalValue = 0x300002F;  // " ": an eval: value was st
 constexpr unsigned int kLogMetaFailed = 0x3000031; // a meta rule's name, and why it has no value
 constexpr unsigned int kLogNoExpression =
     0x3000032; // the value of a body rule tried without expression
-constexpr unsigned int kLogScoreRefused = 0x3000033;  // why a score line could not be handled
+constexpr unsigned int kLogScoreRefused =
+    0x3000033; // why a score line could not be handled; at present none is refused
 constexpr unsigned int kLogRuleRefused = 0x3000034;   // why a rule could not be built
 constexpr unsigned int kLogDuplicateRule = 0x3000035; // the name, taken in its language and kind
 

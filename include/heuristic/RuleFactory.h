@@ -61,7 +61,8 @@ public:
     int process(const File::Path &file) override;
 
     // Reads one file, which is decrypted into a temporary file first where the set is encrypted and
-    // the path contains "cf". Throws code 4 where that fails, and as parse of a plain file.
+    // the path contains "cf". Records name the file given, not that copy. Throws code 4 where
+    // decrypting fails, and as parse of a plain file.
     void parse(const File::Path &file);
 
     // Reads one plain file. Lines that begin with "describe" are for human readers and have no effect.

@@ -90,16 +90,27 @@ RulesByName s_byName(const RuleContainer &container, langID language) {
     return rules;
 }
 
-// Names the file that is read, for as long as it is.
+// Names the file that is read, for as long as it is. The file that is named already keeps its name
+// while its decrypted copy is read: that one means nothing to whoever wrote the rules.
 class Reading {
 public:
-    Reading(std::string &current, const std::string &file) : current_(current) { current_ = file; }
+    Reading(std::string &current, const std::string &file)
+        : current_(current), isOuter_(current.empty()) {
+        if (isOuter_) {
+            current_ = file;
+        }
+    }
     Reading(const Reading &) = delete;
     Reading &operator=(const Reading &) = delete;
-    ~Reading() { current_.clear(); }
+    ~Reading() {
+        if (isOuter_) {
+            current_.clear();
+        }
+    }
 
 private:
     std::string &current_;
+    bool isOuter_;
 };
 
 // Gives the rules that it is applied to the scores of their names.
@@ -164,6 +175,7 @@ int RuleFileParser::process(const File::Path &file) {
 }
 
 void RuleFileParser::parse(const File::Path &file) {
+    const Reading reading(file_, file.asString());
     // The whole path counts, so that a directory of that name takes its score files along.
     if (encrypted_ && file.asString().find("cf") != std::string::npos) {
         parseEncrypted(file);

@@ -126,13 +126,12 @@ TEST_F(EncryptCommandTest, RefusesWithTheReasonAndLeavesNothing) {
     }
 }
 
-// The copies that encrypted files are read from have names that say nothing.
-TEST_F(EncryptCommandTest, FaultsInEncryptedRulesAreShownByLine) {
+TEST_F(EncryptCommandTest, FaultsInEncryptedRulesAreShownByPlace) {
     directory_.write("plain/a.cf", "body A /apple/\nbody BAD /(/\nbody BAD /(/\n");
     const Outcome outcome = run({"encrypt", "plain", "sealed"});
     EXPECT_THAT(outcome.err, HasSubstr("a rule was left out, 2 times, first in plain/a.cf:2: "));
     EXPECT_THAT(run({"scan", "--rules", "sealed", "-"}).err,
-                HasSubstr("2 times, first in line 2 of an encrypted file: "));
+                HasSubstr("2 times, first in sealed/a.cf:2: "));
 }
 
 // What fails only while files are written: here a file that is too large.

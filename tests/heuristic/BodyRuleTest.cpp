@@ -33,6 +33,8 @@ TEST(BodyRule, EvalIsStoredLoggedAndNeverMatches) {
     EXPECT_FALSE(static_cast<const BodyRule &>(*rule).matches(viewOf("eval:some_test()")));
     EXPECT_EQ(log.records,
               (std::vector<LogRecord>{{0x300002F, " "}, {0x3000032, "eval:some_test()"}}));
+    rule->value("/eval:/");
+    EXPECT_TRUE(static_cast<const BodyRule &>(*rule).matches(viewOf("an eval:x")));
 }
 
 TEST(BodyRule, BadPatternKeepsFormerOne) {

@@ -89,6 +89,7 @@ const DefinitionRow kExpressions[] = {
     {"operatorAlone", "Subject =~", "Subject", "a", false},
     {"operatorBlank", "Subject !~ ", "Subject", "a", false},
     {"eval", "eval:test()", "eval:test()", "a", false},
+    {"evalInPattern", "Subject =~ /eval:/", "Subject", "eval:x", true},
     {"dotMatchesLineEnd", "Subject =~ /a.b/", "Subject", "a\nb", true},
     {"carriageReturn", "Subject =~ /a/\r", "Subject", "a", true},
     {"ifUnsetBlankKept", "Subject ab [if-unset: x]", "Subject", "ab ", true},

@@ -76,6 +76,8 @@ TEST_F(RuleFileTest, BadRuleIsLoggedWithItsPlaceAndCountsNothing) {
               0U)
         << log_.records[0].text;
 
+    parse("body BAD /(/\n");
+    EXPECT_NE(log_.records.back().text.find("/rules.cf:1) ["), std::string::npos);
     parseRule("body BAD /(/");
     EXPECT_EQ(log_.records.back().text.rfind("BodyRule::Value (BAD) [", 0), 0U);
 }

@@ -1,5 +1,7 @@
 // Rule-set directories: which files are read, in which order, and what becomes of their rules.
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,14 @@ protected:
     RuleContainer rules_;
     unsigned int ruleCount_ = 0;
 };
+
+// Whether a temporary file holds the text; other programs have such files too.
+bool isLeftBehind(const std::string &text) {
+    const std::filesystem::directory_iterator files("/var/spool/tmp");
+    return std::any_of(begin(files), end(files), [&text](const auto &file) {
+        return TempDir::read(file.path()).find(text) != std::string::npos;
+    });
+}
 
 struct MarkerRow {
     const char *name;
@@ -84,6 +94,26 @@ TEST_F(RuleSetTest, EncryptedFilesAreDecrypted) {
     EXPECT_TRUE(log_.records.empty());
 }
 
+TEST_F(RuleSetTest, BadRuleOfAnEncryptedFileIsLoggedWithItsOwnPlace) {
+    set_.add("version", "").addEncrypted("a.cf", "\nbody A /(/\n");
+    load();
+    ASSERT_EQ(log_.records.size(), 1U);
+    const std::string expected = "BodyRule::Value (A; " + set_.path().asString() + "/a.cf:2) [";
+    EXPECT_EQ(log_.records[0].text.substr(0, expected.size()), expected);
+}
+
+TEST_F(RuleSetTest, DecryptedFilesAreRemoved) {
+    const std::string own = "# of " + set_.path().asString();
+    const std::string text = own + std::string(2000, '#') + "\n";
+    set_.add("version", "").addEncrypted("a.cf", text);
+    load();
+    EXPECT_FALSE(isLeftBehind(own));
+    const std::string whole = TempDir::read(set_.path().asString() + "/a.cf");
+    set_.add("a.cf", whole.substr(0, whole.size() - 1));
+    EXPECT_THROW(load(), Exception);
+    EXPECT_FALSE(isLeftBehind(own));
+}
+
 TEST_F(RuleSetTest, WithoutVersionNothingIsDecrypted) {
     set_.addEncrypted("a.cf", "body A /x/\n");
     load();
@@ -116,16 +146,19 @@ TEST_F(RuleSetTest, MissingDirectoryAndEmptyOneGiveNoRules) {
 }
 
 TEST_F(RuleSetTest, SubRulesAreMarkedByMetaRulesOfTheirLanguage) {
-    set_.add("a.cf",
-             "body __USED /x/\nbody __UNUSED /x/\nbody __ZERO /x/\nscore __ZERO 0\n"
-             "meta M __USED && __ZERO && __MISSING\nscore M 0\n"
-             "#[lang section]\tCN\nbody __CN /x/\n#[lang section]\tJP\nmeta N __CN && __SHARED\n"
-             "#[lang section]\tALL\nbody __SHARED /x/\n");
+    set_.add("a.cf", "body __USED /x/\nbody __UNUSED /x/\nbody __ZERO /x/\nscore __ZERO 0\n"
+                     "body __OTHER /x/\n"
+                     "meta M __USED && __ZERO && __MISSING\nscore M 0\n"
+                     "#[lang section]\tCN\nbody __CN /x/\n#[lang section]\tJP\nmeta N __CN && "
+                     "__SHARED && __OTHER\n"
+                     "#[lang section]\tALL\nbody __SHARED /x/\n");
     load();
     EXPECT_TRUE(rule("__USED")->active());
     EXPECT_TRUE(rule("__USED")->score().isNull());
     EXPECT_FALSE(rule("__UNUSED")->active());
     EXPECT_TRUE(rule("__ZERO")->active());
+    EXPECT_FALSE(rule("__ZERO")->score().isNull());
+    EXPECT_FALSE(rule("__OTHER")->active());
     EXPECT_FALSE(rule("__CN", CN)->active());
     EXPECT_TRUE(rule("__SHARED", KO)->active());
     EXPECT_FALSE(rule("M")->active());

@@ -1,5 +1,7 @@
 #include "heuristic/Scanner.h"
 
+#include <filesystem>
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -7,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/CheckFixture.h"
 #include "support/Expect.h"
 #include "support/LogCapture.h"
 #include "support/Message.h"
@@ -36,9 +39,12 @@ protected:
     RefMatches matches_ = RefMatches::create();
 };
 
-// Looks at a process in which nothing was loaded, so it runs in one of its own.
+// Looks at a process in which nothing was loaded, so it runs in one of its own, which that style starts anew.
 TEST_F(ScannerTest, AnswersEmptySetUntilOneIsLoaded) {
-    const auto untilLoaded = [this] {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    RuleSet broken("broken");
+    const File::Path brokenPath = broken.add("version", "").add("a.cf", "").path();
+    const auto untilLoaded = [this, &brokenPath] {
         Scanner scanner = Scanner::instance(nullptr, false);
         RefMatches null;
         scanner.check(null, ALL, kNoSender, 0, false);
@@ -46,9 +52,12 @@ TEST_F(ScannerTest, AnswersEmptySetUntilOneIsLoaded) {
                     log_.records[0] == LogRecord{0x300002D, " "} &&
                     scanner.process(null, RefMessageProperties(), kNoSender, 0, false) == 0 &&
                     !scanner.checkRaw(null, ALL, Buffer(), 0, false) &&
-                    !Scanner::instance(nullptr, true).ready();
+                    !Scanner::instance(nullptr, true).ready() &&
+                    Scanner::instance(&brokenPath, false).ruleCount() == 0 && !scanner.ready();
         makeCurrent("body A /x/\n");
         good = good && scanner.ready() && Scanner::instance(nullptr, false).ruleCount() == 1;
+        std::filesystem::remove_all(set_.path().asString());
+        std::filesystem::remove_all(brokenPath.asString());
         std::exit(good ? 0 : 1);
     };
     EXPECT_EXIT(untilLoaded(), testing::ExitedWithCode(0), "");
@@ -142,14 +151,18 @@ TEST_P(ScannerLanguage, IsChosenByCharsetOrText) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, ScannerLanguage,
-    testing::Values(LanguageRow{"Shift_JIS", "", JP}, LanguageRow{"ISO-2022-KR", "", KO},
-                    LanguageRow{"UHC", "", KO}, LanguageRow{"gb2312", "", CN},
-                    LanguageRow{"KOI8-R", "", RU}, LanguageRow{"iso-8859-11", "", TH},
+    testing::Values(LanguageRow{"gb18030", "", CN}, LanguageRow{"gb2312", "", CN},
+                    LanguageRow{"Big5", "", CN}, LanguageRow{"KOI8-R", "", RU},
+                    LanguageRow{"Windows-1251", "", RU}, LanguageRow{"Shift_JIS", "", JP},
+                    LanguageRow{"EUC-JP", "", JP}, LanguageRow{"ISO-2022-JP", "", JP},
+                    LanguageRow{"EUC-KR", "", KO}, LanguageRow{"ISO-2022-KR", "", KO},
+                    LanguageRow{"UHC", "", KO}, LanguageRow{"iso-8859-11", "", TH},
                     LanguageRow{"iso-8859-1", "", DEFAULT}, LanguageRow{"", "", DEFAULT},
                     LanguageRow{"utf8", "привет", DEFAULT},
                     LanguageRow{" utf-8", "привет", DEFAULT}, LanguageRow{"UTF-8", "привет", RU},
                     LanguageRow{"utf-8", "你好", CN}, LanguageRow{"utf-8", "日本のことば", JP},
-                    LanguageRow{"utf-8", "สวัสดี", DEFAULT}, LanguageRow{"utf-8", "", DEFAULT}));
+                    LanguageRow{"utf-8", "한국어", KO}, LanguageRow{"utf-8", "สวัสดี", DEFAULT},
+                    LanguageRow{"utf-8", "", DEFAULT}));
 
 TEST(ScannerLanguage, IsDefaultWithoutText) {
     const Ref<MPartAttribute> wrongClass(new MPartAttribute);
@@ -189,11 +202,13 @@ TEST_F(ScannerTest, ProcessRunsEveryStageInOrder) {
 // after the Subject ask whether the set has tripped before they start.
 TEST_F(ScannerTest, NoStageStartsOnceTheSetHasTripped) {
     Scanner scanner = load(kEveryStage);
-    const std::pair<float, Names> rows[] = {{0.5F, {"H", "SENDER"}},
-                                            {2.5F, {"B", "H", "S", "SENDER"}},
-                                            {4.5F, {"B", "H", "R", "S", "SENDER"}},
-                                            {5.5F, {"B", "H", "R", "S", "SENDER", "TWO"}},
-                                            {6.5F, {"B", "H", "R", "S", "SENDER", "TWO", "U"}}};
+    const std::pair<float, Names> rows[] = {
+        {0.5F, {"H", "SENDER"}},
+        {2.5F, {"B", "H", "S", "SENDER"}},
+        {4.5F, {"B", "H", "R", "S", "SENDER"}},
+        {5.5F, {"B", "H", "R", "S", "SENDER", "TWO"}},
+        {6.5F, {"B", "H", "R", "S", "SENDER", "TWO", "U"}},
+        {7.5F, {"B", "F", "H", "R", "S", "SENDER", "TWO", "U"}}};
     for (const auto &[threshold, names] : rows) {
         RefMatches matches = RefMatches::create();
         matches->threshold(threshold);
@@ -208,6 +223,8 @@ TEST_F(ScannerTest, PercentLeavesLaterRulesOut) {
     Scanner scanner = load(kEveryStage);
     scanner.process(matches_, everyStage().properties(), kNoSender, 50, false);
     EXPECT_EQ(namesOf(*matches_), (Names{"B", "H", "S"}));
+    scanner.process(matches_, everyStage().properties(), kNoSender, 90, false);
+    EXPECT_EQ(namesOf(*matches_), (Names{"B", "F", "H", "R", "S", "TWO", "U"}));
 }
 
 TEST_F(ScannerTest, MessageWithoutMainPartIsCheckedByItsHeaders) {
@@ -221,6 +238,24 @@ TEST_F(ScannerTest, MessageWithoutMainPartIsCheckedByItsHeaders) {
     EXPECT_THROW(scanner.process(matches_, broken, kNoSender, 0, false), Exception);
     RefMatches null;
     EXPECT_THROW(scanner.process(null, bare, kNoSender, 0, false), Exception);
+    for (const auto &[message, operation] :
+         {std::pair(RefMessageProperties(), "operator->"),
+          std::pair(RefMessageProperties::create(RefHeaderList(false), none), "operator*")}) {
+        expectFailure(
+            [&, &lacking = message] { scanner.process(matches_, lacking, kNoSender, 0, false); },
+            {operation, 1, "TesselRefcounted"});
+    }
+}
+
+TEST_F(ScannerTest, AttributesOfAWrongClassArePassedOver) {
+    Scanner scanner = load(kEveryStage);
+    for (const auto type :
+         {MPartAttribute::RawText, MPartAttribute::Uris, MPartAttribute::AltText}) {
+        const Ref<MPartAttribute> wrong(new MPartAttribute);
+        const RefMessageProperties message = Message().attribute(type, wrong).properties();
+        EXPECT_EQ(scanner.process(matches_, message, kNoSender, 0, false), 0U);
+    }
+    EXPECT_TRUE(matches_->empty());
 }
 
 TEST_F(ScannerTest, OnlyTheMessagesLanguageCounts) {
@@ -232,11 +267,12 @@ TEST_F(ScannerTest, OnlyTheMessagesLanguageCounts) {
 
 TEST_F(ScannerTest, HeadersAreRepairedForHeaderRulesOnly) {
     Scanner scanner = load("header UTF A:raw =~ /^\\xc3\\xa9$/\nfull BYTES /^A: \\xe9$/\n"
-                           "header CUT Long =~ /end/\nfull WHOLE /end$/\n");
+                           "header CUT Long =~ /end/\nfull WHOLE /end$/\nbody SUB /^\\xe9$/\n");
     Message message;
     message.header("A", "\xE9").header("Long", std::string(2045, 'x') + "end");
+    message.header("Subject", "\xE9");
     scanner.process(matches_, message.properties(), kNoSender, 0, false);
-    EXPECT_EQ(namesOf(*matches_), (Names{"BYTES", "UTF", "WHOLE"}));
+    EXPECT_EQ(namesOf(*matches_), (Names{"BYTES", "SUB", "UTF", "WHOLE"}));
 }
 
 TEST_F(ScannerTest, SecondTextCountsOnlyWhereItDiffers) {
@@ -247,21 +283,72 @@ TEST_F(ScannerTest, SecondTextCountsOnlyWhereItDiffers) {
     }
 }
 
+// One stage on its own: how it is entered, which rules the first half of the set adds, which all of
+// it adds, and which are tried.
+struct StageRow {
+    std::function<void(RefMatches &, langID, unsigned int percent, bool verbose)> run;
+    Names half;
+    Names all;
+    Names traced;
+};
+
 TEST_F(ScannerTest, SingleStages) {
-    Scanner scanner = load("header H A =~ /x/\nbody B /x/\nrawbody R /x\\n/\nbody SUB /^sub$/\n"
-                           "full F /^A: x$/\n");
-    EXPECT_TRUE(scanner.check(matches_, DEFAULT, viewOf("x\n"), 0, false));
-    EXPECT_FALSE(scanner.check(matches_, DEFAULT, viewOf("x\n"), 0, false));
-    EXPECT_TRUE(scanner.checkRaw(matches_, DEFAULT, viewOf("x\n"), 0, false));
+    std::string rules;
+    for (const std::string half : {"1", "2"}) {
+        rules += "header H" + half + " A =~ /x/\nheader E" + half + " EnvelopeFrom =~ /x/\nbody B" +
+                 half + " /x/\nbody S" + half + " /^sub$/\nrawbody R" + half + " /x\\n/\nfull F" +
+                 half + " /^A: x$/\n";
+    }
+    Scanner scanner = load(rules);
     HeaderContainer headers;
     headers.append(Header("A", "x"));
-    headers.append(Header("Subject", "sub"));
-    scanner.check(matches_, DEFAULT, headers, 0, false);
-    EXPECT_EQ(namesOf(*matches_), (Names{"B", "F", "H", "R", "SUB"}));
-    expectFailure([&] { scanner.check(matches_, ALL, viewOf("x\n"), 0, false); },
-                  {"getRules", 4, "Rule", kAnyLine, {"Rule language is out of range"}});
-    matches_->threshold(1.0F);
-    EXPECT_FALSE(scanner.check(matches_, ALL, viewOf("x\n"), 0, false));
+    headers.append(Header("Subject", "=?utf-8?q?sub?="));
+    const StageRow rows[] = {
+        {[&](auto &matches, langID language, unsigned int percent, bool verbose) {
+             const std::size_t before = matches->size();
+             const bool added = scanner.check(matches, language, viewOf("x\n"), percent, verbose);
+             EXPECT_EQ(added, matches->size() > before);
+         },
+         {"B1"},
+         {"B1", "B2"},
+         {"B1", "S1", "B2", "S2"}},
+        {[&](auto &matches, langID language, unsigned int percent, bool verbose) {
+             const std::size_t before = matches->size();
+             const bool added =
+                 scanner.checkRaw(matches, language, viewOf("x\n"), percent, verbose);
+             EXPECT_EQ(added, matches->size() > before);
+         },
+         {"R1"},
+         {"R1", "R2"},
+         {"R1", "R2"}},
+        {[&](auto &matches, langID language, unsigned int percent, bool verbose) {
+             scanner.check(matches, language, address("x@example.org"), percent, verbose);
+         },
+         {"E1"},
+         {"E1", "E2"},
+         {"H1", "E1", "H2", "E2"}},
+        {[&](auto &matches, langID language, unsigned int percent, bool verbose) {
+             scanner.check(matches, language, headers, percent, verbose);
+         },
+         {"F1", "H1", "S1"},
+         {"F1", "F2", "H1", "H2", "S1", "S2"},
+         {"H1", "E1", "H2", "E2", "E1", "E2", "B1", "S1", "B2", "S2"}}};
+    for (const StageRow &row : rows) {
+        RefMatches matches = RefMatches::create();
+        EXPECT_EQ(tracedBy([&] { row.run(matches, DEFAULT, 50, false); }), Names());
+        EXPECT_EQ(namesOf(*matches), row.half);
+        EXPECT_THROW(row.run(matches, ALL, 0, false), Exception);
+        // Twice, as what has matched stays in the rule set; the second time nothing is added.
+        for (int round = 0; round < 2; ++round) {
+            EXPECT_EQ(tracedBy([&] { row.run(matches, DEFAULT, 0, true); }), row.traced);
+            EXPECT_EQ(namesOf(*matches), row.all);
+        }
+        matches->threshold(1.0F);
+        EXPECT_NO_THROW(row.run(matches, ALL, 0, false));
+    }
+    matches_->threshold(0.5F);
+    rows[3].run(matches_, DEFAULT, 0, false);
+    EXPECT_EQ(namesOf(*matches_), Names{"H1"});
 }
 
 TEST_F(ScannerTest, ScansAndReloadsRunSideBySide) {

@@ -5,13 +5,14 @@
 // with the library: expressions are lists of words, groups are frames of a stack (arithmetic) or calls that answer where
 // they ended (boolean).
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <functional>
-#include <locale>
 #include <map>
 #include <optional>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -126,9 +127,9 @@ private:
     };
 
     static bool isSign(const std::string &token) {
-        static const std::set<std::string> s_all = {"!", "&&", "||", "+",  "-", "*",
-                                                    "/", "<",  ">",  "<=", ">="};
-        return s_all.count(token) != 0;
+        static const std::set<std::string> s_signs = {"!", "&&", "||", "+",  "-", "*",
+                                                      "/", "<",  ">",  "<=", ">="};
+        return s_signs.count(token) != 0;
     }
 
     static float truth(bool value) { return value ? 1.0F : 0.0F; }
@@ -147,12 +148,32 @@ private:
         return s_signs.at(sign)(a, b);
     }
 
-    // Names such as INFO are no numbers to a stream, unlike to the C library.
     float number(const std::string &name) const {
-        std::istringstream text(name);
-        text.imbue(std::locale::classic());
-        float value = 0.0F;
-        return tripped_.count(name) != 0 ? 1.0F : text >> value ? value : 0.0F;
+        return tripped_.count(name) != 0 ? 1.0F : leadingNumber(name);
+    }
+
+    // The digits, point and exponent at the front of a word, behind white space that ends no word; 0.0 where they are no
+    // number that a float holds.
+    static float leadingNumber(const std::string &word) {
+        const auto digits = [&word](std::size_t from) {
+            return std::min(word.find_first_not_of("0123456789", from), word.size());
+        };
+        const std::size_t start = std::min(word.find_first_not_of("\n\v\f\r"), word.size());
+        std::size_t end = digits(start);
+        bool complete = end > start;
+        if (end < word.size() && word[end] == '.') {
+            const std::size_t point = end;
+            end = digits(point + 1);
+            complete = complete || end > point + 1;
+        }
+        if (complete && end < word.size() && (word[end] == 'e' || word[end] == 'E')) {
+            const std::size_t exponent = end;
+            end = digits(exponent + 1);
+            complete = end > exponent + 1;
+        }
+        const float value =
+            complete ? std::strtof(word.substr(start, end - start).c_str(), nullptr) : 0.0F;
+        return std::isinf(value) ? 0.0F : value;
     }
 
     void push(float number) { frames_.back().push_back({"", number}); }
@@ -291,7 +312,7 @@ private:
     std::mt19937 random_;
     MetaTokens signs_;
     const MetaTokens names_ = {"A", "B", "C", "__D", "3"};
-    const MetaTokens numbers_ = {"0", "1", "2", "2.5", "7x", "0.1", "INFO", "=="};
+    const MetaTokens numbers_ = {"0", "1", "2", "2.5", "7x", "0.1"};
 };
 
 } // namespace Corvane::Heuristic

@@ -210,8 +210,8 @@ langID ReferenceScan::language(const MimePart *part) {
                             : DEFAULT;
 }
 
-// What a match set does when a rule is added to it: the first rule of a name counts, and the answer is whether the set is
-// tripped then, but false for every further rule of that name.
+// What a match set does when a rule is added to it: the first rule of a name counts, and the answer is whether the set
+// is tripped then, but false for every further rule of that name.
 bool ReferenceScan::add(const ReferenceRule &rule) {
     if (held_.count(rule.name) != 0) {
         return false;
@@ -354,8 +354,8 @@ void ReferenceScan::bodyStage(const MimePart &part, Stage stage, langID language
     }
 }
 
-// Complete lines are cut into pieces and end the check once there were enough of them; an unterminated last line is tried
-// as it stands, and nothing is erased after it. The lines of a raw body keep their ends.
+// Complete lines are cut into pieces and end the check once there were enough of them; an unterminated last line is
+// tried as it stands, and nothing is erased after it. The lines of a raw body keep their ends.
 void ReferenceScan::checkBody(List &list, const std::string &body) {
     const bool raw = stage_ == Stage::RawBody;
     std::size_t total = 0;
