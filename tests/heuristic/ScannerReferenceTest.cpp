@@ -29,8 +29,10 @@ namespace {
 using Stage = ReferenceOutcome::Stage;
 using StageCounts = std::map<Stage, unsigned int>;
 
-// Bytes written into a tap at once, so that lines arrive in pieces and pieces hold several lines.
+// Bytes written into a tap at once, so that lines arrive in pieces and pieces hold several lines: for the reference, and
+// for the scans compared with it.
 constexpr std::size_t kTapBytes = 1000;
+constexpr std::size_t kOtherTapBytes[] = {1, 7, 4096};
 
 std::string fromEnvironment(const char *name, const char *otherwise) {
     const char *chosen = std::getenv(name);
@@ -67,9 +69,9 @@ struct Input {
     }
 
     template <class WriteTo>
-    void writeInPieces(WriteTo write) const {
-        for (std::size_t at = 0; at < bytes.size(); at += kTapBytes) {
-            write(bytes.substr(at, kTapBytes));
+    void writeInPieces(std::size_t size, WriteTo write) const {
+        for (std::size_t at = 0; at < bytes.size(); at += size) {
+            write(bytes.substr(at, size));
         }
     }
 
@@ -135,24 +137,41 @@ private:
         ReferenceScan scan(reference_, settings);
         ReferenceTap tap(scan, input.language);
         if (way == Way::TapFirst) {
-            input.writeInPieces([&](const std::string &piece) { tap.write(piece); });
+            input.writeInPieces(kTapBytes, [&](const std::string &piece) { tap.write(piece); });
         }
         scan.process(input.properties, input.sender);
-        expectSame(input, way, settings, scan.outcome(), tap.end());
+        const ReferenceOutcome &expected = scan.outcome();
+        if (settings.verbose) {
+            expectSame(input, way, kTapBytes, settings, expected, tap.end());
+        }
+        // A scan without a trace takes another way through the rules.
+        ReferenceSettings silent = settings;
+        silent.verbose = false;
+        ReferenceOutcome untraced = expected;
+        untraced.trace.clear();
+        expectSame(input, way, kTapBytes, silent, untraced, tap.end());
+        // Where a tap trips decides what of the last piece it has taken.
+        if (way == Way::TapFirst && settings.threshold == 0.0F) {
+            for (const std::size_t tapBytes : kOtherTapBytes) {
+                expectSame(input, way, tapBytes, silent, untraced, tap.end());
+            }
+        }
         ++scans_;
         additions_ += scan.outcome().additions.size();
         return scan.outcome();
     }
 
-    void expectSame(const Input &input, Way way, const ReferenceSettings &settings,
-                    const ReferenceOutcome &expected, bool expectedEnd) {
+    void expectSame(const Input &input, Way way, std::size_t tapBytes,
+                    const ReferenceSettings &settings, const ReferenceOutcome &expected,
+                    bool expectedEnd) {
         const OutputCapture output;
         RefMatches matches = RefMatches::create();
         matches->threshold(settings.threshold);
         FullTap tap(scanner_, scanner_.rules().fullRules(input.language), matches, settings.percent,
                     settings.verbose);
         if (way == Way::TapFirst) {
-            input.writeInPieces([&](const std::string &piece) { tap.write(viewOf(piece)); });
+            input.writeInPieces(tapBytes,
+                                [&](const std::string &piece) { tap.write(viewOf(piece)); });
         }
         const unsigned int mask = scanner_.process(matches, input.properties, input.sender,
                                                    settings.percent, settings.verbose);
