@@ -40,7 +40,7 @@ struct Literal {
 };
 
 // Upper bounds of what requiredLiterals gives.
-constexpr std::size_t kMaxAlternatives = 32;
+constexpr std::size_t kMaxAlternatives = 256;
 constexpr std::size_t kMaxByteSets = 4;
 
 // No literal is empty or begins with a zero byte; no list holds the same literal twice.

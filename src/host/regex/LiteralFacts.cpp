@@ -12,6 +12,9 @@ namespace {
 
 // Longer strings are not followed further; what is known of them is enough.
 constexpr std::size_t kMaxPieceBytes = 128;
+// How many strings may come of combining others. (A list that the pattern itself spells out may be
+// longer.)
+constexpr std::size_t kMaxProduct = 32;
 // A set of more bytes than this ends a string.
 constexpr std::size_t kMaxSetBytes = 10;
 // How many factors and byte sets a part of a pattern hands up.
@@ -77,10 +80,15 @@ void s_addNew(Pieces &pieces, const Piece &piece) {
     }
 }
 
+bool s_isTooMany(const Pieces &left, const Pieces &right) {
+    const bool multiplies = left.size() > 1 && right.size() > 1;
+    return left.size() * right.size() > (multiplies ? kMaxProduct : kMaxAlternatives);
+}
+
 // All of left before all of right. False, and joined is useless, where that is too much.
 bool s_join(const Pieces &left, const Pieces &right, Pieces &joined) {
     joined.clear();
-    if (left.size() * right.size() > kMaxAlternatives) {
+    if (s_isTooMany(left, right)) {
         return false;
     }
     for (const Piece &first : left) {
@@ -116,13 +124,13 @@ bool s_repeat(const Pieces &pieces, std::size_t least, std::size_t most, Pieces 
         all = longer;
         ++times;
     }
-    if (times < least || most - least > kMaxAlternatives) {
+    if (times < least || most - least > kMaxProduct) {
         return false;
     }
     Pieces power = all;
     Pieces united = all;
     for (; times < most; ++times) {
-        if (!s_join(power, pieces, longer) || united.size() + longer.size() > kMaxAlternatives) {
+        if (!s_join(power, pieces, longer) || united.size() + longer.size() > kMaxProduct) {
             return false;
         }
         s_unite(united, longer);
@@ -192,12 +200,14 @@ bool s_shrink(Pieces &pieces) {
     return false;
 }
 
-// A single byte must not be a common one, whatever the tables say.
+// A single byte must not be one that texts have many of, whatever the tables say.
 bool s_isTooShort(const Piece &piece) {
-    return piece.bytes.empty() ||
-           (piece.bytes.size() == 1 &&
-            (s_isAlphanumeric(static_cast<unsigned char>(piece.bytes[0])) ||
-             std::string(" \t\r\n.,/:-=<>\"_").find(piece.bytes[0]) != std::string::npos));
+    constexpr unsigned char kDelete = 0x7F;
+    if (piece.bytes.size() != 1) {
+        return piece.bytes.empty();
+    }
+    const auto byte = static_cast<unsigned char>(piece.bytes[0]);
+    return isWhiteSpace(byte) || (byte >= ' ' && byte != kDelete);
 }
 
 } // namespace
@@ -353,7 +363,7 @@ void FactFinder::extend(Run &run, const Pieces &next, Facts &facts) {
         facts.prefixRun = run.number;
         run.fromStart = false;
     }
-    if (run.pieces.size() * next.size() <= kMaxAlternatives) {
+    if (!s_isTooMany(run.pieces, next)) {
         run.parts.assign(1, next);
     }
     run.pieces = next;
