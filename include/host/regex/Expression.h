@@ -16,6 +16,7 @@
 // Threads: immutable once compiled; any number of threads may match at once, also through copies of
 // one handle.
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -43,6 +44,11 @@ public:
     // error: a pattern that needs too many steps, or start beyond the end. The answer is false
     // then.
     bool matches(const Buffer &subject, unsigned int start, bool *failed) const;
+
+    // The same for bytes that are in no buffer: no reference is counted, nothing is allocated but by
+    // the first match of a thread. data may be null where length is 0.
+    bool matches(const unsigned char *data, std::size_t length, std::size_t start,
+                 bool *failed) const;
 
 private:
     struct Code;

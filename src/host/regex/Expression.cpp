@@ -1,6 +1,7 @@
 #include "host/regex/Expression.h"
 
 #include <array>
+#include <utility>
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
@@ -59,9 +60,15 @@ public:
         pcre2_jit_stack_assign(context_.get(), nullptr, stack_.get());
     }
 
-    int match(const pcre2_code *code, PCRE2_SPTR subject, std::size_t length, std::size_t start,
-              std::uint32_t options) const {
-        return pcre2_match(code, subject, length, start, options, data_.get(), context_.get());
+    // Runs machine code; start must not be beyond length.
+    int matchCompiled(const pcre2_code *code, PCRE2_SPTR subject, std::size_t length,
+                      std::size_t start) const {
+        return pcre2_jit_match(code, subject, length, start, 0, data_.get(), context_.get());
+    }
+
+    int interpret(const pcre2_code *code, PCRE2_SPTR subject, std::size_t length,
+                  std::size_t start) const {
+        return pcre2_match(code, subject, length, start, PCRE2_NO_JIT, data_.get(), context_.get());
     }
 
 private:
@@ -120,26 +127,44 @@ std::unique_ptr<pcre2_code, CodeDeleter> s_compile(const std::string &text, unsi
 
 struct ExpressionImpl::Code {
     std::unique_ptr<pcre2_code, CodeDeleter> compiled;
+    bool hasMachineCode = false;
+
+    // Makes machine code where that can express the pattern; the rest is left to the interpreter.
+    // UTF-8 patterns are compiled for invalid subjects, so that neither way checks these first.
+    void translate() {
+        std::size_t bytes = 0;
+        pcre2_jit_compile(compiled.get(), PCRE2_JIT_COMPLETE);
+        pcre2_pattern_info(compiled.get(), PCRE2_INFO_JITSIZE, &bytes);
+        hasMachineCode = bytes > 0;
+    }
 };
 
-ExpressionImpl::ExpressionImpl(const std::string &text, unsigned int options, bool jit)
-    : code_(std::make_unique<const Code>(Code{s_compile(text, options)})) {
+ExpressionImpl::ExpressionImpl(const std::string &text, unsigned int options, bool jit) {
+    Code code{s_compile(text, options), false};
     if (jit) {
-        // A pattern that machine code cannot express is left to the interpreter.
-        pcre2_jit_compile(code_->compiled.get(), PCRE2_JIT_COMPLETE);
+        code.translate();
     }
+    code_ = std::make_unique<const Code>(std::move(code));
 }
 
 ExpressionImpl::~ExpressionImpl() = default;
 
 bool ExpressionImpl::matches(const Buffer &subject, unsigned int start, bool *failed) const {
+    return matches(subject.data(), subject.length(), start, failed);
+}
+
+bool ExpressionImpl::matches(const unsigned char *data, std::size_t length, std::size_t start,
+                             bool *failed) const {
     constexpr PCRE2_UCHAR kNothing = 0;
-    const PCRE2_SPTR bytes = subject.data() != nullptr ? subject.data() : &kNothing;
+    const PCRE2_SPTR bytes = data != nullptr ? data : &kNothing;
     const MatchState &state = s_matchState();
     const pcre2_code *code = code_->compiled.get();
-    int result = state.match(code, bytes, subject.length(), start, 0);
+    int result = PCRE2_ERROR_JIT_STACKLIMIT;
+    if (code_->hasMachineCode && start <= length) {
+        result = state.matchCompiled(code, bytes, length, start);
+    }
     if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
-        result = state.match(code, bytes, subject.length(), start, PCRE2_NO_JIT);
+        result = state.interpret(code, bytes, length, start);
     }
     if (failed != nullptr) {
         *failed = result < PCRE2_ERROR_NOMATCH;

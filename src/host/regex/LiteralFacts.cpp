@@ -97,7 +97,7 @@ bool s_join(const Pieces &left, const Pieces &right, Pieces &joined) {
                 return false;
             }
             s_addNew(joined, {first.bytes + second.bytes, first.folds || second.folds,
-                              first.strict || second.strict});
+                              first.strict || second.strict, -1});
         }
     }
     return true;
@@ -152,13 +152,16 @@ void s_addCharacters(const ByteSet &set, Pieces &pieces) {
         const bool folds = other != byte && set[other];
         if (!folds || s_isLower(byte)) {
             const auto character = static_cast<char>(byte);
-            pieces.push_back({std::string(1, character), folds, other != byte && !folds});
+            pieces.push_back({std::string(1, character), folds, other != byte && !folds, -1});
         }
     }
 }
 
 // Brings a piece to the form of a literal.
 void s_normalise(Piece &piece) {
+    if (piece.perMiB >= 0) {
+        return;
+    }
     piece.bytes.erase(0, piece.bytes.find_first_not_of('\0'));
     if (piece.folds) {
         std::string lower;
@@ -190,7 +193,10 @@ bool s_shrink(Pieces &pieces) {
     for (const std::size_t length : {kMaxPieceBytes, std::size_t{8}, std::size_t{6}, std::size_t{5},
                                      std::size_t{4}, std::size_t{3}}) {
         for (Piece &piece : pieces) {
-            piece.bytes.resize(std::min(length, piece.bytes.size()));
+            if (piece.bytes.size() > length) {
+                piece.bytes.resize(length);
+                piece.perMiB = -1;
+            }
         }
         pieces = s_withoutHolders(pieces);
         if (pieces.size() <= kMaxAlternatives) {
@@ -213,8 +219,11 @@ bool s_isTooShort(const Piece &piece) {
 } // namespace
 
 bool holds(const Piece &piece, const Piece &part) {
-    if (!part.folds) {
-        return !piece.folds && piece.bytes.find(part.bytes) != std::string::npos;
+    if (piece.bytes.size() < part.bytes.size() || (piece.folds && !part.folds)) {
+        return false;
+    }
+    if (piece.folds == part.folds) {
+        return piece.bytes.find(part.bytes) != std::string::npos;
     }
     std::string lower;
     copyStringToLower(piece.bytes.data(), lower, 0, piece.bytes.size());
@@ -244,21 +253,30 @@ bool FactFinder::makeFactor(Pieces pieces, Factor &factor) const {
         return false;
     }
     factor.cost = 0;
-    for (const Piece &piece : factor.pieces) {
-        factor.cost += expectedPerMiB(piece.bytes, kind_) + kPieceCost;
+    for (Piece &piece : factor.pieces) {
+        if (piece.perMiB < 0) {
+            piece.perMiB = expectedPerMiB(piece.bytes, kind_);
+        }
+        factor.cost += piece.perMiB + kPieceCost;
+        if (factor.cost > kMaxHitsPerMiB) {
+            return false;
+        }
     }
-    return factor.cost <= kMaxHitsPerMiB;
+    return true;
 }
 
-// Keeps the cheapest factor of each run.
 void FactFinder::addFactor(Facts &facts, Pieces pieces, unsigned int run) {
     Factor factor;
     factor.run = run;
-    if (!makeFactor(std::move(pieces), factor)) {
-        return;
+    if (makeFactor(std::move(pieces), factor)) {
+        addFactor(facts, factor);
     }
+}
+
+// Keeps the cheapest factor of each run.
+void FactFinder::addFactor(Facts &facts, const Factor &factor) {
     const auto known = std::find_if(facts.factors.begin(), facts.factors.end(),
-                                    [&](const Factor &other) { return other.run == run; });
+                                    [&](const Factor &other) { return other.run == factor.run; });
     if (known != facts.factors.end() && known->cost <= factor.cost) {
         return;
     }
@@ -268,7 +286,7 @@ void FactFinder::addFactor(Facts &facts, Pieces pieces, unsigned int run) {
     const auto behind =
         std::upper_bound(facts.factors.begin(), facts.factors.end(), factor.cost,
                          [](double cost, const Factor &other) { return cost < other.cost; });
-    facts.factors.insert(behind, std::move(factor));
+    facts.factors.insert(behind, factor);
     if (facts.factors.size() > kMaxFactors) {
         facts.factors.pop_back();
     }
@@ -384,7 +402,7 @@ Facts FactFinder::ofSequence(const PatternNode &node) {
         const Facts next = of(child);
         facts.least = s_plus(facts.least, next.least);
         for (const Factor &factor : next.factors) {
-            addFactor(facts, factor.pieces, factor.run);
+            addFactor(facts, factor);
         }
         for (const RareSet &set : next.sets) {
             addSet(facts, set.bytes);

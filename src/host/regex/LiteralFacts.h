@@ -18,6 +18,7 @@ struct Piece {
     std::string bytes;
     bool folds = false;
     bool strict = false;
+    double perMiB = -1; // expected hits; negative where that has not been worked out
 };
 using Pieces = std::vector<Piece>;
 
@@ -74,6 +75,7 @@ private:
     Facts ofAhead(const PatternNode &node);
 
     void addFactor(Facts &facts, Pieces pieces, unsigned int run);
+    static void addFactor(Facts &facts, const Factor &factor);
     void addEnds(Facts &facts);
     void addSet(Facts &facts, const ByteSet &set) const;
     void addUnion(Facts &facts, const std::vector<Facts> &branches, std::size_t rank);

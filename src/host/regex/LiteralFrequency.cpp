@@ -94,11 +94,10 @@ double s_bitsWithinClass(unsigned char characterClass) {
     }
 }
 
-// A place in a piece of furniture where a literal may begin.
+// A piece of furniture, or the end of one, with which a literal may begin.
 struct Place {
-    std::string text; // from there on
+    std::string text;
     double bits;
-    bool start;
 };
 
 class Table {
@@ -124,10 +123,12 @@ public:
         for (std::size_t at = 0; at < bytes.size(); ++at) {
             const std::size_t before = at == 0 ? kCharacterClasses : classAt(bytes, at - 1);
             least[at + 1] = std::min(least[at + 1], least[at] + bits(before, classAt(bytes, at)));
-            for (const Place &place : places_[static_cast<unsigned char>(bytes[at])]) {
-                const std::size_t length = place.start || at == 0 ? overlap(place, bytes, at) : 0;
-                least[at + length] = std::min(least[at + length], least[at] + place.bits +
-                                                                      (length == 0 ? kMaxBits : 0));
+            const auto &places = at == 0 ? places_ : starts_;
+            for (const Place &place : places[static_cast<unsigned char>(bytes[at])]) {
+                const std::size_t length = overlap(place, bytes, at);
+                if (length > 0) {
+                    least[at + length] = std::min(least[at + length], least[at] + place.bits);
+                }
             }
         }
         return std::min(least[bytes.size()], kMaxBits);
@@ -143,10 +144,16 @@ private:
                s_bitsWithinClass(static_cast<unsigned char>(within));
     }
 
-    // How many bytes at a position the furniture covers: up to its end or theirs, or none.
+    // How many bytes at a position the furniture covers: up to its end or theirs, or none. The first is
+    // the same.
     static std::size_t overlap(const Place &place, const std::string &bytes, std::size_t at) {
         const std::size_t length = std::min(place.text.size(), bytes.size() - at);
-        return bytes.compare(at, length, place.text, 0, length) == 0 ? length : 0;
+        for (std::size_t i = 1; i < length; ++i) {
+            if (bytes[at + i] != place.text[i]) {
+                return 0;
+            }
+        }
+        return length;
     }
 
     void addFurniture(const Furniture &row) {
@@ -155,13 +162,17 @@ private:
             std::replace(text.begin(), text.end(), '~', ' ');
             for (std::size_t at = 0; at < text.size(); ++at) {
                 places_[static_cast<unsigned char>(text[at])].push_back(
-                    {text.substr(at), static_cast<double>(row.bits), at == 0});
+                    {text.substr(at), static_cast<double>(row.bits)});
             }
+            const auto first = static_cast<unsigned char>(text.front());
+            starts_[first].push_back({text, static_cast<double>(row.bits)});
         }
     }
 
     const PairTable &pairs_;
+    // By their first byte. In the middle of a literal only whole pieces of furniture begin.
     std::array<std::vector<Place>, kBytes> places_;
+    std::array<std::vector<Place>, kBytes> starts_;
     std::array<unsigned char, kBytes> classes_{};
     std::array<double, kBytes> share_{};
 };

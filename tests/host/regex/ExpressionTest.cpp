@@ -104,6 +104,14 @@ TEST(Expression, StartsAtOffsetAndSeesWhatIsBefore) {
     EXPECT_TRUE(failed);
     EXPECT_TRUE(Expression("//", kNoOptions, true)(Buffer(nullptr, 0, true), &failed));
     EXPECT_FALSE(failed);
+    for (const bool jit : {true, false}) {
+        const Expression same("(?<=a)b", kNoOptions, jit);
+        EXPECT_TRUE(same->matches(subject.data(), 5, 4, &failed));
+        EXPECT_FALSE(same->matches(subject.data(), 3, 2, &failed));
+        EXPECT_FALSE(failed);
+        EXPECT_FALSE(same->matches(nullptr, 0, 1, &failed));
+        EXPECT_TRUE(failed);
+    }
 }
 
 TEST(Expression, RunawayPatternFailsInsteadOfStalling) {
