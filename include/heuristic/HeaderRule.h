@@ -26,6 +26,8 @@
 
 namespace Corvane::Heuristic {
 
+enum class HeaderValues;
+
 // The text with its encoded words (RFC 2047) decoded, owning its bytes; or, where it holds none or they cannot be
 // decoded, a view of text as it stands, which must outlive the result.
 CORVANE_HEURISTIC_API Buffer headerValueDecode(const std::string &text);
@@ -132,6 +134,9 @@ public:
     void check(const RefHeaderList &headers);
     void check(const std::list<Header> &headers);
 
+    // The same on the headers with their values repaired to UTF-8, each cut to 2047 bytes.
+    void checkInUtf8(const RefHeaderList &headers);
+
 private:
     friend class StageRules;
 
@@ -139,6 +144,8 @@ private:
 
     template <class Headers>
     void checkAll(const Headers &headers);
+    template <class Headers>
+    void checkFiltered(const Headers &headers, HeaderValues values);
     RefRuleList rules_;
 };
 

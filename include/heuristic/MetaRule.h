@@ -38,7 +38,10 @@ public:
         Type type() const { return type_; }
         char opvalue() const { return code_; }
         const std::string &strvalue() const { return text_; }
-        float value() const { return number_; }
+        float value() const { return type_ == Number ? number_ : 0.0F; }
+
+        // What an atom counts for as a number: its value, the number that a name begins with, else 0.0.
+        float number() const { return number_; }
 
         // Whether this is the operator of that code.
         bool is(char code) const { return type_ == Operator && code_ == code; }

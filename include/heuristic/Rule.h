@@ -103,6 +103,7 @@ protected:
     void noteEdit();
 
 private:
+    friend class RefMatches;
     friend class RuleIndex;
 
     enum Activity : unsigned int { Undecided = 0, Active = 1, Inactive = 2 };

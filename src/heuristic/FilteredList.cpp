@@ -35,13 +35,41 @@ void FilteredPass::add(std::uint32_t start, std::uint32_t length, std::uint32_t 
     memory_->texts.push_back({start, length, unit, 0});
 }
 
-void FilteredPass::stage(const Buffer &text, std::uint32_t unit, HeaderForm form) {
+std::uint32_t FilteredPass::stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
+                                  HeaderForm form) {
     std::vector<unsigned char> &staged = memory_->staged;
     const auto start = static_cast<std::uint32_t>(staged.size());
-    if (text.length() > 0) {
-        staged.insert(staged.end(), text.data(), text.data() + text.length());
+    for (const std::string_view part : parts) {
+        staged.insert(staged.end(), part.begin(), part.end());
     }
-    memory_->texts.push_back({start, text.length(), unit, static_cast<std::uint8_t>(form)});
+    memory_->texts.push_back({start, static_cast<std::uint32_t>(staged.size()) - start, unit,
+                              static_cast<std::uint8_t>(form)});
+    return static_cast<std::uint32_t>(memory_->texts.size() - 1);
+}
+
+void FilteredPass::decodeLast(std::uint32_t text) {
+    constexpr std::string_view kWordBegin = "=?";
+    if (text == kNoText) {
+        return;
+    }
+    ScanText &range = memory_->texts[text];
+    std::vector<unsigned char> &staged = memory_->staged;
+    const auto begin = staged.begin() + range.start;
+    if (std::search(begin, staged.end(), kWordBegin.begin(), kWordBegin.end()) == staged.end()) {
+        return;
+    }
+    const std::string encoded(begin, staged.end());
+    const Buffer decoded = headerValueDecode(encoded);
+    staged.resize(range.start);
+    if (decoded.length() > 0) {
+        staged.insert(staged.end(), decoded.data(), decoded.data() + decoded.length());
+    }
+    range.length = decoded.length();
+}
+
+Buffer FilteredPass::staged(std::uint32_t text) const {
+    const ScanText &range = memory_->texts[text];
+    return {memory_->staged.data() + range.start, range.length, true};
 }
 
 void FilteredPass::alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules) {
@@ -113,21 +141,21 @@ bool FilteredPass::matchesText(std::uint32_t rule, const Buffer &text, TextFacts
     return filter.isLiteral(rule) || (indexed.expression->matches(text, 0, &failed) && !failed);
 }
 
-bool FilteredPass::tryHeader(std::uint32_t unit, const HeaderRuleParameter &header,
-                             Selectors selectors, RefMatches &matches) {
+bool FilteredPass::tryHeader(std::uint32_t unit, const Forms &forms, Selectors selectors,
+                             RefMatches &matches) {
     return tryUnit(unit, matches, [&](std::uint32_t rule) {
         const IndexedRule &indexed = list_.rules().rules[rule];
         return std::find(selectors.begin, selectors.end, indexed.selector) != selectors.end &&
-               matchesHeader(indexed, rule, header);
+               matchesHeader(indexed, rule, forms);
     });
 }
 
 bool FilteredPass::matchesHeader(const IndexedRule &indexed, std::uint32_t rule,
-                                 const HeaderRuleParameter &header) {
+                                 const Forms &forms) const {
     if (indexed.trial == IndexedRule::Trial::Always) {
         return true;
     }
-    const Buffer &text = header.form(indexed.form);
+    const Buffer text = staged(forms[static_cast<std::size_t>(indexed.form)]);
     const bool positive = indexed.trial == IndexedRule::Trial::Match;
     TextFacts facts(text.data(), text.length(), *memory_);
     // What is not worth trying cannot match, but may fail.

@@ -7,7 +7,10 @@
 //
 // Only for scans without a trace, which has to name each rule of the walk.
 
+#include <array>
 #include <cstdint>
+#include <initializer_list>
+#include <string_view>
 #include <vector>
 
 #include "heuristic/BitSet.h"
@@ -58,14 +61,28 @@ public:
         const std::uint32_t *end;
     };
 
+    // The texts of a header by the form's number, kNoText for a form that no rule asks for.
+    static constexpr std::uint32_t kNoText = 0xFFFFFFFF;
+    static constexpr std::size_t kForms = 5;
+    using Forms = std::array<std::uint32_t, kForms>;
+
     explicit FilteredPass(FilteredList &list) : list_(list) {}
 
     // Starts anew.
     void clear();
 
-    // The next text, a range of what select will be given; or copied behind those before it.
+    // The next text, a range of what select will be given.
     void add(std::uint32_t start, std::uint32_t length, std::uint32_t unit);
-    void stage(const Buffer &text, std::uint32_t unit, HeaderForm form);
+
+    // The next text, joined of the parts, which are copied behind the texts before it; answers its number.
+    std::uint32_t stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
+                        HeaderForm form = HeaderForm::Value);
+
+    // Decodes the encoded words of a text that was staged last; does nothing for kNoText.
+    void decodeLast(std::uint32_t text);
+
+    // A staged text, good until the next one is staged.
+    Buffer staged(std::uint32_t text) const;
 
     // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
     bool isFull() const {
@@ -86,16 +103,15 @@ public:
     // whether one did. Throws as RefMatches::add.
     bool tryText(std::uint32_t unit, const Buffer &text, RefMatches &matches);
 
-    // The same for a header in all its forms; the rules of other selectors are left out.
-    bool tryHeader(std::uint32_t unit, const HeaderRuleParameter &header, Selectors selectors,
+    // The same for a header whose forms were staged; the rules of other selectors are left out.
+    bool tryHeader(std::uint32_t unit, const Forms &forms, Selectors selectors,
                    RefMatches &matches);
 
 private:
     template <class Matches>
     bool tryUnit(std::uint32_t unit, RefMatches &matches, Matches match);
     bool matchesText(std::uint32_t rule, const Buffer &text, TextFacts &facts) const;
-    bool matchesHeader(const IndexedRule &indexed, std::uint32_t rule,
-                       const HeaderRuleParameter &header);
+    bool matchesHeader(const IndexedRule &indexed, std::uint32_t rule, const Forms &forms) const;
 
     FilteredList &list_;
     ScanMemoryLease memory_;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <vector>
+#include <string_view>
 
 #include "heuristic/Definition.h"
 #include "heuristic/Failure.h"
@@ -20,10 +20,6 @@ constexpr int kLineRoomBytes = 1024;
 // Lines are scanned together up to about this many bytes.
 constexpr unsigned int kPortionBytes = 64U * 1024;
 constexpr unsigned char kLineFeed = '\n';
-
-Buffer s_view(const std::string &text) {
-    return {text.data(), static_cast<unsigned int>(text.size()), true};
-}
 
 // Adds complete lines at the start of the text, as many as fit a pass; answers how many.
 std::uint32_t s_addLines(FilteredPass &pass, const Buffer &text) {
@@ -112,19 +108,17 @@ void FullCheck::checkAll(const Headers &headers) {
     }
     FilteredPass pass(*filtered_);
     for (auto next = headers.begin(); next != headers.end();) {
-        std::vector<std::string> texts;
-        pass.clear();
-        for (; next != headers.end() && !pass.isFull(); ++next) {
-            texts.push_back(next->asString());
-            pass.stage(s_view(texts.back()), static_cast<std::uint32_t>(texts.size() - 1),
-                       HeaderForm::Value);
+        std::uint32_t units = 0;
+        for (pass.clear(); next != headers.end() && !pass.isFull(); ++next) {
+            const std::string_view separator = next->isNull() ? "" : ": ";
+            pass.stage({next->type(), separator, next->value()}, units++);
         }
         pass.selectStaged();
-        for (std::size_t unit = 0; unit < texts.size(); ++unit) {
+        for (std::uint32_t unit = 0; unit < units; ++unit) {
             if (matches_->tripped()) {
                 return;
             }
-            pass.tryText(static_cast<std::uint32_t>(unit), s_view(texts[unit]), matches_);
+            pass.tryText(unit, pass.staged(unit), matches_);
         }
     }
 }

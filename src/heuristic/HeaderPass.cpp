@@ -1,32 +1,91 @@
 #include "heuristic/HeaderPass.h"
 
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "host/parser/HeaderText.h"
+
 namespace Corvane::Heuristic {
+
+namespace {
+
+// Room for a header value in UTF-8, its terminator included; a longer value is checked as far as it fits.
+constexpr int kHeaderRoomBytes = 2048;
+
+constexpr unsigned int s_bit(HeaderForm form) {
+    return 1U << static_cast<unsigned int>(form);
+}
+
+// Whether the conversion to UTF-8 leaves the value as it is, as far as that can be told at a glance.
+bool s_isShortAscii(const std::string &value) {
+    unsigned char all = 0;
+    bool isZero = false;
+    for (const char byte : value) {
+        all |= static_cast<unsigned char>(byte);
+        isZero |= byte == '\0';
+    }
+    return all < 0x80U && !isZero && value.size() < kHeaderRoomBytes;
+}
+
+} // namespace
+
+std::string headerValueInUtf8(const std::string &value) {
+    if (s_isShortAscii(value)) {
+        return value;
+    }
+    std::array<char, kHeaderRoomBytes> text{};
+    tessel_to_utf8(value.c_str(), text.data(), kHeaderRoomBytes, 0);
+    return std::string(text.data());
+}
 
 void HeaderPass::add(const Header &header) {
     const auto number = static_cast<std::uint32_t>(units_.size());
     Unit &unit = units_.emplace_back();
+    unit.forms.fill(FilteredPass::kNoText);
     unit.firstSelector = selectors_.size();
     found_.clear();
-    if (!header.isNull()) {
+    // The conversion makes an empty header of a null one.
+    if (!header.isNull() || values_ == HeaderValues::InUtf8) {
         list_.index().headers().find(header.type(), found_);
         selectors_.insert(selectors_.end(), found_.begin(), found_.end());
     }
     unit.lastSelector = selectors_.size();
-    if (found_.empty()) {
-        return;
-    }
-    unit.header.emplace(header);
-    unsigned int staged = 0;
+    unsigned int wanted = 0;
     for (const std::uint32_t each : found_) {
         const HeaderSelectors::Selector &selector = list_.index().headers().at(each);
         pass_.alsoTry(number, selector.unfiltered);
-        for (const HeaderForm form : selector.forms) {
-            const unsigned int bit = 1U << static_cast<unsigned int>(form);
-            if ((staged & bit) == 0) {
-                staged |= bit;
-                pass_.stage(unit.header->form(form), number, form);
-            }
+        wanted |= selector.forms;
+    }
+    if (wanted == 0) {
+        return;
+    }
+    if (values_ == HeaderValues::AsTheyAre || s_isShortAscii(header.value())) {
+        stageForms(header, header.value(), wanted);
+    } else {
+        stageForms(header, headerValueInUtf8(header.value()), wanted);
+    }
+}
+
+// Puts the wanted forms of the latest unit's header behind the texts of the pass.
+void HeaderPass::stageForms(const Header &header, const std::string &value, unsigned int wanted) {
+    const auto number = static_cast<std::uint32_t>(units_.size() - 1);
+    FilteredPass::Forms &forms = units_.back().forms;
+    const auto stage = [&](HeaderForm form, std::initializer_list<std::string_view> parts) {
+        if ((wanted & s_bit(form)) != 0) {
+            forms[static_cast<std::size_t>(form)] = pass_.stage(parts, number, form);
         }
+    };
+    stage(HeaderForm::Raw, {value});
+    stage(HeaderForm::Value, {value});
+    pass_.decodeLast(forms[static_cast<std::size_t>(HeaderForm::Value)]);
+    stage(HeaderForm::All, {header.type(), ": ", value});
+    pass_.decodeLast(forms[static_cast<std::size_t>(HeaderForm::All)]);
+    if ((wanted & (s_bit(HeaderForm::Addr) | s_bit(HeaderForm::Name))) != 0) {
+        const EmailAddress parsed = EmailAddress::rfc5322Parse(value, true);
+        const bool isNull = parsed.isNull();
+        stage(HeaderForm::Addr, {isNull ? std::string_view() : parsed.address()});
+        stage(HeaderForm::Name, {isNull ? std::string_view() : parsed.displayName()});
     }
 }
 
@@ -35,11 +94,10 @@ bool HeaderPass::run() {
     std::uint32_t number = 0;
     bool tripped = false;
     for (const Unit &unit : units_) {
-        if (unit.header.has_value()) {
-            const FilteredPass::Selectors selectors{selectors_.data() + unit.firstSelector,
-                                                    selectors_.data() + unit.lastSelector};
-            pass_.tryHeader(number, *unit.header, selectors, matches_);
-        }
+        pass_.tryHeader(
+            number, unit.forms,
+            {selectors_.data() + unit.firstSelector, selectors_.data() + unit.lastSelector},
+            matches_);
         ++number;
         tripped = matches_->tripped();
         if (tripped) {

@@ -2,11 +2,10 @@
 #define CORVANE_HEURISTIC_HEADERPASS_H
 
 // Header rules tried on the headers of one message through the index of their set: each header only in the forms, and
-// with the rules, that its name calls for.
+// with the rules, that its name calls for. The forms are gathered where they are scanned; no header is copied.
 
 #include <cstdint>
-#include <list>
-#include <optional>
+#include <string>
 #include <vector>
 
 #include "heuristic/FilteredList.h"
@@ -14,13 +13,19 @@
 
 namespace Corvane::Heuristic {
 
+// How the values of headers are taken.
+enum class HeaderValues { AsTheyAre, InUtf8 };
+
+// The value repaired to UTF-8 and cut to the 2047 bytes that header rules see of it.
+std::string headerValueInUtf8(const std::string &value);
+
 class HeaderPass {
 public:
-    // Both must outlive the pass.
-    HeaderPass(FilteredList &list, RefMatches &matches)
-        : list_(list), matches_(matches), pass_(list) {}
+    // The list and the match set must outlive the pass.
+    HeaderPass(FilteredList &list, RefMatches &matches, HeaderValues values)
+        : list_(list), matches_(matches), values_(values), pass_(list) {}
 
-    // Takes a copy of the next header. Once the pass is full it should be run before it takes another one.
+    // Takes the next header. Once the pass is full it should be run before it takes another one.
     void add(const Header &header);
     bool isFull() const { return pass_.isFull(); }
 
@@ -29,17 +34,20 @@ public:
     bool run();
 
 private:
-    // A header that some rule may be for, with a range of selectors_.
+    // A header, with its range of selectors_.
     struct Unit {
-        std::optional<HeaderRuleParameter> header;
         std::size_t firstSelector;
         std::size_t lastSelector;
+        FilteredPass::Forms forms;
     };
+
+    void stageForms(const Header &header, const std::string &value, unsigned int wanted);
 
     FilteredList &list_;
     RefMatches &matches_;
+    HeaderValues values_;
     FilteredPass pass_;
-    std::list<Unit> units_;
+    std::vector<Unit> units_;
     std::vector<std::uint32_t> selectors_;
     std::vector<std::uint32_t> found_;
 };

@@ -36,7 +36,7 @@ const Regex::Expression &s_encodedWord() {
 } // namespace
 
 Buffer headerValueDecode(const std::string &text) {
-    if (!text.empty() && s_encodedWord()(text, nullptr)) {
+    if (text.find("=?") != std::string::npos && s_encodedWord()(text, nullptr)) {
         try {
             return stringDecodeRfc2047(text);
         } catch (const Exception &) {
@@ -236,7 +236,7 @@ HeaderCheck::~HeaderCheck() = default;
 
 bool HeaderCheck::operator()(const Header &header) {
     if (filtered_ != nullptr) {
-        HeaderPass pass(*filtered_, matches_);
+        HeaderPass pass(*filtered_, matches_, HeaderValues::AsTheyAre);
         pass.add(header);
         return pass.run();
     }
@@ -251,11 +251,16 @@ bool HeaderCheck::operator()(const Header &header) {
 // Each header in order, up to the one that trips the match set.
 template <class Headers>
 void HeaderCheck::checkAll(const Headers &headers) {
-    if (filtered_ == nullptr) {
+    if (filtered_ != nullptr) {
+        checkFiltered(headers, HeaderValues::AsTheyAre);
+    } else {
         (void)std::find_if(headers.begin(), headers.end(), std::ref(*this));
-        return;
     }
-    HeaderPass pass(*filtered_, matches_);
+}
+
+template <class Headers>
+void HeaderCheck::checkFiltered(const Headers &headers, HeaderValues values) {
+    HeaderPass pass(*filtered_, matches_, values);
     for (const Header &header : headers) {
         pass.add(header);
         if (pass.isFull() && pass.run()) {
@@ -263,6 +268,22 @@ void HeaderCheck::checkAll(const Headers &headers) {
         }
     }
     pass.run();
+}
+
+void HeaderCheck::checkInUtf8(const RefHeaderList &headers) {
+    if (filtered_ == nullptr) {
+        RefHeaderList converted(true);
+        for (const Header &header : *headers) {
+            converted->append(Header(header.type(), headerValueInUtf8(header.value())));
+        }
+        check(converted);
+        return;
+    }
+    try {
+        checkFiltered(*headers, HeaderValues::InUtf8);
+    } catch (const Exception &failure) {
+        wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
+    }
 }
 
 void HeaderCheck::check(const EmailAddress &envelopeFrom) {

@@ -1,6 +1,3 @@
-#include <locale>
-#include <sstream>
-
 #include "heuristic/Failure.h"
 #include "heuristic/MetaRule.h"
 
@@ -211,10 +208,7 @@ float MetaRuleArithmeticEvaluator::atomToFloat(const Atom &atom) const {
     if (!matches_.find(atom.strvalue()).isNull()) {
         return 1.0F;
     }
-    std::istringstream stream(atom.strvalue());
-    stream.imbue(std::locale::classic());
-    float number = 0.0F;
-    return stream >> number ? number : 0.0F;
+    return atom.number();
 }
 
 float MetaRuleArithmeticEvaluator::lastValue() {

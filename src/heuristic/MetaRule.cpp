@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <locale>
+#include <sstream>
 #include <string_view>
 
 #include "heuristic/Failure.h"
@@ -26,13 +28,22 @@ constexpr std::size_t kShortestSubruleName = 3;
     fail("MetaRule::value", Exception::kGeneral, kFile, line, expression);
 }
 
+// The number that a name begins with, 0.0 for none.
+float s_leadingNumber(const std::string &name) {
+    std::istringstream stream(name);
+    stream.imbue(std::locale::classic());
+    float number = 0.0F;
+    return stream >> number ? number : 0.0F;
+}
+
 } // namespace
 
 MetaRule::Atom::Atom() : type_(Empty), code_(0), number_(0.0F) {}
 
 MetaRule::Atom::Atom(char code) : type_(Operator), code_(code), number_(0.0F) {}
 
-MetaRule::Atom::Atom(const std::string &text) : type_(Name), code_(0), text_(text), number_(0.0F) {}
+MetaRule::Atom::Atom(const std::string &text)
+    : type_(Name), code_(0), text_(text), number_(s_leadingNumber(text)) {}
 
 MetaRule::Atom::Atom(float number) : type_(Number), code_(0), number_(number) {}
 

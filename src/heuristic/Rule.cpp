@@ -229,8 +229,15 @@ bool RefMatches::add(const RefRule &rule) {
     return (*this)->add(rule);
 }
 
+// Looks the name up as that of a rule, since the set is ordered by the names of rules.
 RefRule RefMatches::find(const std::string &name) const {
-    return isNull() ? RefRule() : s_find(**this, name);
+    static thread_local RefRule s_probe(Rule::Body, std::string());
+    if (isNull()) {
+        return {};
+    }
+    s_probe->name_ = name;
+    const auto found = (*this)->Matches::find(s_probe);
+    return found == (*this)->end() ? RefRule() : *found;
 }
 
 float RefMatches::score(bool recompute) const {

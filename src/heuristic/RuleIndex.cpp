@@ -44,7 +44,7 @@ const Regex::ExpressionImpl *s_compiled(const Regex::Expression &expression) {
 std::uint32_t HeaderSelectors::add(const StringPattern &pattern) {
     const auto [found, fresh] = byKey_.emplace(pattern.key(), size());
     if (fresh) {
-        selectors_.push_back({pattern, {}, {}});
+        selectors_.push_back({pattern, 0, {}});
         if (pattern.soleName() != nullptr) {
             byName_.emplace(*pattern.soleName(), found->second);
         } else {
@@ -204,7 +204,7 @@ RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
             static_cast<std::uint8_t>(selection.form)};
 }
 
-// Hands each header rule to its selector: what the filter cannot look for as a rule to try, of the others the form.
+// Hands each header rule to its selector: its form, and the rule itself where the filter cannot look for it.
 void RuleIndex::prepareHeaders() {
     const KindIndex &index = kinds_[Rule::Header];
     const std::vector<std::uint32_t> &unfiltered = index.filter->unfiltered();
@@ -214,12 +214,12 @@ void RuleIndex::prepareHeaders() {
             continue;
         }
         HeaderSelectors::Selector &selector = headers_.at(indexed.selector);
+        if (indexed.trial != IndexedRule::Trial::Always) {
+            selector.forms |= 1U << static_cast<unsigned int>(indexed.form);
+        }
         if (indexed.trial != IndexedRule::Trial::Match ||
             std::binary_search(unfiltered.begin(), unfiltered.end(), i)) {
             selector.unfiltered.push_back(i);
-        } else if (std::find(selector.forms.begin(), selector.forms.end(), indexed.form) ==
-                   selector.forms.end()) {
-            selector.forms.push_back(indexed.form);
         }
     }
 }

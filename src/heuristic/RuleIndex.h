@@ -68,8 +68,8 @@ public:
     // Rules that name their headers in the same way.
     struct Selector {
         StringPattern pattern;
-        // The forms that the filter's rules want to see; those of unfiltered rules are prepared when one is tried.
-        std::vector<HeaderForm> forms;
+        // One bit for each form, by its number, that the rules look at.
+        unsigned int forms = 0;
         // The rules to be tried on every such header; in ascending order.
         std::vector<std::uint32_t> unfiltered;
     };

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <list>
 #include <map>
 #include <utility>
@@ -13,7 +12,6 @@
 #include "heuristic/Scanner.h"
 #include "heuristic/StageRules.h"
 #include "heuristic/UriRule.h"
-#include "host/parser/HeaderText.h"
 #include "host/parser/Text.h"
 #include "host/parser/Utf2lang.h"
 
@@ -22,9 +20,6 @@ namespace Corvane::Heuristic {
 namespace {
 
 constexpr const char *kSubject = "Subject";
-
-// Room for a header value in UTF-8, its terminator included; a longer value is checked as far as it fits.
-constexpr int kHeaderRoomBytes = 2048;
 
 // Lower-case charset names and the languages that they are used for. ALL marks the charset whose text has to be looked
 // at. A charset that is not listed says nothing.
@@ -54,14 +49,6 @@ langID s_detect(const Buffer &text) {
     return detector.russian ? RU : DEFAULT;
 }
 
-// The header with its value repaired to UTF-8, cut to what fits.
-Header s_inUtf8(const Header &header) {
-    const std::string value = header.value();
-    std::array<char, kHeaderRoomBytes> text{};
-    tessel_to_utf8(value.c_str(), text.data(), kHeaderRoomBytes, 0);
-    return {header.type(), std::string(text.data())};
-}
-
 // One message on its way through the stages.
 class MessageScan {
 public:
@@ -76,11 +63,7 @@ public:
         StageRules rules = stage(Rule::Header);
         HeaderCheck check = rules.check<HeaderCheck>(matches_);
         check.check(sender);
-        RefHeaderList converted(true);
-        for (const Header &header : *headers) {
-            converted->append(s_inUtf8(header));
-        }
-        check.check(converted);
+        check.checkInUtf8(headers);
     }
 
     // Answers whether a rule was added, as do the next two.

@@ -82,18 +82,15 @@ void UriCheck::checkFiltered(const UriContainer &uris) {
         }
     }
     FilteredPass pass(*filtered_);
-    const auto view = [&texts](std::size_t number) {
-        return Buffer(texts[number]->data(), static_cast<unsigned int>(texts[number]->size()),
-                      true);
-    };
     for (std::size_t first = 0, next = 0; first < texts.size(); first = next) {
         pass.clear();
         for (; next < texts.size() && !pass.isFull(); ++next) {
-            pass.stage(view(next), static_cast<std::uint32_t>(next), HeaderForm::Value);
+            pass.stage({*texts[next]}, static_cast<std::uint32_t>(next));
         }
         pass.selectStaged();
         for (std::size_t each = first; each < next; ++each) {
-            pass.tryText(static_cast<std::uint32_t>(each), view(each), matches_);
+            const auto text = static_cast<std::uint32_t>(each - first);
+            pass.tryText(static_cast<std::uint32_t>(each), pass.staged(text), matches_);
         }
     }
 }
