@@ -130,17 +130,18 @@ void BodyCheck::checkPieces(const Buffer &body, bool raw) {
 
 void BodyCheck::checkFiltered(const Buffer &body, bool raw) {
     FilteredPass pass(*filtered_);
-    std::uint32_t unit = 0;
+    std::uint32_t pieces = 0;
     s_cut(body, raw, [&](const Piece &piece) {
-        pass.add(piece.start, piece.length, unit++);
+        pass.add(piece.start, piece.length, pieces++);
         return false;
     });
     pass.select(body.data());
-    unit = 0;
-    s_cut(body, raw, [&](const Piece &piece) {
-        pass.tryText(unit++, Buffer(body.data() + piece.start, piece.length, true), matches_);
-        return matches_->tripped();
-    });
+    for (std::uint32_t piece = 0; piece < pieces; ++piece) {
+        pass.tryText(piece, pass.text(piece, body.data()), matches_);
+        if (matches_->tripped()) {
+            return;
+        }
+    }
 }
 
 std::list<RefRule> BodyCheck::tryAll(const Buffer &text) {

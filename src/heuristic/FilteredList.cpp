@@ -1,6 +1,7 @@
 #include "heuristic/FilteredList.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "heuristic/BodyRule.h"
@@ -54,11 +55,11 @@ void FilteredPass::decodeLast(std::uint32_t text) {
     }
     ScanText &range = memory_->texts[text];
     std::vector<unsigned char> &staged = memory_->staged;
-    const auto begin = staged.begin() + range.start;
-    if (std::search(begin, staged.end(), kWordBegin.begin(), kWordBegin.end()) == staged.end()) {
+    if (memmem(staged.data() + range.start, range.length, kWordBegin.data(), kWordBegin.size()) ==
+        nullptr) {
         return;
     }
-    const std::string encoded(begin, staged.end());
+    const std::string encoded(staged.begin() + range.start, staged.end());
     const Buffer decoded = headerValueDecode(encoded);
     staged.resize(range.start);
     if (decoded.length() > 0) {
@@ -67,9 +68,9 @@ void FilteredPass::decodeLast(std::uint32_t text) {
     range.length = decoded.length();
 }
 
-Buffer FilteredPass::staged(std::uint32_t text) const {
+Buffer FilteredPass::text(std::uint32_t text, const unsigned char *base) const {
     const ScanText &range = memory_->texts[text];
-    return {memory_->staged.data() + range.start, range.length, true};
+    return {base + range.start, range.length, true};
 }
 
 void FilteredPass::alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules) {

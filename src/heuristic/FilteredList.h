@@ -71,6 +71,11 @@ public:
     // Starts anew.
     void clear();
 
+    // The selectors for headers of that name; good until the next call.
+    const std::vector<std::uint32_t> &selectorsOf(const std::string &name) {
+        return list_.index().headers().find(name, *memory_);
+    }
+
     // The next text, a range of what select will be given.
     void add(std::uint32_t start, std::uint32_t length, std::uint32_t unit);
 
@@ -81,8 +86,9 @@ public:
     // Decodes the encoded words of a text that was staged last; does nothing for kNoText.
     void decodeLast(std::uint32_t text);
 
-    // A staged text, good until the next one is staged.
-    Buffer staged(std::uint32_t text) const;
+    // A text by its number: a range of base, or a staged one, which is good until the next one is staged.
+    Buffer text(std::uint32_t text, const unsigned char *base) const;
+    Buffer staged(std::uint32_t text) const { return this->text(text, memory_->staged.data()); }
 
     // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
     bool isFull() const {

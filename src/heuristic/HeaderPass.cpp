@@ -20,12 +20,12 @@ constexpr unsigned int s_bit(HeaderForm form) {
 // Whether the conversion to UTF-8 leaves the value as it is, as far as that can be told at a glance.
 bool s_isShortAscii(const std::string &value) {
     unsigned char all = 0;
-    bool isZero = false;
+    unsigned char zeros = 0;
     for (const char byte : value) {
-        all |= static_cast<unsigned char>(byte);
-        isZero |= byte == '\0';
+        all = static_cast<unsigned char>(all | static_cast<unsigned char>(byte));
+        zeros = static_cast<unsigned char>(zeros | (byte == 0 ? 1U : 0U));
     }
-    return all < 0x80U && !isZero && value.size() < kHeaderRoomBytes;
+    return all < 0x80U && zeros == 0 && value.size() < kHeaderRoomBytes;
 }
 
 } // namespace
@@ -44,19 +44,17 @@ void HeaderPass::add(const Header &header) {
     Unit &unit = units_.emplace_back();
     unit.forms.fill(FilteredPass::kNoText);
     unit.firstSelector = selectors_.size();
-    found_.clear();
+    unsigned int wanted = 0;
     // The conversion makes an empty header of a null one.
     if (!header.isNull() || values_ == HeaderValues::InUtf8) {
-        list_.index().headers().find(header.type(), found_);
-        selectors_.insert(selectors_.end(), found_.begin(), found_.end());
+        for (const std::uint32_t each : pass_.selectorsOf(header.type())) {
+            const HeaderSelectors::Selector &selector = list_.index().headers().at(each);
+            pass_.alsoTry(number, selector.unfiltered);
+            wanted |= selector.forms;
+            selectors_.push_back(each);
+        }
     }
     unit.lastSelector = selectors_.size();
-    unsigned int wanted = 0;
-    for (const std::uint32_t each : found_) {
-        const HeaderSelectors::Selector &selector = list_.index().headers().at(each);
-        pass_.alsoTry(number, selector.unfiltered);
-        wanted |= selector.forms;
-    }
     if (wanted == 0) {
         return;
     }

@@ -49,7 +49,6 @@ private:
     FilteredPass pass_;
     std::vector<Unit> units_;
     std::vector<std::uint32_t> selectors_;
-    std::vector<std::uint32_t> found_;
 };
 
 } // namespace Corvane::Heuristic

@@ -54,8 +54,25 @@ std::uint32_t HeaderSelectors::add(const StringPattern &pattern) {
     return found->second;
 }
 
-void HeaderSelectors::find(const std::string &name, std::vector<std::uint32_t> &numbers) const {
-    numbers.clear();
+std::uint64_t HeaderSelectors::takeNumber() {
+    static std::atomic<std::uint64_t> s_last{0};
+    return ++s_last;
+}
+
+const std::vector<std::uint32_t> &HeaderSelectors::find(const std::string &name,
+                                                        ScanMemory &memory) const {
+    if (memory.selectorsOf != number_ || memory.selectors.size() > kRememberedNames) {
+        memory.selectors.clear();
+        memory.selectorsOf = number_;
+    }
+    const auto [found, fresh] = memory.selectors.try_emplace(name);
+    if (fresh) {
+        findAnew(name, found->second);
+    }
+    return found->second;
+}
+
+void HeaderSelectors::findAnew(const std::string &name, std::vector<std::uint32_t> &numbers) const {
     std::string lowered;
     copyStringToLower(name.data(), lowered, 0, name.size());
     const auto found = byName_.find(lowered);

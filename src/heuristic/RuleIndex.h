@@ -80,10 +80,20 @@ public:
     const Selector &at(std::uint32_t number) const { return selectors_[number]; }
     std::uint32_t size() const { return static_cast<std::uint32_t>(selectors_.size()); }
 
-    // Puts the numbers of all selectors that apply to a header of that name into numbers.
-    void find(const std::string &name, std::vector<std::uint32_t> &numbers) const;
+    // The numbers of all selectors that apply to a header of that name; good until the next call with that memory, which
+    // remembers the names it has met.
+    const std::vector<std::uint32_t> &find(const std::string &name, ScanMemory &memory) const;
 
 private:
+    // Names that a thread remembers; hostile mail has any number of them.
+    static constexpr std::size_t kRememberedNames = 1024;
+
+    void findAnew(const std::string &name, std::vector<std::uint32_t> &numbers) const;
+
+    // Tells sets apart, also those that were freed.
+    std::uint64_t number_ = takeNumber();
+    static std::uint64_t takeNumber();
+
     std::vector<Selector> selectors_;
     std::unordered_map<std::string, std::uint32_t> byKey_;
     // Of those in byKey_, the ones whose pattern is a name, by that name in lower case, and the others.

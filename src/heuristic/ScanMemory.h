@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "host/regex/LiteralMatcher.h"
@@ -42,6 +44,9 @@ struct ScanMemory {
     std::uint32_t serial = 0;
     // One text with its ASCII letters in lower case.
     std::vector<unsigned char> lowered;
+    // The selectors of header names that were met, for the set of this number.
+    std::unordered_map<std::string, std::vector<std::uint32_t>> selectors;
+    std::uint64_t selectorsOf = 0;
 };
 
 // Lends one of the calling thread's memories for as long as it lives, and must die on that thread. More than one is in

@@ -6,6 +6,7 @@
 #include <glib.h>
 
 #include "host/parser/Charset.h"
+#include "host/parser/Text.h"
 
 namespace Corvane {
 
@@ -43,9 +44,18 @@ void s_count(Letters &letters, gunichar character) {
     }
 }
 
+constexpr unsigned char kFirstBeyondAscii = 0x80;
+
 Letters s_countAll(const char *text, unsigned long length) {
     Letters letters;
     for (unsigned long at = 0; at < length;) {
+        const char byte = text[at];
+        if (static_cast<unsigned char>(byte) < kFirstBeyondAscii) {
+            const char lower = toLowerAscii(byte);
+            letters.other += lower >= 'a' && lower <= 'z' ? 1U : 0U;
+            ++at;
+            continue;
+        }
         const std::size_t bytes = utf8SequenceLength(text + at, length - at);
         if (bytes > 0) {
             s_count(letters, g_utf8_get_char(text + at));
