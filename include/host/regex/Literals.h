@@ -4,7 +4,7 @@
 // What every match of an expression must contain: literals that a scan for thousands of literals at
 // once can look for, so that only few expressions are matched against a text.
 //
-//     RequiredLiterals required = requiredLiterals("/free\\s+offer/i", kAnyLineEnd, TextKind::Text);
+//     RequiredLiterals required = requiredLiterals("/free.{0,9}offer/i", kAnyLineEnd, TextKind::Text);
 //     // required.alternatives: "offer", ignoring case; required.second: "free", ignoring case
 //
 // Everything told here is necessary for a match: where a claim does not hold for a subject, the
@@ -41,6 +41,7 @@ struct Literal {
 
 // Upper bounds of what requiredLiterals gives.
 constexpr std::size_t kMaxAlternatives = 256;
+constexpr std::size_t kMaxSecond = 8;
 constexpr std::size_t kMaxByteSets = 4;
 
 // No literal is empty or begins with a zero byte; no list holds the same literal twice.
@@ -48,7 +49,8 @@ struct RequiredLiterals {
     // The subject holds at least one of these. Empty where nothing worth looking for was found.
     std::vector<Literal> alternatives;
 
-    // Another such list, chosen so that it tells most beside the first; empty without alternatives.
+    // Another such list, of at most kMaxSecond, from another place in the pattern: it tells what the
+    // first does not. Empty without alternatives.
     std::vector<Literal> second;
 
     // The subject without its bytes outside a-z, A-Z and 0-9 holds at least one of these, which

@@ -204,18 +204,41 @@ constexpr PairTable kHeaderTextPairs = {
     "ghggghhhgiihggghiggghiiiiidgihljiijllmljhxlpmu",
 };
 
-constexpr std::array<Furniture, 6> kTextFurniture = {{
+constexpr std::array<Furniture, 8> kTextFurniture = {{
     {8, "~the~ the"},
-    {9, "and ing tion"},
-    {10, "~and~ ------ ______ all ation for mail our this you"},
-    {11, "~>~>~ ~for~ ~that~ ~this~ ~with~ ~you~ ~your~ .com .org are can from here ment not "
-         "that with your"},
-    {12, "~from~ ~have~ ~of~the~ 000000 email have http:// https:// message subscribe time "
-         "unsubscribe will wrote:"},
+    {9, "and com ing tion"},
+    {10, "~and~ ------ ______ all ation dev for int list mail ons our this use you"},
+    {11, "~>~>~ ~for~ ~that~ ~this~ ~with~ ~you~ ~your~ .com .org able add are can end file "
+         "from get here http inc lists ment net not one open org out per ret set size that "
+         "user with your"},
+    {12, "~from~ ~have~ ~of~the~ 000000 any block but check count data date device diff email "
+         "git has have how http:// https https:// info let line link linux lock log low "
+         "message mode name new node now off opt over own part put read return see send some "
+         "state subscribe test than thank there time unsubscribe users video was will work "
+         "wrote wrote:"},
     {13, "~~~~ ##### &nbsp; ****** ++++++ ...... .com/ .gif .html .jpg .net .php .png ====== "
-         "about account address business click~here company contact e-mail free http://www. "
-         "https://www. information mailto: more n't~ number only order people please price "
-         "service which would www."},
+         "about account address after also back base been best bit bus business call card case "
+         "change char click click~here code command company const contact control day default "
+         "define devel did does don e-mail error etc even files flag free got help host "
+         "http://www. https://www. image include index information interface into its just "
+         "know like live long look mailing mailto: main make map max may more much n't~ nbsp "
+         "need next nor num number old only option order other page patch people please post "
+         "price rate receive right run same security sent service should side signed source "
+         "start static subject support system table target thanks then top try two type update "
+         "used using version very via void way web what when which would write www www."},
+    {14, "access action active because before being below between blocks body build changed "
+         "channel client complete content copy could create current devices different down "
+         "each else enable entry event every example external failed find first fix found full "
+         "function give gmail good google group had handle hello home html important inline "
+         "intel issue key last leave length level load local lot mailman many master "
+         "mean might most mount network non null object offset once online options package "
+         "place point power problem process project question range regards remove result root "
+         "section select show since site status still stop such super sure sync take team "
+         "their them these they think though thread through tree trouble under unsigned value "
+         "view want warning well were where while who works world"},
+    {15, "adding again allow args both break correct feature hard however mailto "
+         "offer original possible present provide raw register regular report reserved "
+         "solution something space total true uses visit without won working"},
 }};
 
 constexpr std::array<Furniture, 6> kRawTextFurniture = {{

@@ -19,8 +19,6 @@ constexpr std::size_t kMaxLiteralBytes = 32;
 // A scan first looks at the last bytes of a literal only; these should be rare, too.
 constexpr std::size_t kTailBytes = 8;
 constexpr double kRareTailPerMiB = 0.01;
-// Each literal of the second list is looked for in turn.
-constexpr std::size_t kMaxSecond = 8;
 // The squeezed text is made for literals that spare much work: those at most this frequent, where
 // plain ones are that frequent and so many times more.
 constexpr double kMaxSqueezedPerMiB = 1024;
