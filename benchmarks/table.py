@@ -70,10 +70,10 @@ def make_rules(options):
     return chosen
 
 
-def run(options, rules, program, *more, pinned=True):
+def run(options, rules, program, *more, pinned=True, results=None):
     """The benchmarks of a program, by name without the suffix that tells how time is taken."""
     core = ["taskset", "-c", str(options.core)] if pinned else []
-    results = options.work / f"{program}.json"
+    results = options.work / f"{results or program}.json"
     if not options.no_run:
         print(f"running {program} ...", file=sys.stderr)
         subprocess.run(
@@ -88,7 +88,10 @@ def run(options, rules, program, *more, pinned=True):
             continue
         if "error_message" in each:
             sys.exit(f"{program}: {each['name']}: {each['error_message']}")
-        found[re.sub(r"(/iterations:\d+)?/manual_time$", "", each["name"])] = each
+        name = re.sub(r"(/iterations:\d+)?/manual_time$", "", each["name"])
+        # Of repetitions the fastest counts.
+        if name not in found or each["real_time"] < found[name]["real_time"]:
+            found[name] = each
     return found
 
 
@@ -211,27 +214,40 @@ class Plot:
         ]), encoding="utf-8")
 
 
-def print_others(options, load, threads, tap):
-    def speed(key, sets, count):
-        return threads[f"{sets}/{key}/real_time/threads:{count}"]["items_per_second"]
-
+def print_others(options, load, tap):
     def row(mix, count):
         key = f"{mix}-{count}"
         return [
             key, f"{load[f'Load/{key}']['real_time']:.0f}", f"{load[f'Index/{key}']['real_time']:.0f}",
             f"{load[f'Index/{key}']['bytes_per_rule']:.0f}", f"{load[f'Load/{key}']['resident_MiB']:.1f}",
-            f"{speed(key, 'Shared', 2) / speed(key, 'Apart', 2):.2f}",
-            f"{speed(key, 'Shared', 2) / speed(key, 'Shared', 1):.2f}",
             f"{tap[f'Indexed/{key}']['real_time']:.1f}", f"{tap[f'Walk/{key}']['real_time']:.0f}",
             f"{tap[f'Walk/{key}']['full_rules']:.0f}",
         ]
 
-    print("Load and, of it, the index (ms; its bytes a rule); resident MiB; two threads with one set against two with a "
-          "set\neach, and against one thread; the tap over 1 MB of mail, and with the plain walk (ms).\n")
+    print("Load and, of it, the index (ms; its bytes a rule); resident MiB; the tap over 1 MB of mail, and with the plain "
+          "walk (ms).\n")
     print_table(
-        ["set", "load", "index", "bytes/rule", "resident", "2 threads", "against 1", "tap", "tap, walk", "full rules"],
+        ["set", "load", "index", "bytes/rule", "resident", "tap", "tap, walk", "full rules"],
         [row(mix, count) for mix in MIXES for count in options.counts],
     )
+
+
+def print_threads(options, rules):
+    """Two threads with one rule set against two with a set each; in turn, since a busy machine slows any of them."""
+    count = 5000 if 5000 in options.counts else options.counts[-1]
+    for mix in MIXES:
+        key = f"{mix}-{count}"
+        found = run(options, rules, "bench-threads", f"--benchmark_filter=/{key}/", "--benchmark_min_time=0.2",
+                    "--benchmark_repetitions=8", "--benchmark_enable_random_interleaving=true", pinned=False,
+                    results=f"bench-threads-{mix}")
+
+        def speed(sets, threads, what=found, of=key):
+            return max(each["items_per_second"] for name, each in what.items()
+                       if name.startswith(f"{sets}/{of}/") and name.endswith(f"threads:{threads}"))
+
+        print(f"{key}, two threads that share a set: {speed('Shared', 2) / speed('Apart', 2):.2f} of two with a set each "
+              f"(goal 0.9), {speed('Shared', 2) / speed('Shared', 1):.2f} of one thread.")
+    print()
 
 
 def write_plots(options, messages, stages, growth):
@@ -265,9 +281,9 @@ def main():
     print_messages(options, messages)
     print_stages(options, stages)
     load = run(options, rules, "bench-load")
-    threads = run(options, rules, "bench-threads", pinned=False)
     tap = run(options, rules, "bench-tap", "--benchmark_min_time=0.2")
-    print_others(options, load, threads, tap)
+    print_others(options, load, tap)
+    print_threads(options, rules)
     growth = run(options, rules, "bench-growth", "--benchmark_filter=Size", "--benchmark_min_time=0.1")
     write_plots(options, messages, stages, growth)
 
