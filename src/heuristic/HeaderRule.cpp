@@ -279,8 +279,10 @@ void HeaderCheck::checkInUtf8(const RefHeaderList &headers) {
         check(converted);
         return;
     }
+    // A handle without a list is the caller's fault, not a rule's.
+    const HeaderList &list = *headers;
     try {
-        checkFiltered(*headers, HeaderValues::InUtf8);
+        checkFiltered(list, HeaderValues::InUtf8);
     } catch (const Exception &failure) {
         wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
     }
