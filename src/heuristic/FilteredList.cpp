@@ -158,9 +158,13 @@ bool FilteredPass::matchesHeader(const IndexedRule &indexed, std::uint32_t rule,
     }
     const Buffer text = staged(forms[static_cast<std::size_t>(indexed.form)]);
     const bool positive = indexed.trial == IndexedRule::Trial::Match;
+    const RuleFilter &filter = *list_.rules().filter;
     TextFacts facts(text.data(), text.length(), *memory_);
-    // What is not worth trying cannot match, but may fail.
-    if (positive && !list_.rules().filter->mayMatch(rule, facts)) {
+    if (filter.isLiteral(rule)) {
+        return filter.mayMatch(rule, facts) == positive;
+    }
+    // What is not worth trying cannot match, but may fail, which is no match of a negated rule.
+    if (positive && !filter.mayMatch(rule, facts)) {
         return false;
     }
     bool failed = false;

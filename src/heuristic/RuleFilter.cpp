@@ -9,18 +9,17 @@ namespace Corvane::Heuristic {
 
 namespace {
 
-// Tables over byte values.
-constexpr auto s_lower = [] {
-    std::array<unsigned char, 256> table{};
-    for (unsigned int byte = 0; byte < table.size(); ++byte) {
-        table[byte] = static_cast<unsigned char>(byte >= 'A' && byte <= 'Z' ? byte + 32 : byte);
-    }
-    return table;
-}();
+// Without a table, so that the compiler can lower many bytes at once.
+constexpr unsigned char s_lower(unsigned char byte) {
+    constexpr unsigned int kLetters = 26;
+    const auto letter = static_cast<unsigned char>(byte - 'A');
+    return static_cast<unsigned char>(byte + (letter < kLetters ? 'a' - 'A' : 0));
+}
+
 constexpr auto s_isLetterOrDigit = [] {
     std::array<unsigned char, 256> table{};
     for (unsigned int byte = 0; byte < table.size(); ++byte) {
-        const unsigned int lower = s_lower[byte];
+        const unsigned int lower = s_lower(static_cast<unsigned char>(byte));
         table[byte] = (lower >= 'a' && lower <= 'z') || (byte >= '0' && byte <= '9') ? 1 : 0;
     }
     return table;
@@ -52,23 +51,22 @@ const BytesPresent &TextFacts::present() {
     return present_;
 }
 
-const unsigned char *TextFacts::lowered() {
-    if (!isLowered_) {
-        isLowered_ = true;
-        memory_.lowered.resize(std::max<std::size_t>(memory_.lowered.size(), length_));
-        std::transform(data_, data_ + length_, memory_.lowered.begin(),
-                       [](unsigned char byte) { return s_lower[byte]; });
-    }
+const unsigned char *LoweredRange::make() {
+    done_ = true;
+    memory_.lowered.resize(std::max(memory_.lowered.size(), length_));
+    std::transform(data_, data_ + length_, memory_.lowered.begin(), s_lower);
     return memory_.lowered.data();
 }
 
-// Collects (literal, expression) pairs and makes a matcher of them.
+// Collects literals with what they stand for and makes a matcher of them.
 class RuleFilter::KeyCollector {
 public:
-    void add(const std::vector<Regex::Literal> &literals, std::uint32_t expression) {
-        for (const Regex::Literal &literal : literals) {
-            literals_.push_back(literal);
-            expressions_.push_back(expression);
+    // needles is empty or has one for each literal.
+    void add(const std::vector<Regex::Literal> &literals, std::uint32_t expression,
+             const std::vector<std::uint32_t> &needles) {
+        for (std::size_t i = 0; i < literals.size(); ++i) {
+            literals_.push_back(literals[i]);
+            keys_.push_back({expression, needles.empty() ? kNone : needles[i]});
         }
     }
 
@@ -83,17 +81,17 @@ public:
         for (std::size_t i = 1; i < keys.first.size(); ++i) {
             keys.first[i] += keys.first[i - 1];
         }
-        keys.expressions.resize(expressions_.size());
+        keys.keys.resize(keys_.size());
         std::vector<std::uint32_t> next = keys.first;
-        for (std::size_t i = 0; i < expressions_.size(); ++i) {
-            keys.expressions[next[numbers[i]]++] = expressions_[i];
+        for (std::size_t i = 0; i < keys_.size(); ++i) {
+            keys.keys[next[numbers[i]]++] = keys_[i];
         }
         return keys;
     }
 
 private:
     std::vector<Regex::Literal> literals_;
-    std::vector<std::uint32_t> expressions_;
+    std::vector<Key> keys_;
 };
 
 RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind) {
@@ -107,14 +105,18 @@ RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind)
             const Regex::RequiredLiterals required =
                 Regex::requiredLiterals(sources[i].text, sources[i].options, kind);
             const bool plainKey = required.squeezed.empty() && !required.alternatives.empty();
-            if (plainKey) {
-                plain.add(required.alternatives, i);
+            if (!sources[i].searched) {
+                claimWhole(claims, required);
+            } else if (plainKey) {
+                plain.add(required.alternatives, i, addCompanions(required.companions));
             } else if (!required.squeezed.empty()) {
-                squeezed.add(required.squeezed, i);
+                squeezed.add(required.squeezed, i, {});
             } else {
                 unfiltered_.push_back(i);
             }
-            claim(claims, required, plainKey);
+            if (sources[i].searched) {
+                claim(claims, required, plainKey);
+            }
         }
         claims_.push_back(claims);
     }
@@ -138,20 +140,47 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
     }
 }
 
-void RuleFilter::addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals) {
-    claims.firstNeedle = static_cast<std::uint32_t>(needles_.size());
+// For an expression that is not searched for: only if it is nothing but literals can a text be judged without it.
+void RuleFilter::claimWhole(Claims &claims, const Regex::RequiredLiterals &required) {
+    claims.whole = required.whole && addNeedles(claims, required.alternatives);
+}
+
+bool RuleFilter::addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals) {
     const bool fits = std::all_of(literals.begin(), literals.end(), [](const auto &literal) {
         return literal.bytes.size() <= std::numeric_limits<std::uint16_t>::max();
     });
     if (!fits || literals.size() > std::numeric_limits<std::uint8_t>::max()) {
-        return;
+        return false;
     }
+    claims.firstNeedle = static_cast<std::uint32_t>(needles_.size());
     claims.needles = static_cast<std::uint8_t>(literals.size());
+    std::for_each(literals.begin(), literals.end(),
+                  [this](const Regex::Literal &literal) { addNeedle(literal); });
+    return true;
+}
+
+std::uint32_t RuleFilter::addNeedle(const Regex::Literal &literal) {
+    needles_.push_back({static_cast<std::uint32_t>(needleBytes_.size()),
+                        static_cast<std::uint16_t>(literal.bytes.size()), literal.ignoreCase});
+    needleBytes_ += literal.bytes;
+    return static_cast<std::uint32_t>(needles_.size() - 1);
+}
+
+std::vector<std::uint32_t> RuleFilter::addCompanions(const std::vector<Regex::Literal> &literals) {
+    std::vector<std::uint32_t> needles;
     for (const Regex::Literal &literal : literals) {
-        needles_.push_back({static_cast<std::uint32_t>(needleBytes_.size()),
-                            static_cast<std::uint16_t>(literal.bytes.size()), literal.ignoreCase});
-        needleBytes_ += literal.bytes;
+        const bool asks = !literal.bytes.empty() &&
+                          literal.bytes.size() <= std::numeric_limits<std::uint16_t>::max();
+        needles.push_back(asks ? addNeedle(literal) : kNone);
     }
+    return needles;
+}
+
+bool RuleFilter::holds(const unsigned char *text, const unsigned char *lowered, std::size_t length,
+                       std::uint32_t needle) const {
+    const Needle &sought = needles_[needle];
+    return memmem(sought.ignoreCase ? lowered : text, length, needleBytes_.data() + sought.offset,
+                  sought.length) != nullptr;
 }
 
 bool RuleFilter::mayMatch(std::uint32_t expression, TextFacts &text) const {
@@ -165,10 +194,7 @@ bool RuleFilter::mayMatch(std::uint32_t expression, TextFacts &text) const {
         }
     }
     for (std::uint32_t i = 0; i < claims.needles; ++i) {
-        const Needle &needle = needles_[claims.firstNeedle + i];
-        const unsigned char *bytes = needle.ignoreCase ? text.lowered() : text.data();
-        if (memmem(bytes, text.length(), needleBytes_.data() + needle.offset, needle.length) !=
-            nullptr) {
+        if (holds(text.data(), text.lowered(), text.length(), claims.firstNeedle + i)) {
             return true;
         }
     }
@@ -217,7 +243,7 @@ std::size_t RuleFilter::memoryBytes() const {
         return values.capacity() * sizeof(*values.begin());
     };
     const auto keys = [&](const Keys &of) {
-        return of.matcher.memoryBytes() + bytes(of.first) + bytes(of.expressions);
+        return of.matcher.memoryBytes() + bytes(of.first) + bytes(of.keys);
     };
     return keys(plain_) + keys(squeezed_) + bytes(unfiltered_) + bytes(claims_) + bytes(needles_) +
            bytes(needleBytes_) + bytes(sets_);

@@ -17,34 +17,52 @@
 
 namespace Corvane::Heuristic {
 
+// Bytes with their ASCII letters in lower case, made when they are first asked for.
+class LoweredRange {
+public:
+    // Good until the memory is used for another one.
+    LoweredRange(const unsigned char *data, std::size_t length, ScanMemory &memory)
+        : data_(data), length_(length), memory_(memory) {}
+
+    const unsigned char *get() { return done_ ? memory_.lowered.data() : make(); }
+
+private:
+    const unsigned char *make();
+
+    const unsigned char *data_;
+    std::size_t length_;
+    ScanMemory &memory_;
+    bool done_ = false;
+};
+
 // One text as the cheap tests see it; what they need of it is prepared when the first one asks.
 class TextFacts {
 public:
     TextFacts(const unsigned char *data, std::uint32_t length, ScanMemory &memory)
-        : data_(data), length_(length), memory_(memory) {}
+        : data_(data), length_(length), lowered_(data, length, memory) {}
 
     const unsigned char *data() const { return data_; }
     std::uint32_t length() const { return length_; }
     const BytesPresent &present();
-    // The text with its ASCII letters in lower case.
-    const unsigned char *lowered();
+    const unsigned char *lowered() { return lowered_.get(); }
 
 private:
     const unsigned char *data_;
     std::uint32_t length_;
-    ScanMemory &memory_;
-    bool isLowered_ = false;
+    LoweredRange lowered_;
     bool isCounted_ = false;
     BytesPresent present_{};
 };
 
 class RuleFilter {
 public:
-    // An expression as it was compiled, and the form of text that it is for. One with an empty text is never let through.
+    // An expression as it was compiled, the form of text that it is for, and whether texts are to be searched for it. One
+    // with an empty text is never let through.
     struct Source {
         std::string text;
-        unsigned int options;
-        std::uint8_t form;
+        unsigned int options = 0;
+        std::uint8_t form = 0;
+        bool searched = true;
     };
 
     // Expressions are known by their position in sources.
@@ -61,7 +79,8 @@ public:
     // Whether the text passes what else is known of the expression: its length, a second literal, bytes it must hold.
     bool mayMatch(std::uint32_t expression, TextFacts &text) const;
 
-    // Whether the expression matches exactly where its literal is found, which makes every candidate a match.
+    // Whether the expression is nothing but literals: every candidate is a match then, and of one that is not searched for
+    // mayMatch tells whether it matches. It cannot fail.
     bool isLiteral(std::uint32_t expression) const { return claims_[expression].whole; }
 
     std::size_t memoryBytes() const;
@@ -81,16 +100,28 @@ private:
         std::uint8_t form = 0;
         bool whole = false;
     };
-    // A literal matcher, and which expressions each of its literals stands for.
+    // An expression that a literal stands for, if a needle (kNone: none) is in the text as well.
+    struct Key {
+        std::uint32_t expression;
+        std::uint32_t needle;
+    };
+    static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+    // A literal matcher, and what each of its literals stands for.
     struct Keys {
         Regex::LiteralMatcher matcher;
         std::vector<std::uint32_t> first; // by literal; one more at the end
-        std::vector<std::uint32_t> expressions;
+        std::vector<Key> keys;
     };
     class KeyCollector;
 
     void claim(Claims &claims, const Regex::RequiredLiterals &required, bool keyIsFirst);
-    void addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals);
+    void claimWhole(Claims &claims, const Regex::RequiredLiterals &required);
+    bool addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals);
+    std::uint32_t addNeedle(const Regex::Literal &literal);
+    std::vector<std::uint32_t> addCompanions(const std::vector<Regex::Literal> &literals);
+    bool holds(const unsigned char *text, const unsigned char *lowered, std::size_t length,
+               std::uint32_t needle) const;
     static void squeeze(const unsigned char *base, ScanMemory &memory);
     static std::uint32_t takeSerials(const Keys &keys, std::size_t texts, ScanMemory &memory);
     template <class Admit>
@@ -145,6 +176,7 @@ void RuleFilter::scan(const Keys &keys, const unsigned char *base,
     }
     const std::uint32_t serial = takeSerials(keys, texts.size(), memory);
     TextLocator locator(texts);
+    LoweredRange lowered(base + from, to - from, memory);
     const auto found = [&](std::uint32_t literal, std::size_t end) {
         const std::size_t number = locator.find(from + end, keys.matcher.literalLength(literal));
         if (number == TextLocator::none() || memory.lastSeen[literal] == serial + number) {
@@ -153,9 +185,12 @@ void RuleFilter::scan(const Keys &keys, const unsigned char *base,
         memory.lastSeen[literal] = static_cast<std::uint32_t>(serial + number);
         const ScanText &text = texts[number];
         for (std::uint32_t i = keys.first[literal]; i < keys.first[literal + 1]; ++i) {
-            const std::uint32_t expression = keys.expressions[i];
-            if (claims_[expression].form == text.form && admit(expression)) {
-                memory.candidates.push_back(std::uint64_t{text.unit} << 32U | expression);
+            const Key &key = keys.keys[i];
+            if (claims_[key.expression].form == text.form && admit(key.expression) &&
+                (key.needle == kNone ||
+                 holds(base + text.start, lowered.get() + (text.start - from), text.length,
+                       key.needle))) {
+                memory.candidates.push_back(std::uint64_t{text.unit} << 32U | key.expression);
             }
         }
     };

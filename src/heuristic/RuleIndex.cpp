@@ -193,7 +193,7 @@ RuleFilter::Source RuleIndex::prepareText(KindIndex &index, std::size_t number,
     std::string text = rule.value();
     stringLeftTrim(text);
     stringRightTrim(text);
-    return {text, options, 0};
+    return {text, options};
 }
 
 RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
@@ -213,12 +213,12 @@ RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
         return {};
     }
     indexed.selector = headers_.add(selection.pattern);
-    if (indexed.trial != IndexedRule::Trial::Match) {
+    if (indexed.trial == IndexedRule::Trial::Always) {
         return {};
     }
     HeaderRule::Selection ignored;
     return {HeaderRule::select(ignored, rule.value()), Regex::kDotMatchesAll,
-            static_cast<std::uint8_t>(selection.form)};
+            static_cast<std::uint8_t>(selection.form), indexed.trial == IndexedRule::Trial::Match};
 }
 
 // Hands each header rule to its selector: its form, and the rule itself where the filter cannot look for it.

@@ -49,6 +49,10 @@ struct RequiredLiterals {
     // The subject holds at least one of these. Empty where nothing worth looking for was found.
     std::vector<Literal> alternatives;
 
+    // Empty, or for each of alternatives another literal that must occur as well: an alternative without it does not
+    // count. One with empty bytes asks for nothing.
+    std::vector<Literal> companions;
+
     // Another such list, of at most kMaxSecond, from another place in the pattern: it tells what the
     // first does not. Empty without alternatives.
     std::vector<Literal> second;

@@ -112,6 +112,80 @@ void s_chooseLiterals(const Facts &facts, TextKind kind, RequiredLiterals &requi
     }
 }
 
+// The alternation that the pattern consists of but for assertions; null where it is something else.
+const PatternNode *s_alternation(const PatternNode &root) {
+    const PatternNode *node = &root;
+    while (node->kind == PatternNode::Kind::Sequence ||
+           (node->kind == PatternNode::Kind::Alternation && node->children.size() == 1)) {
+        const PatternNode *only = nullptr;
+        for (const PatternNode &child : node->children) {
+            if (child.kind == PatternNode::Kind::Empty) {
+                continue;
+            }
+            if (only != nullptr) {
+                return nullptr;
+            }
+            only = &child;
+        }
+        if (only == nullptr) {
+            return nullptr;
+        }
+        node = only;
+    }
+    return node->kind == PatternNode::Kind::Alternation ? node : nullptr;
+}
+
+// Adds the literals of one branch with what else it must hold; false where it has none.
+bool s_addBranch(const PatternNode &branch, TextKind kind, RequiredLiterals &required) {
+    const Facts facts = FactFinder(kind, FactFinder::View::Plain).find(branch);
+    if (facts.factors.empty()) {
+        return false;
+    }
+    const Factor &first = facts.factors.front();
+    const auto second =
+        std::find_if(facts.factors.begin() + 1, facts.factors.end(), [&](const Factor &factor) {
+            return factor.run != first.run && factor.pieces.size() == 1 &&
+                   !s_implies(first, factor);
+        });
+    const Literal companion =
+        second == facts.factors.end() ? Literal() : s_literals(second->pieces, kind).front();
+    for (const Literal &literal : s_literals(first.pieces, kind)) {
+        const auto known =
+            std::find(required.alternatives.begin(), required.alternatives.end(), literal);
+        if (known == required.alternatives.end()) {
+            required.alternatives.push_back(literal);
+            required.companions.push_back(companion);
+            continue;
+        }
+        Literal &other =
+            required.companions[static_cast<std::size_t>(known - required.alternatives.begin())];
+        other = other == companion ? other : Literal();
+    }
+    return required.alternatives.size() <= kMaxAlternatives;
+}
+
+// Where the pattern is a list of branches, some of which need two literals, asks for both.
+void s_chooseByBranch(const PatternNode &root, TextKind kind, RequiredLiterals &required) {
+    const PatternNode *list = s_alternation(root);
+    if (list == nullptr || required.alternatives.empty()) {
+        return;
+    }
+    RequiredLiterals branches;
+    for (const PatternNode &branch : list->children) {
+        if (!s_addBranch(branch, kind, branches)) {
+            return;
+        }
+    }
+    const bool asksForMore =
+        std::any_of(branches.companions.begin(), branches.companions.end(),
+                    [](const Literal &companion) { return !companion.bytes.empty(); });
+    if (asksForMore) {
+        required.alternatives = std::move(branches.alternatives);
+        required.companions = std::move(branches.companions);
+        required.second.clear();
+    }
+}
+
 void s_chooseSqueezed(const PatternNode &root, TextKind kind, RequiredLiterals &required) {
     if (!required.alternatives.empty() && required.alternativesPerMiB < kFrequentPerMiB) {
         return;
@@ -141,6 +215,7 @@ RequiredLiterals s_find(const ParsedPattern &parsed, bool utf, TextKind kind) {
         }
     } else {
         s_chooseLiterals(facts, kind, required);
+        s_chooseByBranch(parsed.root, kind, required);
     }
     required.alternativesPerMiB = s_hitsPerMiB(required.alternatives, kind);
     if (required.alternatives.empty()) {

@@ -333,6 +333,19 @@ bool s_anyOccurs(const std::vector<Literal> &literals, const std::string &subjec
     return any;
 }
 
+// Whether an alternative occurs together with its companion.
+bool s_anyPairOccurs(const RequiredLiterals &required, const std::string &subject) {
+    if (required.companions.empty()) {
+        return s_anyOccurs(required.alternatives, subject);
+    }
+    bool any = false;
+    for (std::size_t i = 0; i < required.alternatives.size(); ++i) {
+        any = any || (s_occurs(required.alternatives[i], subject) &&
+                      s_occurs(required.companions[i], subject));
+    }
+    return any;
+}
+
 std::string s_squeezed(const std::string &subject) {
     std::string left;
     for (const char c : subject) {
@@ -352,7 +365,7 @@ bool s_holdsAll(const RequiredLiterals &required, const std::string &subject) {
         every = every && any;
     }
     return every && subject.size() >= required.minimumLength &&
-           s_anyOccurs(required.alternatives, subject) && s_anyOccurs(required.second, subject) &&
+           s_anyPairOccurs(required, subject) && s_anyOccurs(required.second, subject) &&
            s_anyOccurs(required.squeezed, s_squeezed(subject));
 }
 

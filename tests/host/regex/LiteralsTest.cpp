@@ -86,6 +86,13 @@ TEST(RequiredLiterals, GiveAnIndependentSecond) {
     EXPECT_FALSE(required.whole);
 }
 
+TEST(RequiredLiterals, AskForTwoLiteralsOfABranch) {
+    const auto required = requiredLiterals(R"(/\b(?:zorq\s+jelly|fishpaste|fishpaste\s+zorq)\b/i)",
+                                           0, TextKind::Text);
+    EXPECT_EQ(s_line(required.alternatives), "zorq! fishpaste!");
+    EXPECT_EQ(s_line(required.companions), "jelly! ");
+}
+
 TEST(RequiredLiterals, SqueezeWhatStandsBetweenLetters) {
     const char *kSpaced = R"(/v[\W_]{0,2}i[\W_]*a[\W_]?g[^a-z0-9]*[r4]/i)";
     auto required = requiredLiterals(kSpaced, kAnyLineEnd, TextKind::Text);
