@@ -240,12 +240,13 @@ void s_bare(benchmark::State &state, const RuleDirectory &set, Rule::Type kind) 
     state.counters["hits"] = static_cast<double>(hits) / static_cast<double>(s_stages().size());
 }
 
-void s_utf8(benchmark::State &state) {
+// What comes before the stages, whatever the rules.
+template <class Prepare>
+void s_prepare(benchmark::State &state, Prepare prepare) {
     MessageTimes times(messages().size(), 1);
     for (auto _ : state) {
-        state.SetIterationTime(times.pass([](std::size_t i) {
-            return seconds(
-                [&] { benchmark::DoNotOptimize(s_convert(messages()[i].properties->headers())); });
+        state.SetIterationTime(times.pass([&](std::size_t i) {
+            return seconds([&] { benchmark::DoNotOptimize(prepare(*messages()[i].properties)); });
         }));
     }
     times.report(state);
@@ -265,7 +266,15 @@ void s_registerAll() {
         {"RawBody", s_rawBody}, {"SecondText", s_secondText},
         {"Uri", s_uris},        {"Full", s_full},
         {"Meta", s_meta}};
-    s_register("HeadersToUtf8", s_utf8);
+    s_register("Language", [](benchmark::State &state) {
+        s_prepare(state, [](const MessageProperties &message) {
+            return Scanner::selectLanguage(message.part().operator->());
+        });
+    });
+    s_register("HeadersToUtf8", [](benchmark::State &state) {
+        s_prepare(state,
+                  [](const MessageProperties &message) { return s_convert(message.headers()); });
+    });
     for (const RuleDirectory &set : ruleDirectories()) {
         for (const auto &[name, work] : kWorks) {
             s_register(name + ('/' + set.name), [set, stage = work](benchmark::State &state) {

@@ -144,8 +144,9 @@ def print_messages(options, messages):
 
 def print_stages(options, stages):
     names = ("Header", "Text", "RawBody", "SecondText", "Uri", "Full", "Meta", "TextLiterals", "RawBodyLiterals")
-    print("Stages, mean microseconds of a message. Of Header the conversion to UTF-8, "
-          f"{stages['HeadersToUtf8']['mean_us']:.1f}, is left out.\n")
+    print(f"Stages, mean microseconds of a message. Before them come the choice of the language, "
+          f"{stages['Language']['mean_us']:.1f}, and\nthe headers' conversion to UTF-8, "
+          f"{stages['HeadersToUtf8']['mean_us']:.1f}.\n")
     print_table(
         ["set", *names],
         [[f"{mix}-{count}", *(f"{stages[f'{name}/{mix}-{count}']['mean_us']:.1f}" for name in names)]
