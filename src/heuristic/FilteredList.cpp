@@ -1,7 +1,6 @@
 #include "heuristic/FilteredList.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 #include "heuristic/BodyRule.h"
@@ -48,17 +47,9 @@ std::uint32_t FilteredPass::stage(std::initializer_list<std::string_view> parts,
     return static_cast<std::uint32_t>(memory_->texts.size() - 1);
 }
 
-void FilteredPass::decodeLast(std::uint32_t text) {
-    constexpr std::string_view kWordBegin = "=?";
-    if (text == kNoText) {
-        return;
-    }
-    ScanText &range = memory_->texts[text];
+void FilteredPass::decodeLast() {
+    ScanText &range = memory_->texts.back();
     std::vector<unsigned char> &staged = memory_->staged;
-    if (memmem(staged.data() + range.start, range.length, kWordBegin.data(), kWordBegin.size()) ==
-        nullptr) {
-        return;
-    }
     const std::string encoded(staged.begin() + range.start, staged.end());
     const Buffer decoded = headerValueDecode(encoded);
     staged.resize(range.start);

@@ -83,8 +83,8 @@ public:
     std::uint32_t stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
                         HeaderForm form = HeaderForm::Value);
 
-    // Decodes the encoded words of a text that was staged last; does nothing for kNoText.
-    void decodeLast(std::uint32_t text);
+    // Decodes the encoded words of the text that was staged last.
+    void decodeLast();
 
     // A text by its number: a range of base, or a staged one, which is good until the next one is staged.
     Buffer text(std::uint32_t text, const unsigned char *base) const;

@@ -28,6 +28,16 @@ bool s_isShortAscii(const std::string &value) {
     return all < 0x80U && zeros == 0 && value.size() < kHeaderRoomBytes;
 }
 
+// Whether "=?" is in the text; looks for the rarer byte.
+bool s_mayHoldEncodedWord(std::string_view text) {
+    for (std::size_t at = text.find('?'); at != text.npos; at = text.find('?', at + 1)) {
+        if (at > 0 && text[at - 1] == '=') {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 std::string headerValueInUtf8(const std::string &value) {
@@ -70,15 +80,21 @@ void HeaderPass::stageForms(const Header &header, const std::string &value, unsi
     const auto number = static_cast<std::uint32_t>(units_.size() - 1);
     FilteredPass::Forms &forms = units_.back().forms;
     const auto stage = [&](HeaderForm form, std::initializer_list<std::string_view> parts) {
-        if ((wanted & s_bit(form)) != 0) {
+        const bool asked = (wanted & s_bit(form)) != 0;
+        if (asked) {
             forms[static_cast<std::size_t>(form)] = pass_.stage(parts, number, form);
         }
+        return asked;
     };
+    const bool encoded = s_mayHoldEncodedWord(value);
     stage(HeaderForm::Raw, {value});
-    stage(HeaderForm::Value, {value});
-    pass_.decodeLast(forms[static_cast<std::size_t>(HeaderForm::Value)]);
-    stage(HeaderForm::All, {header.type(), ": ", value});
-    pass_.decodeLast(forms[static_cast<std::size_t>(HeaderForm::All)]);
+    if (stage(HeaderForm::Value, {value}) && encoded) {
+        pass_.decodeLast();
+    }
+    if (stage(HeaderForm::All, {header.type(), ": ", value}) &&
+        (encoded || s_mayHoldEncodedWord(header.type()))) {
+        pass_.decodeLast();
+    }
     if ((wanted & (s_bit(HeaderForm::Addr) | s_bit(HeaderForm::Name))) != 0) {
         const EmailAddress parsed = EmailAddress::rfc5322Parse(value, true);
         const bool isNull = parsed.isNull();
