@@ -24,6 +24,10 @@ install(FILES ${PROJECT_BINARY_DIR}/CorvaneHeuristicConfig.cmake
               ${PROJECT_BINARY_DIR}/CorvaneHeuristicConfigVersion.cmake
   DESTINATION ${package_dir})
 
+# Paths from where the file lies, so that it also holds for `cmake --install --prefix` and for a tree that was moved.
+file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
+file(RELATIVE_PATH headers_from_prefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/corvane-heuristic.pc.in
   ${PROJECT_BINARY_DIR}/corvane-heuristic.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/corvane-heuristic.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a build into an empty directory, builds a project against it, by CMake package and by pkg-config, and runs
-# the result and the installed command.
+# Installs a build into a prefix that it was not configured with, builds a project against it, by CMake package and by
+# pkg-config, and the example program, and runs the results and the installed command.
 #
 #     consumer_test.sh BUILD_DIR C++_COMPILER
 set -euo pipefail
@@ -21,13 +21,18 @@ for standard in 17 20; do
 done
 
 pc="$(find "$work/usr" -name corvane-heuristic.pc)"
-# The file names the prefix that the build was configured with; here it was installed elsewhere.
-flags="$(PKG_CONFIG_PATH="$(dirname "$pc")" pkg-config --define-prefix --cflags --libs corvane-heuristic)"
+flags="$(PKG_CONFIG_PATH="$(dirname "$pc")" pkg-config --cflags --libs corvane-heuristic)"
 # shellcheck disable=SC2086
 "$compiler" -std=c++17 "$here/consumer/main.cpp" $flags -Wl,-rpath,"$(dirname "$(dirname "$pc")")" -o "$work/by-pkg-config"
 "$work/by-pkg-config" "$work/rules"
 
-printf 'Subject: x\n\nfree offer\n' | "$work/usr/bin/corvane" scan --rules "$work/rules" - >/dev/null
+printf 'Subject: x\n\nfree offer\n' >"$work/message"
+cmake -S "$here/../../examples/embed" -B "$work/embed" -DCMAKE_PREFIX_PATH="$work/usr" \
+    -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
+cmake --build "$work/embed" >/dev/null
+"$work/embed/embed" "$work/message" "$work/rules" "$work/missing" | grep -x 'message: 1, ok' >/dev/null
+
+"$work/usr/bin/corvane" scan --rules "$work/rules" - <"$work/message" >/dev/null
 for file in lib/tmpfiles.d/corvane.conf share/man/man1/corvane.1 include/corvane/heuristic/Scanner.h; do
     [ -s "$work/usr/$file" ] || { echo "not installed: $file" >&2; exit 1; }
 done
