@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -16,6 +17,8 @@ namespace {
 TEST(Embedding, PageQuotesTheWholeProgram) {
     EXPECT_EQ(DocPage("embedding.md").joined("cpp"),
               TempDir::read(CORVANE_SOURCE_DIR "/examples/embed/main.cpp"));
+    EXPECT_THAT(TempDir::read(CORVANE_SOURCE_DIR "/examples/embed/CMakeLists.txt"),
+                testing::EndsWith("\n\n" + DocPage("embedding.md").joined("cmake")));
 }
 
 TEST(Embedding, ProgramPrintsWhatThePageSays) {
