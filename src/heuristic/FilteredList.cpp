@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 #include "heuristic/BodyRule.h"
 
@@ -135,22 +136,30 @@ bool FilteredPass::matchesText(std::uint32_t rule, const Buffer &text, TextFacts
 
 bool FilteredPass::tryHeader(std::uint32_t unit, const Forms &forms, Selectors selectors,
                              RefMatches &matches) {
+    // Of the form that was looked at last.
+    std::optional<TextFacts> facts;
+    HeaderForm form = HeaderForm::Value;
     return tryUnit(unit, matches, [&](std::uint32_t rule) {
         const IndexedRule &indexed = list_.rules().rules[rule];
-        return std::find(selectors.begin, selectors.end, indexed.selector) != selectors.end &&
-               matchesHeader(indexed, rule, forms);
+        if (std::find(selectors.begin, selectors.end, indexed.selector) == selectors.end) {
+            return false;
+        }
+        if (indexed.trial == IndexedRule::Trial::Always) {
+            return true;
+        }
+        const Buffer text = staged(forms[static_cast<std::size_t>(indexed.form)]);
+        if (!facts.has_value() || form != indexed.form) {
+            form = indexed.form;
+            facts.emplace(text.data(), text.length(), *memory_);
+        }
+        return matchesHeader(indexed, rule, text, *facts);
     });
 }
 
-bool FilteredPass::matchesHeader(const IndexedRule &indexed, std::uint32_t rule,
-                                 const Forms &forms) const {
-    if (indexed.trial == IndexedRule::Trial::Always) {
-        return true;
-    }
-    const Buffer text = staged(forms[static_cast<std::size_t>(indexed.form)]);
+bool FilteredPass::matchesHeader(const IndexedRule &indexed, std::uint32_t rule, const Buffer &text,
+                                 TextFacts &facts) const {
     const bool positive = indexed.trial == IndexedRule::Trial::Match;
     const RuleFilter &filter = *list_.rules().filter;
-    TextFacts facts(text.data(), text.length(), *memory_);
     if (filter.isLiteral(rule)) {
         return filter.mayMatch(rule, facts) == positive;
     }

@@ -117,7 +117,8 @@ private:
     template <class Matches>
     bool tryUnit(std::uint32_t unit, RefMatches &matches, Matches match);
     bool matchesText(std::uint32_t rule, const Buffer &text, TextFacts &facts) const;
-    bool matchesHeader(const IndexedRule &indexed, std::uint32_t rule, const Forms &forms) const;
+    bool matchesHeader(const IndexedRule &indexed, std::uint32_t rule, const Buffer &text,
+                       TextFacts &facts) const;
 
     FilteredList &list_;
     ScanMemoryLease memory_;

@@ -158,9 +158,10 @@ bool FullTap::write(const Buffer &data) {
         rules_ = filtered_->remaining();
         filtered_ = nullptr;
     }
+    // A line that is left in line_ is where a former write was ended, before what it had was taken.
     if (filtered_ == nullptr) {
         checkLines();
-    } else if (data.find(Buffer(&kLineFeed, 1, true), 0) >= 0) {
+    } else if (!line_.isEmpty() || data.find(Buffer(&kLineFeed, 1, true), 0) >= 0) {
         checkLinesFiltered();
     }
     return true;
@@ -192,6 +193,7 @@ void FullTap::checkLinesFiltered() {
             }
         }
     } while (lines > 0);
+    line_.length(0);
 }
 
 bool FullTap::end() {

@@ -35,9 +35,14 @@ Regex::TextKind s_textKind(Rule::Type kind) {
     }
 }
 
-const Regex::ExpressionImpl *s_compiled(const Regex::Expression &expression) {
-    return expression.isNull() ? nullptr : expression.operator->();
+// The compiled form, kept alive by the list; null where there is none.
+const Regex::ExpressionImpl *s_keep(const Regex::Expression &expression,
+                                    std::vector<Regex::Expression> &kept) {
+    return expression.isNull() ? nullptr : kept.emplace_back(expression).operator->();
 }
+
+// Of the names that mail has, all but some made up to be long.
+constexpr std::size_t kRememberedNameBytes = 64;
 
 } // namespace
 
@@ -61,6 +66,11 @@ std::uint64_t HeaderSelectors::takeNumber() {
 
 const std::vector<std::uint32_t> &HeaderSelectors::find(const std::string &name,
                                                         ScanMemory &memory) const {
+    if (name.size() > kRememberedNameBytes) {
+        memory.selectorsOfLongName.clear();
+        findAnew(name, memory.selectorsOfLongName);
+        return memory.selectorsOfLongName;
+    }
     if (memory.selectorsOf != number_ || memory.selectors.size() > kRememberedNames) {
         memory.selectors.clear();
         memory.selectorsOf = number_;
@@ -173,14 +183,17 @@ RuleFilter::Source RuleIndex::prepareText(KindIndex &index, std::size_t number,
     bool logs = false;
     switch (kind) {
     case Rule::Uri:
-        indexed.expression = s_compiled(static_cast<const UriRule &>(rule).expression_);
+        indexed.expression =
+            s_keep(static_cast<const UriRule &>(rule).expression_, index.expressions);
         tried = rule.active();
         break;
     case Rule::Full:
-        indexed.expression = s_compiled(static_cast<const FullRule &>(rule).expression_);
+        indexed.expression =
+            s_keep(static_cast<const FullRule &>(rule).expression_, index.expressions);
         break;
     default:
-        indexed.expression = s_compiled(static_cast<const BodyRule &>(rule).expression_);
+        indexed.expression =
+            s_keep(static_cast<const BodyRule &>(rule).expression_, index.expressions);
         options = Regex::kAnyLineEnd;
         tried = rule.active();
         logs = true;
@@ -206,7 +219,7 @@ RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
     if (selection.exists) {
         indexed.trial = IndexedRule::Trial::Always;
     } else if (!rule.expression_.isNull()) {
-        indexed.expression = s_compiled(rule.expression_);
+        indexed.expression = s_keep(rule.expression_, kinds_[Rule::Header].expressions);
         indexed.trial =
             selection.positive ? IndexedRule::Trial::Match : IndexedRule::Trial::Absence;
     } else {
@@ -265,11 +278,10 @@ void RuleIndex::prepareMeta(std::uint32_t number) {
         metas_.unconditional.set(number);
         return;
     }
+    // A misplaced operator is looked up like a rule without a name.
     std::set<std::string> names;
     for (const MetaRule::Atom &atom : rule.atoms_) {
-        if (atom.type() == MetaRule::Atom::Name) {
-            names.insert(atom.strvalue());
-        }
+        names.insert(atom.strvalue());
     }
     for (const std::string &name : names) {
         metas_.byName[name].push_back(number);

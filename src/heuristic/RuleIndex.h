@@ -42,7 +42,7 @@ struct IndexedRule {
     };
 
     const Rule *rule = nullptr;
-    // Owned by the rule; null unless trial is Match or Absence.
+    // Kept by the index; null unless trial is Match or Absence.
     const Regex::ExpressionImpl *expression = nullptr;
     unsigned int ordinal = 0;
     // For header rules: the selector of their headers.
@@ -57,6 +57,8 @@ struct IndexedRule {
 struct KindIndex {
     std::vector<IndexedRule> rules;
     std::vector<RefRule> handles;
+    // Those of the rules: a scan under way may go on after a rule was given another one, by its own log for instance.
+    std::vector<Regex::Expression> expressions;
     std::optional<RuleFilter> filter;
     // For all but header rules: those to be tried on every text; in ascending order.
     std::vector<std::uint32_t> unfiltered;

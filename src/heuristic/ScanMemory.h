@@ -47,6 +47,7 @@ struct ScanMemory {
     // The selectors of header names that were met, for the set of this number.
     std::unordered_map<std::string, std::vector<std::uint32_t>> selectors;
     std::uint64_t selectorsOf = 0;
+    std::vector<std::uint32_t> selectorsOfLongName;
 };
 
 // Lends one of the calling thread's memories for as long as it lives, and must die on that thread. More than one is in

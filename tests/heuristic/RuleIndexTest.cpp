@@ -9,6 +9,7 @@
 
 #include "heuristic/FullRule.h"
 #include "heuristic/Scanner.h"
+#include "host/parser/Logger.h"
 #include "support/Message.h"
 #include "support/RuleSet.h"
 #include "support/Rules.h"
@@ -122,6 +123,50 @@ TEST_F(LoadedSet, TapGoesOnWithWhatIsLeftWhenRulesChange) {
     tap.write(viewOf("world\n"));
     EXPECT_EQ(namesOf(*matches), Names{});
     EXPECT_TRUE(tap.end());
+}
+
+// A write that a failure ends leaves lines, which the next write takes whether or not it ends one itself.
+TEST_F(LoadedSet, TapGoesOnWithTheLinesThatAFailureLeft) {
+    RuleContainer &rules = scanner_.rules();
+    rules.find("F_SUBJECT", DEFAULT, false)->score(RefScore());
+    RefMatches matches = RefMatches::create();
+    FullTap tap(scanner_, rules.fullRules(DEFAULT), matches, 0, false);
+    EXPECT_THROW(tap.write(viewOf("Subject: hello\nnext\n")), Exception);
+    EXPECT_FALSE(tap.end());
+    tap.write(viewOf("x"));
+    EXPECT_FALSE(tap.end());
+    tap.write(viewOf("\n"));
+    EXPECT_TRUE(tap.end());
+}
+
+TEST(RuleIndex, OutlivesAnExpressionThatTheLogOfAScanReplaces) {
+    RuleSet set;
+    Scanner scanner(set.add("a.cf", "body B_EVAL eval:x\nbody B_OFFER /offer\\d/\n").path());
+    const auto former = Logger::instance(false).sink([&](unsigned int, int, const std::string &) {
+        scanner.rules().find("B_OFFER", DEFAULT, true)->value("/other\\d/");
+    });
+    RefMatches matches = RefMatches::create();
+    scanner.check(matches, DEFAULT, viewOf("offer1 other1\n"), 0, false);
+    Logger::instance(false).sink(former);
+    EXPECT_EQ(namesOf(*matches), Names{"B_OFFER"});
+}
+
+// A message with more names than are worth remembering, one of them longer.
+TEST(RuleIndex, SelectsHeadersOfAnyNames) {
+    RuleSet set;
+    const std::string longName = "X-" + std::string(100, 'a');
+    Scanner scanner(set.add("a.cf", "header LONG " + longName +
+                                        " =~ /offer/\nheader WILD X-b* =~ "
+                                        "/other/\n")
+                        .path());
+    Message message;
+    for (int i = 0; i < 3000; ++i) {
+        message.header("Y-" + std::to_string(i), "offer other");
+    }
+    message.header("x-" + std::string(100, 'A'), "offer").header("x-b" + longName, "other");
+    RefMatches matches = RefMatches::create();
+    scanner.process(matches, message.properties(), EmailAddress(), 0, false);
+    EXPECT_EQ(namesOf(*matches), (Names{"LONG", "WILD"}));
 }
 
 // A list that was changed must not be used, and one that was only read must not stay out of use.

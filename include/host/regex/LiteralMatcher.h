@@ -80,13 +80,22 @@ public:
 private:
     struct Compiled;
     // As the engine calls it, so that nothing stands between it and the sink: the number of the
-    // literal, unused, end offset, unused, the context of the scan. An answer other than 0 ends the
-    // scan.
+    // literal, unused, end offset, unused, the Window of the scan's context. An answer other than 0 ends
+    // the scan.
     using Report = int (*)(unsigned int number, unsigned long long from, unsigned long long end,
                            unsigned int flags, void *context);
 
+    // Of what one pass of a scan finds, the ends to be reported: behind after, and no further than upTo. What the pass
+    // calls 0 is shift to the caller.
+    struct Window {
+        std::size_t after;
+        std::size_t upTo;
+        std::size_t shift;
+    };
     template <class Sink>
-    struct Context {
+    struct Context : Window {
+        explicit Context(Sink &called) : Window{0, 0, 0}, sink(&called) {}
+
         Sink *sink;
         std::exception_ptr thrown;
     };
@@ -95,6 +104,8 @@ private:
                       unsigned int flags, void *context) noexcept;
     void run(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
              Report callback, void *context) const;
+    void runTail(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
+                 Report callback, Window &window) const;
 
     std::unique_ptr<const Compiled> compiled_;
     std::vector<std::uint32_t> numbers_;
@@ -104,9 +115,12 @@ private:
 template <class Sink>
 int LiteralMatcher::report(unsigned int number, unsigned long long, unsigned long long end,
                            unsigned int, void *context) noexcept {
-    auto *scan = static_cast<Context<Sink> *>(context);
+    auto *scan = static_cast<Context<Sink> *>(static_cast<Window *>(context));
+    if (end <= scan->after || end > scan->upTo) {
+        return 0;
+    }
     try {
-        (*scan->sink)(number, static_cast<std::size_t>(end));
+        (*scan->sink)(number, static_cast<std::size_t>(end) + scan->shift);
         return 0;
     } catch (...) {
         scan->thrown = std::current_exception();
@@ -118,8 +132,8 @@ template <class Sink>
 void LiteralMatcher::scan(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
                           Sink &&sink) const {
     using Called = std::remove_reference_t<Sink>;
-    Context<Called> context{&sink, nullptr};
-    run(data, length, scratch, &LiteralMatcher::report<Called>, &context);
+    Context<Called> context(sink);
+    run(data, length, scratch, &LiteralMatcher::report<Called>, static_cast<Window *>(&context));
     if (context.thrown != nullptr) {
         std::rethrow_exception(context.thrown);
     }

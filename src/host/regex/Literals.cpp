@@ -24,6 +24,9 @@ constexpr double kRareTailPerMiB = 0.01;
 constexpr double kMaxSqueezedPerMiB = 1024;
 constexpr double kFrequentPerMiB = 256;
 constexpr double kSqueezedGain = 16;
+// A match of so few steps is never given up; where one may be, a literal that is found is no match yet. Far below the
+// steps that a try may take.
+constexpr double kMaxSureSteps = 2048;
 
 // Where to end a long piece so that its tail is rarest.
 std::size_t s_bestEnd(const std::string &bytes, TextKind kind) {
@@ -85,6 +88,56 @@ bool s_implies(const Factor &first, const Factor &second) {
         return std::any_of(second.pieces.begin(), second.pieces.end(),
                            [&](const Piece &part) { return holds(piece, part); });
     });
+}
+
+// How a try at one position may go on: the paths through a part of a pattern, also those that read the same, and the
+// steps on all of them.
+struct Effort {
+    double paths = 1;
+    double steps = 0;
+};
+
+Effort s_then(const Effort &first, const Effort &second) {
+    return {first.paths * second.paths, first.steps + first.paths * second.steps};
+}
+
+Effort s_effort(const PatternNode &node);
+
+// Answers soon where there are too many.
+Effort s_repeated(const Effort &once, std::size_t least, std::size_t most) {
+    Effort all{0, 0};
+    Effort power;
+    for (std::size_t times = 0; power.steps <= kMaxSureSteps; ++times) {
+        all.paths += times >= least ? power.paths : 0;
+        if (times == most) {
+            break;
+        }
+        power = s_then(power, {once.paths, once.steps + 1});
+    }
+    all.steps = power.steps;
+    return all;
+}
+
+Effort s_effort(const PatternNode &node) {
+    Effort all;
+    switch (node.kind) {
+    case PatternNode::Kind::Sequence:
+        for (const PatternNode &child : node.children) {
+            all = s_then(all, s_effort(child));
+        }
+        return all;
+    case PatternNode::Kind::Alternation:
+        all.paths = 0;
+        for (const PatternNode &child : node.children) {
+            const Effort branch = s_effort(child);
+            all = {all.paths + branch.paths, all.steps + branch.steps + 1};
+        }
+        return all;
+    case PatternNode::Kind::Repeat:
+        return s_repeated(s_effort(node.children.front()), node.least, node.most);
+    default:
+        return all;
+    }
 }
 
 // The literals that an expression consists of, where finding one of them is a match.
@@ -208,7 +261,8 @@ RequiredLiterals s_find(const ParsedPattern &parsed, bool utf, TextKind kind) {
     RequiredLiterals required;
     required.minimumLength = facts.least;
     Factor whole;
-    if (parsed.exact && !utf && s_isWhole(facts, finder, whole)) {
+    if (parsed.exact && !utf && s_effort(parsed.root).steps <= kMaxSureSteps &&
+        s_isWhole(facts, finder, whole)) {
         required.whole = true;
         for (const Piece &piece : whole.pieces) {
             s_addLiteral(required.alternatives, piece);

@@ -181,9 +181,16 @@ std::size_t Parser::number() {
     return value;
 }
 
-// {n}, {n,} and {n,m}; every other brace is a literal.
+// {n}, {n,} and {n,m}; every other brace is a literal. Those that are literals for some releases of the engine only are
+// not understood.
 bool Parser::takeBraces(Bounds &bounds) {
     const std::size_t start = reader_.position();
+    for (const char *disputed : {"{,", "{ ", "{\t"}) {
+        if (reader_.looksAt(disputed)) {
+            reader_.fail();
+            return false;
+        }
+    }
     if (reader_.take("{") && s_isDigit(reader_.peek())) {
         bounds.least = number();
         bounds.most = bounds.least;

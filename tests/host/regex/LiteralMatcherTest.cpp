@@ -122,6 +122,24 @@ TEST(LiteralMatcher, AgreesWithASearchForEachLiteral) {
     }
 }
 
+// Engines take texts block by block and the rest in another way; with few literals they work differently, too.
+TEST(LiteralMatcher, FindsALiteralAtEveryDistanceFromTheEnds) {
+    LiteralScratch scratch;
+    const std::vector<Literal> all = {
+        {"hello", false}, {"offer!", true}, {"viagra", false}, {"zq", true}};
+    for (std::size_t count = 1; count <= all.size(); ++count) {
+        const LiteralMatcher matcher({all.begin(), all.begin() + static_cast<long>(count)});
+        for (std::size_t length = 5; length <= 330; ++length) {
+            for (std::size_t at = 0; at + 5 <= length; ++at) {
+                std::string text(length, 'x');
+                text.replace(at, 5, "hello");
+                ASSERT_EQ(s_scan(matcher, text, scratch), (Hits{{0, at + 5}}))
+                    << count << " literals, at " << at << " of " << length;
+            }
+        }
+    }
+}
+
 TEST(LiteralMatcher, ScansOnSeveralThreadsAndAfterAMove) {
     LiteralMatcher source({{"needle", true}, {"\xE4\xBD\xA0", false}});
     const LiteralMatcher matcher = std::move(source);
