@@ -247,6 +247,10 @@ int copyRuleSet(const RuleSetCopyOptions &options, Conversion conversion, std::o
         err << "corvane: " << readable(failure) << '\n';
         return kExitFailed;
     }
+    if (const int error = flushed(out); error != 0) {
+        err << "corvane: the set was written, but cannot say so: " << systemReason(error) << '\n';
+        return kExitFailed;
+    }
     return kExitClean;
 }
 
