@@ -42,7 +42,7 @@ std::string s_firstOption(const std::vector<std::string> &arguments) {
 std::string s_optionFault(const CLI::App &app) {
     const std::string early = s_firstOption(app.remaining(false));
     if (!early.empty()) {
-        return "'" + early + "' stands before the subcommand; options go behind it, as in " +
+        return "'" + early + "' is no option here; options go behind the subcommand, as in " +
                "'corvane scan --rules DIR MESSAGE'";
     }
     const std::string unknown = s_firstOption(app.remaining(true));

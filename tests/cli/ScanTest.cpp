@@ -222,6 +222,17 @@ TEST_F(ScanCommandTest, MboxAndDirectoryAreSplitIntoMessages) {
     EXPECT_EQ(input.status, 2);
 }
 
+TEST_F(ScanCommandTest, WhatIsNoMessageInADirectoryIsPassedOver) {
+    directory_.makeDirectory("mail");
+    directory_.makeDirectory("mail/.sub");
+    directory_.write("mail/.sub/a.eml", kMessage);
+    ASSERT_EQ(mkfifo(directory_.path("mail/fifo").c_str(), S_IRUSR | S_IWUSR), 0);
+    ASSERT_EQ(symlink(".sub", directory_.path("mail/link").c_str()), 0);
+    const Outcome outcome = scan("body APPLE /apple/\n", {directory_.path("mail")});
+    EXPECT_EQ(outcome.out, "0 of 0 messages scanned, 0 over 5, 0 not read\n");
+    EXPECT_EQ(outcome.status, 0);
+}
+
 TEST_F(ScanCommandTest, OutputThatCannotBeWrittenIsAFailure) {
     directory_.write("rules.cf", "body APPLE /apple/\n");
     const TempDir other;
@@ -369,7 +380,7 @@ TEST(Command, WithoutASubcommandSaysHowToGoOn) {
     EXPECT_THAT(corvane({"scann", "x"}).err, HasSubstr("unknown subcommand 'scann'"));
     const Outcome early = corvane({"--rules", "r", "scan", "m"});
     EXPECT_EQ(early.status, 2);
-    EXPECT_THAT(early.err, HasSubstr("'--rules' stands before the subcommand; options go behind"));
+    EXPECT_THAT(early.err, HasSubstr("options go behind the subcommand, as in"));
     const std::string remedy = "'; a file of that name is given as ./";
     EXPECT_EQ(corvane({"scan", "--bogus"}).err,
               "corvane: unknown option '--bogus" + remedy +
