@@ -1,5 +1,6 @@
 #include "Failure.h"
 
+#include <cerrno>
 #include <system_error>
 
 #include "host/parser/Logger.h"
@@ -12,6 +13,16 @@ void refuse(const std::string &sentence) {
 
 std::string systemReason(int error) {
     return std::generic_category().message(error);
+}
+
+int flushed(std::ostream &out) {
+    if (out) {
+        errno = 0;
+    }
+    if (out.flush()) {
+        return 0;
+    }
+    return errno != 0 ? errno : EIO;
 }
 
 std::string readable(const Exception &failure) {

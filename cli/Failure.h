@@ -5,6 +5,7 @@
 //
 // Threads: free functions without state.
 
+#include <ostream>
 #include <string>
 
 #include "host/parser/Exception.h"
@@ -16,6 +17,10 @@ namespace Corvane::Cli {
 
 // What the system says of an error number.
 std::string systemReason(int error);
+
+// Flushes what was just written to standard output. Answers why it could not be, as an error number
+// of the system's; 0 where it could.
+int flushed(std::ostream &out);
 
 // One printable line for a user: the command's own failures are sentences already, those of the
 // libraries need their details.

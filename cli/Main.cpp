@@ -1,22 +1,24 @@
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "Decrypt.h"
 #include "Encrypt.h"
 #include "ExitStatus.h"
+#include "Failure.h"
 #include "Scan.h"
 
 namespace {
 
 using namespace Corvane::Cli;
 
-std::string s_explain(const CLI::App *app, const CLI::Error &error) {
-    return std::string("corvane: ") + error.what() + "\nRun 'corvane " +
-           (app->get_subcommands().empty() ? ""
-                                           : app->get_subcommands().front()->get_name() + ' ') +
+std::string s_explain(const CLI::App &app, const std::string &fault) {
+    return "corvane: " + fault + "\nRun 'corvane " +
+           (app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name() + ' ') +
            "--help' for what can be given.\n";
 }
 
@@ -27,22 +29,60 @@ std::string s_refuseSubcommand(int argc, char **argv) {
                     : "corvane: name a subcommand; " + known;
 }
 
-// The library complains of what is missing first, even where an option was not known.
-std::string s_unknownOption(const CLI::App &app) {
-    for (const std::string &rest : app.remaining(true)) {
-        if (rest.size() > 1 && rest.front() == '-') {
-            return "corvane: unknown option '" + rest + "'; a file of that name is given as ./" +
-                   rest + "\n";
+std::string s_firstOption(const std::vector<std::string> &arguments) {
+    const auto found =
+        std::find_if(arguments.begin(), arguments.end(), [](const std::string &each) {
+            return each.size() > 1 && each.front() == '-';
+        });
+    return found == arguments.end() ? std::string() : *found;
+}
+
+// What the library would say less well. It complains of what is missing first, even where an option
+// was not known.
+std::string s_optionFault(const CLI::App &app) {
+    const std::string early = s_firstOption(app.remaining(false));
+    if (!early.empty()) {
+        return "'" + early + "' is no option here; options go behind the subcommand, as in " +
+               "'corvane scan --rules DIR MESSAGE'";
+    }
+    const std::string unknown = s_firstOption(app.remaining(true));
+    if (!unknown.empty()) {
+        return "unknown option '" + unknown + "'; a file of that name is given as ./" + unknown;
+    }
+    for (const CLI::App *subcommand : app.get_subcommands()) {
+        for (const CLI::Option *option : subcommand->get_options()) {
+            if (option->get_items_expected_max() == 1 && option->count() > 1) {
+                return option->get_name() + " is given " + std::to_string(option->count()) +
+                       " times; give it once";
+            }
         }
     }
     return {};
+}
+
+int s_written(std::ostream &out) {
+    const int error = flushed(out);
+    if (error != 0) {
+        std::cerr << "corvane: cannot write to standard output: " << systemReason(error) << '\n';
+    }
+    return error == 0 ? kExitClean : kExitFailed;
+}
+
+int s_refuse(const CLI::App &app, const CLI::ParseError &error, int argc, char **argv) {
+    const bool isOption = argc > 1 && argv[1][0] == '-';
+    if (app.get_subcommands().empty() && !isOption) {
+        std::cerr << s_refuseSubcommand(argc, argv);
+        return kExitFailed;
+    }
+    const std::string fault = s_optionFault(app);
+    std::cerr << s_explain(app, fault.empty() ? error.what() : fault);
+    return kExitFailed;
 }
 
 int s_run(int argc, char **argv) {
     CLI::App app("Scores e-mail messages against heuristic rules.", "corvane");
     app.set_version_flag("--version", std::string("corvane ") + CORVANE_VERSION);
     app.require_subcommand(1);
-    app.failure_message(s_explain);
     ScanOptions scan;
     RuleSetCopyOptions encrypt;
     RuleSetCopyOptions decrypt;
@@ -52,15 +92,11 @@ int s_run(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        const bool isOption = argc > 1 && argv[1][0] == '-';
-        if (error.get_exit_code() != 0 && app.get_subcommands().empty() && !isOption) {
-            std::cerr << s_refuseSubcommand(argc, argv);
-            return kExitFailed;
-        }
         if (error.get_exit_code() != 0) {
-            std::cerr << s_unknownOption(app);
+            return s_refuse(app, error, argc, argv);
         }
-        return app.exit(error) == 0 ? kExitClean : kExitFailed;
+        app.exit(error);
+        return s_written(std::cout);
     }
     // A stream of their own for the results: std::cout may be sent elsewhere.
     std::ostream out(std::cout.rdbuf());

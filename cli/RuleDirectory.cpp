@@ -1,6 +1,7 @@
 #include "RuleDirectory.h"
 
 #include <cerrno>
+#include <filesystem>
 
 #include <unistd.h>
 
@@ -32,6 +33,12 @@ void s_requireReadable(const std::vector<std::string> &files) {
     }
 }
 
+// Whether nothing but the path of its directory marks a file as encrypted.
+bool s_isMarkedByDirectory(const RuleSetFiles &files, const std::string &file) {
+    return files.isEncrypted() && isEncryptedPath(file) &&
+           !isEncryptedPath(std::filesystem::path(file).filename().string());
+}
+
 // A failed load does not say which file it was: the one that fails again.
 [[noreturn]] void s_explain(const RuleSetFiles &files, const Exception &failure) {
     for (const std::string &file : files.loaded()) {
@@ -40,6 +47,11 @@ void s_requireReadable(const std::vector<std::string> &files) {
             MediaOut nowhere(new Nowhere);
             convertFile(file, isEncrypted ? Conversion::Decrypt : Conversion::None, nowhere);
         } catch (const Exception &again) {
+            if (s_isMarkedByDirectory(files, file)) {
+                refuse("cannot read score file '" + file + "': the path '" + files.directory() +
+                       "' holds \"cf\", so that its score files are read as encrypted; load it by "
+                       "another path");
+            }
             s_refuseFile(file, readable(again));
         }
     }

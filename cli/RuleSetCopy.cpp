@@ -13,6 +13,7 @@
 #include "Files.h"
 #include "LogSummary.h"
 #include "RuleDirectory.h"
+#include "StopSignals.h"
 #include "host/parser/Logger.h"
 
 namespace Corvane::Cli {
@@ -88,6 +89,7 @@ public:
     Staging &operator=(const Staging &) = delete;
     ~Staging() { remove(); }
 
+    const std::string &target() const { return target_; }
     const std::string &path() const { return path_; }
 
     // Never replaces anything, not even an empty directory that has come up meanwhile.
@@ -148,16 +150,24 @@ Conversion s_conversionOf(const RuleSetFiles &from, const RuleSetFiles::Entry &e
     return entry.role != Role::Readme && isEncryptedPath(judged) ? conversion : Conversion::None;
 }
 
+void s_requireNoSignal(const StopSignals &signals, const std::string &to) {
+    if (signals.haveCome()) {
+        refuse("stopped by a signal; nothing is left of '" + to + "'");
+    }
+}
+
 void s_copyFile(const std::string &from, const std::string &to, Conversion conversion) {
     MediaOut output(new FileOut(to));
     convertFile(from, conversion, output);
     output.end();
 }
 
-unsigned int s_copyEntries(const RuleSetFiles &from, const std::string &to, Conversion conversion,
-                           std::ostream &err) {
+unsigned int s_copyEntries(const RuleSetFiles &from, const Staging &staging, Conversion conversion,
+                           const StopSignals &signals, std::ostream &err) {
+    const std::string &to = staging.path();
     unsigned int copied = 0;
     for (const RuleSetFiles::Entry &entry : from.entries()) {
+        s_requireNoSignal(signals, staging.target());
         if (entry.role == Role::Other) {
             err << "corvane: left out '" << Logger::printable(from.path(entry.name))
                 << "': no rule file, score file or README\n";
@@ -193,6 +203,7 @@ void s_warnOfFullPath(const std::string &to, std::ostream &err) {
 
 void s_copy(const RuleSetCopyOptions &options, Conversion conversion, std::ostream &out,
             std::ostream &err) {
+    const StopSignals signals;
     const std::string to = s_withoutSlashes(options.to);
     const RuleSetFiles from(options.from);
     s_requireFit(from, to, conversion);
@@ -203,8 +214,10 @@ void s_copy(const RuleSetCopyOptions &options, Conversion conversion, std::ostre
         log.show(err);
     }
     Staging staging(to);
-    const unsigned int files = s_copyEntries(from, staging.path(), conversion, err);
+    const unsigned int files = s_copyEntries(from, staging, conversion, signals, err);
+    s_requireNoSignal(signals, to);
     s_requireSameCount(rules, staging.path());
+    s_requireNoSignal(signals, to);
     staging.publish();
     if (conversion == Conversion::Encrypt) {
         s_warnOfFullPath(to, err);
@@ -232,6 +245,10 @@ int copyRuleSet(const RuleSetCopyOptions &options, Conversion conversion, std::o
         s_copy(options, conversion, out, err);
     } catch (const Exception &failure) {
         err << "corvane: " << readable(failure) << '\n';
+        return kExitFailed;
+    }
+    if (const int error = flushed(out); error != 0) {
+        err << "corvane: the set was written, but cannot say so: " << systemReason(error) << '\n';
         return kExitFailed;
     }
     return kExitClean;

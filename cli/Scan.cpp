@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -50,12 +51,12 @@ public:
         } else {
             ++totals_.failed;
             // So that the two come in order where they go to one place.
-            out_.flush();
+            flush();
             progress_.clear();
             err_ << "corvane: " << Logger::printable(verdict.failure) << '\n';
         }
         report_->message(verdict);
-        out_.flush();
+        flush();
         progress_.step(totals_);
     }
 
@@ -65,12 +66,20 @@ public:
     void finish() {
         progress_.clear();
         report_->summary(totals_);
-        out_.flush();
+        flush();
     }
+
+    // Why results could not be written, as a number of the system's; 0 where they were.
+    int error() const { return error_; }
 
     const Totals &totals() const { return totals_; }
 
 private:
+    void flush() {
+        const int error = flushed(out_);
+        error_ = error_ == 0 ? error : error_;
+    }
+
     static Colours s_colours() {
         const char *noColor = std::getenv("NO_COLOR");
         const bool refused = noColor != nullptr && *noColor != '\0';
@@ -88,6 +97,7 @@ private:
     std::unique_ptr<Report> report_;
     Progress progress_;
     Totals totals_;
+    int error_ = 0;
 };
 
 // "<>" and "" stand for the empty sender that bounces have.
@@ -142,10 +152,16 @@ int s_exitStatus(const Totals &totals) {
 }
 
 std::string s_refuseNonFinite(const std::string &text) {
-    float value = 0.0F;
-    return CLI::detail::lexical_cast(text, value) && std::isfinite(value)
-               ? std::string()
-               : "'" + text + "' is no number; give the score above which a message counts as over";
+    constexpr const char *kRemedy = "; give the score above which a message counts as over";
+    long double value = 0.0L;
+    const bool isNumber = CLI::detail::lexical_cast(text, value) && !std::isnan(value);
+    const bool isInfinity = std::isinf(value) && text.find_first_of("0123456789") == text.npos;
+    if (!isNumber || isInfinity) {
+        return "'" + text + "' is no number" + kRemedy;
+    }
+    return std::abs(value) > std::numeric_limits<float>::max()
+               ? "'" + text + "' is out of range" + kRemedy
+               : std::string();
 }
 
 std::string s_refusePercent(const std::string &text) {
@@ -191,7 +207,7 @@ void addScanCommand(CLI::App &app, ScanOptions &options) {
                      "Envelope sender of the messages, instead of their Return-Path")
         ->expected(1)
         ->type_name("ADDR");
-    scan->add_option("-j", options.workers, "Threads that scan")
+    scan->add_option("-j", options.workers, "Threads that scan, 1 to 64")
         ->capture_default_str()
         ->check(s_refuseWorkers, "")
         ->type_name("N");
@@ -227,8 +243,8 @@ int runScan(const ScanOptions &options, std::ostream &out, std::ostream &err) {
     }
     results.finish();
     log.show(err);
-    if (!out) {
-        err << "corvane: cannot write the results\n";
+    if (results.error() != 0) {
+        err << "corvane: cannot write the results: " << systemReason(results.error()) << '\n';
         return kExitFailed;
     }
     return s_exitStatus(results.totals());

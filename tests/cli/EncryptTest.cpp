@@ -1,6 +1,7 @@
 // corvane encrypt and corvane decrypt: what they write, and what they refuse.
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -142,6 +143,36 @@ TEST_F(EncryptCommandTest, LeavesNothingWhereWritingFails) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("File too large"));
     EXPECT_EQ(names("."), before);
+}
+
+// The command waits in the midst of its work, until the complaints about what it leaves out are read.
+TEST_F(EncryptCommandTest, LeavesNothingWhereASignalStopsIt) {
+    const std::string longName(200, 'x');
+    for (unsigned int each = 0; each < 400; ++each) {
+        directory_.write("plain/" + longName + std::to_string(each), "");
+    }
+    directory_.write("said", "");
+    directory_.write("status", "");
+    const Names before = names(".");
+    const struct {
+        const char *name;
+        int number;
+    } rows[] = {{"INT", SIGINT}, {"TERM", SIGTERM}, {"HUP", SIGHUP}};
+    for (const auto &row : rows) {
+        const auto former = std::signal(row.number, SIG_DFL);
+        const std::string script =
+            "cd '" + directory_.path() +
+            "'; { sh -c 'echo $$; exec " CORVANE_COMMAND
+            " encrypt plain sealed 2>&1'; echo $? >status; } | { read process; until ls -d sealed.*"
+            " 2>/dev/null; do sleep 0.01; done >/dev/null; kill -" +
+            row.name + " $process; cat >said; }";
+        EXPECT_EQ(std::system(script.c_str()), 0);
+        std::signal(row.number, former);
+        EXPECT_EQ(read("status"), "2\n") << row.name;
+        EXPECT_THAT(read("said"),
+                    testing::EndsWith("stopped by a signal; nothing is left of 'sealed'\n"));
+        EXPECT_EQ(names("."), before) << row.name;
+    }
 }
 
 } // namespace

@@ -222,12 +222,30 @@ TEST_F(ScanCommandTest, MboxAndDirectoryAreSplitIntoMessages) {
     EXPECT_EQ(input.status, 2);
 }
 
+TEST_F(ScanCommandTest, WhatIsNoMessageInADirectoryIsPassedOver) {
+    directory_.makeDirectory("mail");
+    directory_.makeDirectory("mail/.sub");
+    directory_.write("mail/.sub/a.eml", kMessage);
+    ASSERT_EQ(mkfifo(directory_.path("mail/fifo").c_str(), S_IRUSR | S_IWUSR), 0);
+    ASSERT_EQ(symlink(".sub", directory_.path("mail/link").c_str()), 0);
+    const Outcome outcome = scan("body APPLE /apple/\n", {directory_.path("mail")});
+    EXPECT_EQ(outcome.out, "0 of 0 messages scanned, 0 over 5, 0 not read\n");
+    EXPECT_EQ(outcome.status, 0);
+}
+
 TEST_F(ScanCommandTest, OutputThatCannotBeWrittenIsAFailure) {
-    const std::string line = std::string(CORVANE_COMMAND) + " scan --rules " + directory_.path() +
-                             " " + message() + " >/dev/full 2>/dev/null";
     directory_.write("rules.cf", "body APPLE /apple/\n");
-    const int status = std::system(line.c_str());
-    EXPECT_EQ(WEXITSTATUS(status), 2);
+    const TempDir other;
+    const std::string paths[] = {"scan --rules " + directory_.path() + " " + message(),
+                                 "encrypt " + directory_.path() + " " + other.path("new"), "--help",
+                                 "scan --help", "--version"};
+    for (const std::string &arguments : paths) {
+        const std::string line =
+            CORVANE_COMMAND " " + arguments + " >/dev/full 2>" + other.path("said");
+        const int status = std::system(line.c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 2) << arguments;
+        EXPECT_THAT(TempDir::read(other.path("said")), HasSubstr("No space left on device\n"));
+    }
 }
 
 // Each row is refused with status 2, nothing but the summary on standard output, and an error that
@@ -257,6 +275,9 @@ protected:
         directory_.makeDirectory("sealed");
         directory_.write("sealed/version", "");
         directory_.write("sealed/a.cf", "body APPLE /apple/\n");
+        directory_.makeDirectory("cf");
+        directory_.write("cf/version", "");
+        directory_.write("cf/a.score", "score APPLE 1\n");
     }
 
     std::string resolved(std::string text) const {
@@ -294,6 +315,9 @@ const BadInput kBadInputs[] = {
     {"RulesDoNotDecrypt",
      {"--rules", "$/sealed", "$/good.eml"},
      {"cannot read rule file '$/sealed/a.cf'", "decrypt"}},
+    {"PathMarksPlainScores",
+     {"--rules", "$/cf", "$/good.eml"},
+     {"'$/cf' holds \"cf\", so that its score files are read as encrypted; load it by another"}},
     {"MessageMissing", {"--rules", "$/rules", "$/no.eml"}, {"'$/no.eml'", "No such file"}},
     {"MessageIsEmpty", {"--rules", "$/rules", "$/empty.eml"}, {"'$/empty.eml' is empty"}},
     {"StandardInputIsEmpty", {"--rules", "$/rules", "-"}, {"standard input is empty"}},
@@ -301,6 +325,12 @@ const BadInput kBadInputs[] = {
     {"MessageFailsInReading", {"--rules", "$/rules", "/proc/self/mem"}, {"'/proc/self/mem'"}},
     {"ThresholdNaN", {"--rules", "$/rules", "--threshold", "nan", "$/good.eml"}, {"threshold"}},
     {"ThresholdInfinite", {"--rules", "$/rules", "--threshold=inf", "$/good.eml"}, {"'inf'"}},
+    {"ThresholdTooLarge",
+     {"--rules", "$/rules", "--threshold", "1e40", "$/good.eml"},
+     {"'1e40' is out of range"}},
+    {"RulesTwice",
+     {"--rules", "$/rules", "--rules", "$/rules", "$/good.eml"},
+     {"corvane: --rules is given 2 times; give it once\n"}},
     {"ThresholdNoNumber", {"--rules", "$/rules", "--threshold", "x", "$/good.eml"}, {"'x'"}},
     {"PercentTooLarge", {"--rules", "$/rules", "--percent", "101", "$/good.eml"}, {"0 to 100"}},
     {"PercentNegative", {"--rules", "$/rules", "--percent=-1", "$/good.eml"}, {"'-1'"}},
@@ -348,6 +378,16 @@ TEST(Command, WithoutASubcommandSaysHowToGoOn) {
     EXPECT_EQ(none.status, 2);
     EXPECT_THAT(none.err, testing::AllOf(HasSubstr("scan"), HasSubstr("--help")));
     EXPECT_THAT(corvane({"scann", "x"}).err, HasSubstr("unknown subcommand 'scann'"));
+    const Outcome early = corvane({"--rules", "r", "scan", "m"});
+    EXPECT_EQ(early.status, 2);
+    EXPECT_THAT(early.err, HasSubstr("options go behind the subcommand, as in"));
+    const std::string remedy = "'; a file of that name is given as ./";
+    EXPECT_EQ(corvane({"scan", "--bogus"}).err,
+              "corvane: unknown option '--bogus" + remedy +
+                  "--bogus\nRun 'corvane scan --help' for what can be given.\n");
+    EXPECT_EQ(corvane({"encrypt", "--rules"}).err,
+              "corvane: unknown option '--rules" + remedy +
+                  "--rules\nRun 'corvane encrypt --help' for what can be given.\n");
     const Outcome help = corvane({"scan", "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, testing::AllOf(HasSubstr("--rules"), HasSubstr("Exit status")));
