@@ -18,7 +18,7 @@ constexpr const char *kFile = "FullRule";
 constexpr unsigned int kValueLine = 37;
 constexpr int kLineRoomBytes = 1024;
 // Lines are scanned together up to about this many bytes.
-constexpr unsigned int kPortionBytes = 64U * 1024;
+constexpr unsigned int kPortionBytes = 16U * 1024;
 constexpr unsigned char kLineFeed = '\n';
 
 // Adds complete lines at the start of the text, as many as fit a pass; answers how many.
