@@ -179,7 +179,9 @@ std::vector<std::uint32_t> RuleFilter::addCompanions(const std::vector<Regex::Li
 bool RuleFilter::holds(const unsigned char *text, const unsigned char *lowered, std::size_t length,
                        std::uint32_t needle) const {
     const Needle &sought = needles_[needle];
-    return memmem(sought.ignoreCase ? lowered : text, length, needleBytes_.data() + sought.offset,
+    // Also keeps empty texts, which may have no bytes to point to, from memmem.
+    return length >= sought.length &&
+           memmem(sought.ignoreCase ? lowered : text, length, needleBytes_.data() + sought.offset,
                   sought.length) != nullptr;
 }
 
