@@ -136,10 +136,12 @@ struct LiteralScratch::State {
                        static_cast<unsigned int>(length), 0, scratch.get(), found, context);
     }
 
-    void prepare(const hs_database_t *database, std::uint64_t identity) {
+    // Makes room for scans with the matcher of that identity.
+    void prepare(const hs_database_t *database, std::uint64_t identity, std::size_t longest) {
         if (std::find(fits.rbegin(), fits.rend(), identity) != fits.rend()) {
             return;
         }
+        tail.reserve(2 * kTailBytes + longest);
         hs_scratch_t *grown = scratch.release();
         const hs_error_t result = hs_alloc_scratch(database, &grown);
         scratch.reset(grown);
@@ -162,6 +164,7 @@ std::size_t LiteralScratch::memoryBytes() const {
     std::size_t bytes = 0;
     if (state_ != nullptr && state_->scratch != nullptr) {
         hs_scratch_size(state_->scratch.get(), &bytes);
+        bytes += state_->tail.capacity();
     }
     return bytes;
 }
@@ -196,7 +199,7 @@ void LiteralMatcher::run(const unsigned char *data, std::size_t length, LiteralS
         scratch.state_ = std::make_unique<LiteralScratch::State>();
     }
     LiteralScratch::State &state = *scratch.state_;
-    state.prepare(compiled_->database.get(), compiled_->identity);
+    state.prepare(compiled_->database.get(), compiled_->identity, compiled_->longest);
     auto &window = *static_cast<Window *>(context);
     if (length > kTailBytes) {
         window = {0, length - kTailBytes, 0};
