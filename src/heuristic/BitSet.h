@@ -14,6 +14,7 @@ public:
         : words_((size + kWordBits - 1) / kWordBits), size_(static_cast<std::uint32_t>(size)) {}
 
     std::uint32_t size() const { return size_; }
+    std::size_t memoryBytes() const { return words_.capacity() * sizeof(std::uint64_t); }
     void set(std::uint32_t number) {
         words_[number / kWordBits] |= std::uint64_t{1} << number % kWordBits;
     }

@@ -28,14 +28,8 @@ bool s_isShortAscii(const std::string &value) {
     return all < 0x80U && zeros == 0 && value.size() < kHeaderRoomBytes;
 }
 
-// Whether "=?" is in the text; looks for the rarer byte.
-bool s_mayHoldEncodedWord(std::string_view text) {
-    for (std::size_t at = text.find('?'); at != text.npos; at = text.find('?', at + 1)) {
-        if (at > 0 && text[at - 1] == '=') {
-            return true;
-        }
-    }
-    return false;
+bool s_mayHoldEncodedWord(const std::string &text) {
+    return text.find("=?") != std::string::npos;
 }
 
 } // namespace

@@ -41,6 +41,11 @@ const Regex::ExpressionImpl *s_keep(const Regex::Expression &expression,
     return expression.isNull() ? nullptr : kept.emplace_back(expression).operator->();
 }
 
+template <class T>
+std::size_t s_bytes(const std::vector<T> &values) {
+    return values.capacity() * sizeof(T);
+}
+
 // Of the names that mail has, all but some made up to be long.
 constexpr std::size_t kRememberedNameBytes = 64;
 
@@ -108,33 +113,16 @@ RuleIndex::RuleIndex(const RuleContainer &container)
 
 RuleIndex::~RuleIndex() = default;
 
-// Puts the rules of all languages into the order of loading. A list that is in another order is left out.
+// Puts the rules of all languages into the order of loading.
 void RuleIndex::collect(const RuleContainer &container, Rule::Type kind) {
-    std::vector<std::pair<RefRule, std::uint8_t>> found;
-    std::unordered_map<const Rule *, std::size_t> positions;
-    for (int each = DEFAULT; each < ALL; ++each) {
-        const auto language = static_cast<langID>(each);
-        Watch &watch = watches_[kind][static_cast<std::size_t>(language)];
-        watch.list = RefRuleList(container.rules(language, kind), false);
-        watch.watched = dynamic_cast<const WatchedRuleList *>(&watch.list.peek());
-        unsigned int last = 0;
-        for (const RefRule &rule : watch.list.peek()) {
-            if (rule.isNull() || rule->ordinal() <= last) {
-                watch.watched = nullptr;
-                break;
-            }
-            last = rule->ordinal();
-            const auto [position, fresh] = positions.emplace(rule.operator->(), found.size());
-            if (fresh) {
-                found.emplace_back(rule, 0);
-            }
-            found[position->second].second |= s_bit(language);
-        }
+    Found found;
+    for (int language = DEFAULT; language < ALL; ++language) {
+        collectList(container, static_cast<langID>(language), kind, found);
     }
-    std::sort(found.begin(), found.end(),
+    std::sort(found.rules.begin(), found.rules.end(),
               [](const auto &a, const auto &b) { return a.first->ordinal() < b.first->ordinal(); });
     KindIndex &index = kinds_[kind];
-    for (auto &[rule, languages] : found) {
+    for (auto &[rule, languages] : found.rules) {
         rule->edited_ = edited_;
         IndexedRule indexed;
         indexed.rule = rule.operator->();
@@ -143,12 +131,31 @@ void RuleIndex::collect(const RuleContainer &container, Rule::Type kind) {
         index.rules.push_back(indexed);
         index.handles.push_back(std::move(rule));
     }
-    for (std::size_t language = 0; language < kLanguages; ++language) {
-        Watch &watch = watches_[kind][language];
-        if (watch.watched != nullptr) {
-            watch.same = watch.watched->accesses();
-            watch.other = watch.same - 1;
+}
+
+// Notes the list and its rules. One that is in another order than that of loading is not watched, and so never holds.
+void RuleIndex::collectList(const RuleContainer &container, langID language, Rule::Type kind,
+                            Found &found) {
+    Watch &watch = watches_[kind][static_cast<std::size_t>(language)];
+    watch.list = RefRuleList(container.rules(language, kind), false);
+    const auto *watched = dynamic_cast<const WatchedRuleList *>(&watch.list.peek());
+    unsigned int last = 0;
+    for (const RefRule &rule : watch.list.peek()) {
+        if (rule.isNull() || rule->ordinal() <= last) {
+            return;
         }
+        last = rule->ordinal();
+        const auto [position, fresh] =
+            found.positions.emplace(rule.operator->(), found.rules.size());
+        if (fresh) {
+            found.rules.emplace_back(rule, 0);
+        }
+        found.rules[position->second].second |= s_bit(language);
+    }
+    if (watched != nullptr) {
+        watch.watched = watched;
+        watch.same = watched->accesses();
+        watch.other = watch.same - 1;
     }
 }
 
@@ -335,16 +342,29 @@ std::optional<langID> RuleIndex::languageOfFullRules(const RuleContainer &contai
     return std::nullopt;
 }
 
+std::size_t HeaderSelectors::memoryBytes() const {
+    std::size_t bytes = s_bytes(selectors_) + s_bytes(others_);
+    for (const Selector &selector : selectors_) {
+        bytes += s_bytes(selector.unfiltered);
+    }
+    for (const auto *names : {&byKey_, &byName_}) {
+        for (const auto &entry : *names) {
+            bytes += sizeof(entry) + entry.first.capacity();
+        }
+    }
+    return bytes;
+}
+
 std::size_t RuleIndex::memoryBytes() const {
-    std::size_t bytes = sizeof(*this);
+    std::size_t bytes = sizeof(*this) + headers_.memoryBytes() + metas_.unconditional.memoryBytes();
     for (const KindIndex &index : kinds_) {
-        bytes += index.rules.capacity() * sizeof(IndexedRule) +
-                 index.handles.capacity() * (sizeof(RefRule) + sizeof(RefCounted<Rule>)) +
+        bytes += s_bytes(index.rules) + s_bytes(index.unfiltered) + s_bytes(index.handles) +
+                 s_bytes(index.expressions) +
+                 (index.handles.size() + index.expressions.size()) * sizeof(RefCounted<Rule>) +
                  (index.filter ? index.filter->memoryBytes() : 0);
     }
     for (const auto &[name, dependents] : metas_.byName) {
-        bytes += sizeof(name) + name.capacity() + sizeof(dependents) +
-                 dependents.capacity() * sizeof(std::uint32_t);
+        bytes += sizeof(name) + name.capacity() + sizeof(dependents) + s_bytes(dependents);
     }
     return bytes;
 }

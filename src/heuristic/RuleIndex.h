@@ -17,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "heuristic/BitSet.h"
@@ -86,6 +87,8 @@ public:
     // remembers the names it has met.
     const std::vector<std::uint32_t> &find(const std::string &name, ScanMemory &memory) const;
 
+    std::size_t memoryBytes() const;
+
 private:
     // Names that a thread remembers; hostile mail has any number of them.
     static constexpr std::size_t kRememberedNames = 1024;
@@ -149,7 +152,15 @@ private:
         mutable std::atomic<unsigned int> other{0};
     };
 
+    // The rules of one kind, each with the languages whose lists hold it, and where each stands here.
+    struct Found {
+        std::vector<std::pair<RefRule, std::uint8_t>> rules;
+        std::unordered_map<const Rule *, std::size_t> positions;
+    };
+
     void collect(const RuleContainer &container, Rule::Type kind);
+    void collectList(const RuleContainer &container, langID language, Rule::Type kind,
+                     Found &found);
     void prepare(Rule::Type kind);
     RuleFilter::Source prepareText(KindIndex &index, std::size_t number, Rule::Type kind) const;
     RuleFilter::Source prepareHeader(IndexedRule &indexed);
