@@ -44,7 +44,7 @@ constexpr std::size_t kMaxAlternatives = 256;
 constexpr std::size_t kMaxSecond = 8;
 constexpr std::size_t kMaxByteSets = 4;
 
-// No literal is empty or begins with a zero byte; no list holds the same literal twice.
+// No literal is empty or begins with a zero byte, and no list holds the same literal twice, but for companions.
 struct RequiredLiterals {
     // The subject holds at least one of these. Empty where nothing worth looking for was found.
     std::vector<Literal> alternatives;
@@ -53,7 +53,7 @@ struct RequiredLiterals {
     // count. One with empty bytes asks for nothing.
     std::vector<Literal> companions;
 
-    // Another such list, of at most kMaxSecond, from another place in the pattern: it tells what the
+    // Another list like alternatives, of at most kMaxSecond, from another place in the pattern: it tells what the
     // first does not. Empty without alternatives.
     std::vector<Literal> second;
 
