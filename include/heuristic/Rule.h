@@ -216,6 +216,11 @@ public:
     float score(bool recompute) const;
 
 private:
+    friend class RefMatches;
+
+    // Adds the score of a rule that was just inserted; the rest of add.
+    bool count(const RefRule &rule);
+
     mutable float total_;
     mutable bool tripped_;
     float threshold_;

@@ -135,8 +135,9 @@ void BodyCheck::checkFiltered(const Buffer &body, bool raw) {
         pass.add(piece.start, piece.length, pieces++);
         return false;
     });
-    pass.select(body.data());
-    for (std::uint32_t piece = 0; piece < pieces; ++piece) {
+    pass.select(body.data(), body.length());
+    // The end of a first piece on which nothing is tried may be the end of the pass as well.
+    for (std::uint32_t piece = 0; piece < pieces; piece = pass.nextUnit(piece + 1, pieces)) {
         pass.tryText(piece, pass.text(piece, body.data()), matches_);
         if (matches_->tripped()) {
             return;

@@ -28,7 +28,7 @@ RefRuleList FilteredList::remaining() const {
 void FilteredPass::clear() {
     memory_->texts.clear();
     memory_->staged.clear();
-    memory_->candidates.clear();
+    memory_->tries.clear();
     next_ = 0;
 }
 
@@ -41,23 +41,12 @@ std::uint32_t FilteredPass::stage(std::initializer_list<std::string_view> parts,
     std::vector<unsigned char> &staged = memory_->staged;
     const auto start = static_cast<std::uint32_t>(staged.size());
     for (const std::string_view part : parts) {
-        staged.insert(staged.end(), part.begin(), part.end());
+        const auto *bytes = reinterpret_cast<const unsigned char *>(part.data());
+        staged.insert(staged.end(), bytes, bytes + part.size());
     }
     memory_->texts.push_back({start, static_cast<std::uint32_t>(staged.size()) - start, unit,
                               static_cast<std::uint8_t>(form)});
     return static_cast<std::uint32_t>(memory_->texts.size() - 1);
-}
-
-void FilteredPass::decodeLast() {
-    ScanText &range = memory_->texts.back();
-    std::vector<unsigned char> &staged = memory_->staged;
-    const std::string encoded(staged.begin() + range.start, staged.end());
-    const Buffer decoded = headerValueDecode(encoded);
-    staged.resize(range.start);
-    if (decoded.length() > 0) {
-        staged.insert(staged.end(), decoded.data(), decoded.data() + decoded.length());
-    }
-    range.length = decoded.length();
 }
 
 Buffer FilteredPass::text(std::uint32_t text, const unsigned char *base) const {
@@ -68,43 +57,74 @@ Buffer FilteredPass::text(std::uint32_t text, const unsigned char *base) const {
 void FilteredPass::alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules) {
     for (const std::uint32_t rule : rules) {
         if (list_.admits(rule)) {
-            memory_->candidates.push_back(std::uint64_t{unit} << 32U | rule);
+            memory_->tries.emplace_back(unit, rule, false);
         }
     }
 }
 
-void FilteredPass::select(const unsigned char *base) {
-    const KindIndex &rules = list_.rules();
-    const auto admit = [this](std::uint32_t rule) { return list_.admits(rule); };
-    rules.filter->select(base, *memory_, admit);
-    std::vector<std::uint64_t> &candidates = memory_->candidates;
-    std::sort(candidates.begin(), candidates.end());
-    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-    memory_->unfiltered.clear();
-    std::copy_if(rules.unfiltered.begin(), rules.unfiltered.end(),
-                 std::back_inserter(memory_->unfiltered), admit);
+void FilteredPass::selectStaged() {
+    std::vector<unsigned char> &staged = memory_->staged;
+    staged.resize(staged.size() + Regex::LiteralMatcher::kPaddingBytes);
+    select(staged.data(), staged.size());
 }
 
-// Walks the unit's candidates and the rules that no literal stands for, in the order of the list.
+std::uint32_t FilteredPass::nextUnit(std::uint32_t unit, std::uint32_t end) {
+    if (!memory_->unfiltered.empty()) {
+        return unit;
+    }
+    const std::vector<Candidate> &tries = memory_->tries;
+    while (next_ < tries.size() && tries[next_].unit() < unit) {
+        ++next_;
+    }
+    return next_ < tries.size() ? std::min(tries[next_].unit(), end) : end;
+}
+
+void FilteredPass::select(const unsigned char *base, std::size_t readable) {
+    const KindIndex &index = list_.rules();
+    const auto admit = [this](std::uint32_t rule) { return list_.admits(rule); };
+    index.filter->select(base, readable, *memory_, [&](std::uint32_t pattern) {
+        return std::any_of(index.rulesBegin(pattern), index.rulesEnd(pattern), admit);
+    });
+    std::vector<Candidate> &tries = memory_->tries;
+    for (const Candidate &candidate : memory_->candidates) {
+        const std::uint32_t pattern = candidate.number();
+        for (auto rule = index.rulesBegin(pattern); rule != index.rulesEnd(pattern); ++rule) {
+            if (admit(*rule)) {
+                tries.emplace_back(candidate.unit(), *rule, candidate.decided());
+            }
+        }
+    }
+    memory_->candidates.clear();
+    std::sort(tries.begin(), tries.end());
+    tries.erase(std::unique(tries.begin(), tries.end()), tries.end());
+    memory_->unfiltered.clear();
+    std::copy_if(index.unfiltered.begin(), index.unfiltered.end(),
+                 std::back_inserter(memory_->unfiltered), admit);
+    memory_->verdicts.resize(std::max(memory_->verdicts.size(), index.patterns()), 0);
+}
+
+// Walks the unit's tries and the rules that no literal stands for, in the order of the list.
 template <class Matches>
 bool FilteredPass::tryUnit(std::uint32_t unit, RefMatches &matches, Matches match) {
     constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
-    const std::vector<std::uint64_t> &candidates = memory_->candidates;
+    const std::vector<Candidate> &tries = memory_->tries;
     const std::vector<std::uint32_t> &unfiltered = memory_->unfiltered;
-    while (next_ < candidates.size() && candidates[next_] >> 32U < unit) {
+    ++memory_->units;
+    while (next_ < tries.size() && tries[next_].unit() < unit) {
         ++next_;
     }
     for (std::size_t other = 0;;) {
-        const bool left = next_ < candidates.size() && candidates[next_] >> 32U == unit;
-        const std::uint32_t first = left ? static_cast<std::uint32_t>(candidates[next_]) : kNone;
+        const bool left = next_ < tries.size() && tries[next_].unit() == unit;
+        const std::uint32_t first = left ? tries[next_].number() : kNone;
         const std::uint32_t second = other < unfiltered.size() ? unfiltered[other] : kNone;
         const std::uint32_t rule = std::min(first, second);
         if (rule == kNone) {
             return false;
         }
+        const bool decided = rule == first && tries[next_].decided();
         next_ += rule == first ? 1 : 0;
         other += rule == second ? 1 : 0;
-        if (list_.isDone(rule) || !match(rule)) {
+        if (list_.isDone(rule) || !match(rule, decided)) {
             continue;
         }
         const bool tripped = matches.add(list_.rules().handles[rule]);
@@ -115,23 +135,33 @@ bool FilteredPass::tryUnit(std::uint32_t unit, RefMatches &matches, Matches matc
     }
 }
 
-bool FilteredPass::tryText(std::uint32_t unit, const Buffer &text, RefMatches &matches) {
-    TextFacts facts(text.data(), text.length(), *memory_);
-    return tryUnit(unit, matches,
-                   [&](std::uint32_t rule) { return matchesText(rule, text, facts); });
+// What the rule's pattern, which is the same for many rules, says of the unit under way; found out on the first call.
+template <class Find>
+bool FilteredPass::verdict(const IndexedRule &rule, Find find) {
+    std::uint64_t &verdict = memory_->verdicts[rule.pattern];
+    if (verdict >> 1U != memory_->units) {
+        const bool matched = find();
+        verdict = memory_->units << 1U | (matched ? 1U : 0U);
+    }
+    return (verdict & 1U) != 0;
 }
 
-bool FilteredPass::matchesText(std::uint32_t rule, const Buffer &text, TextFacts &facts) const {
-    const IndexedRule &indexed = list_.rules().rules[rule];
-    if (indexed.trial == IndexedRule::Trial::Log) {
-        return static_cast<const BodyRule &>(*indexed.rule).matches(text);
+bool FilteredPass::tryText(std::uint32_t unit, const Buffer &text, RefMatches &matches) {
+    TextFacts facts(text.data(), text.length(), *memory_);
+    return tryUnit(unit, matches, [&](std::uint32_t rule, bool decided) {
+        return decided || matchesText(list_.rules().rules[rule], text, facts);
+    });
+}
+
+bool FilteredPass::matchesText(const IndexedRule &rule, const Buffer &text, TextFacts &facts) {
+    if (rule.trial == IndexedRule::Trial::Log) {
+        return static_cast<const BodyRule &>(*rule.rule).matches(text);
     }
-    const RuleFilter &filter = *list_.rules().filter;
-    if (!filter.mayMatch(rule, facts)) {
-        return false;
-    }
-    bool failed = false;
-    return filter.isLiteral(rule) || (indexed.expression->matches(text, 0, &failed) && !failed);
+    return verdict(rule, [&] {
+        bool failed = false;
+        return list_.rules().filter->mayMatch(rule.pattern, facts) &&
+               rule.expression->matches(text, 0, &failed) && !failed;
+    });
 }
 
 bool FilteredPass::tryHeader(std::uint32_t unit, const Forms &forms, Selectors selectors,
@@ -139,36 +169,36 @@ bool FilteredPass::tryHeader(std::uint32_t unit, const Forms &forms, Selectors s
     // Of the form that was looked at last.
     std::optional<TextFacts> facts;
     HeaderForm form = HeaderForm::Value;
-    return tryUnit(unit, matches, [&](std::uint32_t rule) {
-        const IndexedRule &indexed = list_.rules().rules[rule];
-        if (std::find(selectors.begin, selectors.end, indexed.selector) == selectors.end) {
+    return tryUnit(unit, matches, [&](std::uint32_t number, bool decided) {
+        const IndexedRule &rule = list_.rules().rules[number];
+        if (std::find(selectors.begin, selectors.end, rule.selector) == selectors.end) {
             return false;
         }
-        if (indexed.trial == IndexedRule::Trial::Always) {
+        if (decided || rule.trial == IndexedRule::Trial::Always) {
             return true;
         }
-        const Buffer text = staged(forms[static_cast<std::size_t>(indexed.form)]);
-        if (!facts.has_value() || form != indexed.form) {
-            form = indexed.form;
+        const Buffer text = staged(forms[static_cast<std::size_t>(rule.form)]);
+        if (!facts.has_value() || form != rule.form) {
+            form = rule.form;
             facts.emplace(text.data(), text.length(), *memory_);
         }
-        return matchesHeader(indexed, rule, text, *facts);
+        return verdict(rule, [&] { return matchesHeader(rule, text, *facts); });
     });
 }
 
-bool FilteredPass::matchesHeader(const IndexedRule &indexed, std::uint32_t rule, const Buffer &text,
+bool FilteredPass::matchesHeader(const IndexedRule &rule, const Buffer &text,
                                  TextFacts &facts) const {
-    const bool positive = indexed.trial == IndexedRule::Trial::Match;
+    const bool positive = rule.trial == IndexedRule::Trial::Match;
     const RuleFilter &filter = *list_.rules().filter;
-    if (filter.isLiteral(rule)) {
-        return filter.mayMatch(rule, facts) == positive;
+    if (filter.isLiteral(rule.pattern)) {
+        return !filter.mayMatch(rule.pattern, facts);
     }
     // What is not worth trying cannot match, but may fail, which is no match of a negated rule.
-    if (positive && !filter.mayMatch(rule, facts)) {
+    if (positive && !filter.mayMatch(rule.pattern, facts)) {
         return false;
     }
     bool failed = false;
-    const bool matched = indexed.expression->matches(text, 0, &failed);
+    const bool matched = rule.expression->matches(text, 0, &failed);
     return !failed && matched == positive;
 }
 

@@ -83,9 +83,6 @@ public:
     std::uint32_t stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
                         HeaderForm form = HeaderForm::Value);
 
-    // Decodes the encoded words of the text that was staged last.
-    void decodeLast();
-
     // A text by its number: a range of base, or a staged one, which is good until the next one is staged.
     Buffer text(std::uint32_t text, const unsigned char *base) const;
     Buffer staged(std::uint32_t text) const { return this->text(text, memory_->staged.data()); }
@@ -93,7 +90,7 @@ public:
     // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
     bool isFull() const {
         return memory_->staged.size() >= kPassBytes || memory_->texts.size() >= kPassTexts ||
-               memory_->candidates.size() >= kPassTexts;
+               memory_->tries.size() >= kPassTexts;
     }
     static constexpr std::size_t kPassBytes = std::size_t{64} * 1024;
     static constexpr std::size_t kPassTexts = std::size_t{8} * 1024;
@@ -101,9 +98,12 @@ public:
     // Also to be tried on a unit, whatever its texts hold.
     void alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules);
 
-    // Finds out what is worth trying on the texts: ranges of base, or staged ones.
-    void select(const unsigned char *base);
-    void selectStaged() { select(memory_->staged.data()); }
+    // Finds out what is worth trying on the texts: ranges of base, from where so many bytes may be read, or staged ones.
+    void select(const unsigned char *base, std::size_t readable);
+    void selectStaged();
+
+    // The first unit from that one on, but below end, with anything to try; end if there is none.
+    std::uint32_t nextUnit(std::uint32_t unit, std::uint32_t end);
 
     // Tries the unit's rules on a text and adds those that match; ends where an addition trips the match set, and answers
     // whether one did. Throws as RefMatches::add.
@@ -116,9 +116,10 @@ public:
 private:
     template <class Matches>
     bool tryUnit(std::uint32_t unit, RefMatches &matches, Matches match);
-    bool matchesText(std::uint32_t rule, const Buffer &text, TextFacts &facts) const;
-    bool matchesHeader(const IndexedRule &indexed, std::uint32_t rule, const Buffer &text,
-                       TextFacts &facts) const;
+    template <class Find>
+    bool verdict(const IndexedRule &rule, Find find);
+    bool matchesText(const IndexedRule &rule, const Buffer &text, TextFacts &facts);
+    bool matchesHeader(const IndexedRule &rule, const Buffer &text, TextFacts &facts) const;
 
     FilteredList &list_;
     ScanMemoryLease memory_;

@@ -114,7 +114,8 @@ void FullCheck::checkAll(const Headers &headers) {
             pass.stage({next->type(), separator, next->value()}, units++);
         }
         pass.selectStaged();
-        for (std::uint32_t unit = 0; unit < units; ++unit) {
+        for (std::uint32_t unit = pass.nextUnit(0, units); unit < units;
+             unit = pass.nextUnit(unit + 1, units)) {
             if (matches_->tripped()) {
                 return;
             }
@@ -184,7 +185,7 @@ void FullTap::checkLinesFiltered() {
         const Buffer rest = pending_.mid(pending_.startOfLine());
         pass.clear();
         lines = s_addLines(pass, rest);
-        pass.select(rest.data());
+        pass.select(rest.data(), rest.length());
         for (std::uint32_t line = 0; line < lines; ++line) {
             pending_.getLine(line_, kLineFeed);
             pass.tryText(line, line_, matches_);

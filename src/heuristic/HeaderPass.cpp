@@ -32,6 +32,10 @@ bool s_mayHoldEncodedWord(const std::string &text) {
     return text.find("=?") != std::string::npos;
 }
 
+std::string_view s_view(const Buffer &buffer) {
+    return {reinterpret_cast<const char *>(buffer.data()), buffer.length()};
+}
+
 } // namespace
 
 std::string headerValueInUtf8(const std::string &value) {
@@ -74,20 +78,22 @@ void HeaderPass::stageForms(const Header &header, const std::string &value, unsi
     const auto number = static_cast<std::uint32_t>(units_.size() - 1);
     FilteredPass::Forms &forms = units_.back().forms;
     const auto stage = [&](HeaderForm form, std::initializer_list<std::string_view> parts) {
-        const bool asked = (wanted & s_bit(form)) != 0;
-        if (asked) {
+        if ((wanted & s_bit(form)) != 0) {
             forms[static_cast<std::size_t>(form)] = pass_.stage(parts, number, form);
         }
-        return asked;
     };
-    const bool encoded = s_mayHoldEncodedWord(value);
     stage(HeaderForm::Raw, {value});
-    if (stage(HeaderForm::Value, {value}) && encoded) {
-        pass_.decodeLast();
-    }
-    if (stage(HeaderForm::All, {header.type(), ": ", value}) &&
-        (encoded || s_mayHoldEncodedWord(header.type()))) {
-        pass_.decodeLast();
+    if ((wanted & (s_bit(HeaderForm::Value) | s_bit(HeaderForm::All))) != 0) {
+        // Owns the decoded value, or views the value itself.
+        const Buffer decoded = headerValueDecode(value);
+        stage(HeaderForm::Value, {s_view(decoded)});
+        if (s_isShortAscii(header.type()) && !s_mayHoldEncodedWord(header.type())) {
+            // What stands before the value has no part in its decoding.
+            stage(HeaderForm::All, {header.type(), ": ", s_view(decoded)});
+        } else {
+            const std::string all = header.type() + ": " + value;
+            stage(HeaderForm::All, {s_view(headerValueDecode(all))});
+        }
     }
     if ((wanted & (s_bit(HeaderForm::Addr) | s_bit(HeaderForm::Name))) != 0) {
         const EmailAddress parsed = EmailAddress::rfc5322Parse(value, true);
@@ -99,18 +105,16 @@ void HeaderPass::stageForms(const Header &header, const std::string &value, unsi
 
 bool HeaderPass::run() {
     pass_.selectStaged();
-    std::uint32_t number = 0;
+    const auto units = static_cast<std::uint32_t>(units_.size());
     bool tripped = false;
-    for (const Unit &unit : units_) {
+    for (std::uint32_t number = 0; number < units && !tripped;
+         number = pass_.nextUnit(number + 1, units)) {
+        const Unit &unit = units_[number];
         pass_.tryHeader(
             number, unit.forms,
             {selectors_.data() + unit.firstSelector, selectors_.data() + unit.lastSelector},
             matches_);
-        ++number;
         tripped = matches_->tripped();
-        if (tripped) {
-            break;
-        }
     }
     units_.clear();
     selectors_.clear();

@@ -191,6 +191,10 @@ Matches::~Matches() = default;
 
 bool Matches::add(const RefRule &rule) {
     insert(rule);
+    return count(rule);
+}
+
+bool Matches::count(const RefRule &rule) {
     s_addScore(total_, rule, "Heuristic::Matches", __LINE__);
     return tripped();
 }
@@ -223,10 +227,13 @@ RefMatches RefMatches::create() {
 }
 
 bool RefMatches::add(const RefRule &rule) {
-    if (isNull() || !find(rule->name()).isNull()) {
+    if (isNull()) {
         return false;
     }
-    return (*this)->add(rule);
+    // Throws for a null rule, which the set would take.
+    (void)rule->name();
+    Matches &matches = **this;
+    return matches.insert(rule).second && matches.count(rule);
 }
 
 // Looks the name up as that of a rule, since the set is ordered by the names of rules.

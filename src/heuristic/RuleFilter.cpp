@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <utility>
+
+#include "heuristic/LettersAndDigits.h"
 
 namespace Corvane::Heuristic {
 
@@ -15,15 +18,6 @@ constexpr unsigned char s_lower(unsigned char byte) {
     const auto letter = static_cast<unsigned char>(byte - 'A');
     return static_cast<unsigned char>(byte + (letter < kLetters ? 'a' - 'A' : 0));
 }
-
-constexpr auto s_isLetterOrDigit = [] {
-    std::array<unsigned char, 256> table{};
-    for (unsigned int byte = 0; byte < table.size(); ++byte) {
-        const unsigned int lower = s_lower(static_cast<unsigned char>(byte));
-        table[byte] = (lower >= 'a' && lower <= 'z') || (byte >= '0' && byte <= '9') ? 1 : 0;
-    }
-    return table;
-}();
 
 constexpr unsigned int kWordBits = 64;
 
@@ -39,14 +33,32 @@ BytesPresent s_words(const std::bitset<256> &set) {
     return words;
 }
 
+// Notes the bytes in a table first: to set a bit for each would wait for the one before.
+BytesPresent s_present(const unsigned char *data, std::size_t length) {
+    alignas(std::uint64_t) std::array<unsigned char, 256> seen{};
+    for (std::size_t i = 0; i < length; ++i) {
+        seen[data[i]] = 1;
+    }
+    BytesPresent present{};
+    for (std::size_t byte = 0; byte < seen.size(); byte += sizeof(std::uint64_t)) {
+        // Gathers the lowest bits of eight bytes in the highest byte of the product.
+        constexpr std::uint64_t kGather = 0x0102040810204080;
+        constexpr unsigned int kHighest = 56;
+        std::uint64_t bytes = 0;
+        for (std::size_t i = sizeof bytes; i-- > 0;) {
+            bytes = bytes << 8U | seen[byte + i];
+        }
+        present[byte / kWordBits] |= bytes * kGather >> kHighest << byte % kWordBits;
+    }
+    return present;
+}
+
 } // namespace
 
 const BytesPresent &TextFacts::present() {
     if (!isCounted_) {
         isCounted_ = true;
-        for (std::uint32_t i = 0; i < length_; ++i) {
-            present_[data_[i] / kWordBits] |= std::uint64_t{1} << data_[i] % kWordBits;
-        }
+        present_ = s_present(data_, length_);
     }
     return present_;
 }
@@ -61,35 +73,38 @@ const unsigned char *LoweredRange::make() {
 // Collects literals with what they stand for and makes a matcher of them.
 class RuleFilter::KeyCollector {
 public:
-    // needles is empty or has one for each literal.
-    void add(const std::vector<Regex::Literal> &literals, std::uint32_t expression,
-             const std::vector<std::uint32_t> &needles) {
-        for (std::size_t i = 0; i < literals.size(); ++i) {
-            literals_.push_back(literals[i]);
-            keys_.push_back({expression, needles.empty() ? kNone : needles[i]});
-        }
+    // One key for each literal.
+    void add(const std::vector<Regex::Literal> &literals, const std::vector<Key> &keys) {
+        literals_.insert(literals_.end(), literals.begin(), literals.end());
+        keys_.insert(keys_.end(), keys.begin(), keys.end());
     }
 
     Keys build() const {
         Keys keys;
         keys.matcher = Regex::LiteralMatcher(literals_);
-        const std::vector<std::uint32_t> &numbers = keys.matcher.numbers();
         keys.first.assign(keys.matcher.size() + 1, 0);
-        for (const std::uint32_t number : numbers) {
+        for (const std::uint32_t number : keys.matcher.numbers()) {
             ++keys.first[number + 1];
         }
-        for (std::size_t i = 1; i < keys.first.size(); ++i) {
-            keys.first[i] += keys.first[i - 1];
-        }
+        std::partial_sum(keys.first.begin(), keys.first.end(), keys.first.begin());
         keys.keys.resize(keys_.size());
-        std::vector<std::uint32_t> next = keys.first;
-        for (std::size_t i = 0; i < keys_.size(); ++i) {
-            keys.keys[next[numbers[i]]++] = keys_[i];
-        }
+        keys.firstPlain.assign(keys.first.begin(), keys.first.end() - 1);
+        place(keys, keys.firstPlain, true);
+        std::vector<std::uint32_t> next = keys.firstPlain;
+        place(keys, next, false);
         return keys;
     }
 
 private:
+    // Puts the keys with a phrase, or the others, where next says for their literal.
+    void place(Keys &keys, std::vector<std::uint32_t> &next, bool phrases) const {
+        for (std::size_t i = 0; i < keys_.size(); ++i) {
+            if ((keys_[i].asks == Key::Asks::Phrase) == phrases) {
+                keys.keys[next[keys.matcher.numbers()[i]]++] = keys_[i];
+            }
+        }
+    }
+
     std::vector<Regex::Literal> literals_;
     std::vector<Key> keys_;
 };
@@ -101,22 +116,21 @@ RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind)
     for (std::uint32_t i = 0; i < sources.size(); ++i) {
         Claims claims;
         claims.form = sources[i].form;
-        if (!sources[i].text.empty()) {
-            const Regex::RequiredLiterals required =
-                Regex::requiredLiterals(sources[i].text, sources[i].options, kind);
-            const bool plainKey = required.squeezed.empty() && !required.alternatives.empty();
-            if (!sources[i].searched) {
-                claimWhole(claims, required);
-            } else if (plainKey) {
-                plain.add(required.alternatives, i, addCompanions(required.companions));
-            } else if (!required.squeezed.empty()) {
-                squeezed.add(required.squeezed, i, {});
-            } else {
-                unfiltered_.push_back(i);
-            }
-            if (sources[i].searched) {
-                claim(claims, required, plainKey);
-            }
+        claims.searched = sources[i].searched;
+        const Regex::RequiredLiterals required =
+            Regex::requiredLiterals(sources[i].text, sources[i].options, kind);
+        const bool plainKey = required.squeezed.empty() && !required.alternatives.empty();
+        if (!claims.searched) {
+            claimWhole(claims, required);
+        } else if (plainKey) {
+            plain.add(required.alternatives, makeKeys(required, i));
+        } else if (!required.squeezed.empty()) {
+            squeezed.add(required.squeezed, {required.squeezed.size(), {i, 0, Key::Asks::Nothing}});
+        } else {
+            unfiltered_.push_back(i);
+        }
+        if (claims.searched) {
+            claim(claims, required, plainKey);
         }
         claims_.push_back(claims);
     }
@@ -142,7 +156,8 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
 
 // For an expression that is not searched for: only if it is nothing but literals can a text be judged without it.
 void RuleFilter::claimWhole(Claims &claims, const Regex::RequiredLiterals &required) {
-    claims.whole = required.whole && addNeedles(claims, required.alternatives);
+    claims.whole =
+        required.whole && required.phrases.empty() && addNeedles(claims, required.alternatives);
 }
 
 bool RuleFilter::addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals) {
@@ -166,14 +181,23 @@ std::uint32_t RuleFilter::addNeedle(const Regex::Literal &literal) {
     return static_cast<std::uint32_t>(needles_.size() - 1);
 }
 
-std::vector<std::uint32_t> RuleFilter::addCompanions(const std::vector<Regex::Literal> &literals) {
-    std::vector<std::uint32_t> needles;
-    for (const Regex::Literal &literal : literals) {
-        const bool asks = !literal.bytes.empty() &&
-                          literal.bytes.size() <= std::numeric_limits<std::uint16_t>::max();
-        needles.push_back(asks ? addNeedle(literal) : kNone);
+// What is asked besides each of the alternatives.
+std::vector<RuleFilter::Key> RuleFilter::makeKeys(const Regex::RequiredLiterals &required,
+                                                  std::uint32_t expression) {
+    std::vector<Key> keys(required.alternatives.size(), {expression, 0, Key::Asks::Nothing});
+    for (std::size_t i = 0; i < required.phrases.size(); ++i) {
+        keys[i].asks = Key::Asks::Phrase;
+        keys[i].number = phrases_.add(required.phrases[i]);
     }
-    return needles;
+    for (std::size_t i = 0; i < required.companions.size(); ++i) {
+        const Regex::Literal &companion = required.companions[i];
+        if (!companion.bytes.empty() &&
+            companion.bytes.size() <= std::numeric_limits<std::uint16_t>::max()) {
+            keys[i].asks = Key::Asks::Needle;
+            keys[i].number = addNeedle(companion);
+        }
+    }
+    return keys;
 }
 
 bool RuleFilter::holds(const unsigned char *text, const unsigned char *lowered, std::size_t length,
@@ -203,9 +227,26 @@ bool RuleFilter::mayMatch(std::uint32_t expression, TextFacts &text) const {
     return claims.needles == 0;
 }
 
+// Answers whether no other place of the text needs to be looked at.
+bool RuleFilter::checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory) const {
+    const Regex::PhraseTable::Verdict verdict =
+        phrases_.check(key.number, hit.data, hit.text.length, hit.start, hit.end);
+    if (verdict == Regex::PhraseTable::Verdict::No) {
+        return false;
+    }
+    addCandidate(key, hit,
+                 verdict == Regex::PhraseTable::Verdict::Yes && claims_[key.expression].whole,
+                 memory);
+    return true;
+}
+
+void RuleFilter::addCandidate(const Key &key, const Hit &hit, bool decided, ScanMemory &memory) {
+    memory.candidates.emplace_back(hit.text.unit, key.expression, decided);
+}
+
 // Copies the letters and digits of each text.
 void RuleFilter::squeeze(const unsigned char *base, ScanMemory &memory) {
-    std::size_t room = 0;
+    std::size_t room = Regex::LiteralMatcher::kPaddingBytes;
     for (const ScanText &text : memory.texts) {
         room += text.length;
     }
@@ -213,26 +254,22 @@ void RuleFilter::squeeze(const unsigned char *base, ScanMemory &memory) {
     memory.squeezedTexts.clear();
     unsigned char *out = memory.squeezed.data();
     for (const ScanText &text : memory.texts) {
-        const unsigned char *start = out;
-        for (std::uint32_t i = 0; i < text.length; ++i) {
-            const unsigned char byte = base[text.start + i];
-            *out = byte;
-            out += s_isLetterOrDigit[byte];
-        }
+        unsigned char *end = copyLettersAndDigits(base + text.start, text.length, out);
         ScanText range = text;
-        range.start = static_cast<std::uint32_t>(start - memory.squeezed.data());
-        range.length = static_cast<std::uint32_t>(out - start);
+        range.start = static_cast<std::uint32_t>(out - memory.squeezed.data());
+        range.length = static_cast<std::uint32_t>(end - out);
         memory.squeezedTexts.push_back(range);
+        out = end;
     }
 }
 
-// Answers the first of as many serial numbers as there are texts, none of which is in the table.
+// Answers the first of as many serial numbers as there are texts, none of which is in the tables.
 std::uint32_t RuleFilter::takeSerials(const Keys &keys, std::size_t texts, ScanMemory &memory) {
-    if (memory.lastSeen.size() < keys.matcher.size()) {
-        memory.lastSeen.resize(keys.matcher.size(), 0);
-    }
+    memory.lastSeen.resize(std::max(memory.lastSeen.size(), keys.matcher.size()), 0);
+    memory.lastMatched.resize(std::max(memory.lastMatched.size(), keys.keys.size()), 0);
     if (texts >= std::numeric_limits<std::uint32_t>::max() - memory.serial) {
         std::fill(memory.lastSeen.begin(), memory.lastSeen.end(), 0U);
+        std::fill(memory.lastMatched.begin(), memory.lastMatched.end(), 0U);
         memory.serial = 0;
     }
     const std::uint32_t first = memory.serial + 1;
@@ -245,10 +282,10 @@ std::size_t RuleFilter::memoryBytes() const {
         return values.capacity() * sizeof(*values.begin());
     };
     const auto keys = [&](const Keys &of) {
-        return of.matcher.memoryBytes() + bytes(of.first) + bytes(of.keys);
+        return of.matcher.memoryBytes() + bytes(of.first) + bytes(of.firstPlain) + bytes(of.keys);
     };
     return keys(plain_) + keys(squeezed_) + bytes(unfiltered_) + bytes(claims_) + bytes(needles_) +
-           bytes(needleBytes_) + bytes(sets_);
+           bytes(needleBytes_) + bytes(sets_) + phrases_.memoryBytes();
 }
 
 } // namespace Corvane::Heuristic

@@ -9,11 +9,13 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "heuristic/ScanMemory.h"
 #include "host/regex/LiteralMatcher.h"
 #include "host/regex/Literals.h"
+#include "host/regex/PhraseTable.h"
 
 namespace Corvane::Heuristic {
 
@@ -56,8 +58,7 @@ private:
 
 class RuleFilter {
 public:
-    // An expression as it was compiled, the form of text that it is for, and whether texts are to be searched for it. One
-    // with an empty text is never let through.
+    // An expression as it was compiled, the form of text that it is for, and whether texts are to be searched for it.
     struct Source {
         std::string text;
         unsigned int options = 0;
@@ -72,16 +73,20 @@ public:
     const std::vector<std::uint32_t> &unfiltered() const { return unfiltered_; }
 
     // Adds to memory.candidates, in no order and some maybe more than once, each admitted expression that may match a
-    // text of memory.texts. base is what the texts are ranges of.
+    // text of memory.texts, or that does match it. base is what the texts are ranges of; from there so many bytes may be
+    // read, which need not end with the texts: it is better if they do not.
     template <class Admit>
-    void select(const unsigned char *base, ScanMemory &memory, Admit admit) const;
+    void select(const unsigned char *base, std::size_t readable, ScanMemory &memory,
+                Admit admit) const;
 
     // Whether the text passes what else is known of the expression: its length, a second literal, bytes it must hold.
     bool mayMatch(std::uint32_t expression, TextFacts &text) const;
 
-    // Whether the expression is nothing but literals: every candidate is a match then, and of one that is not searched for
-    // mayMatch tells whether it matches. It cannot fail.
-    bool isLiteral(std::uint32_t expression) const { return claims_[expression].whole; }
+    // Whether the expression, which is not searched for, is nothing but literals: mayMatch tells whether it matches then,
+    // and it cannot fail.
+    bool isLiteral(std::uint32_t expression) const {
+        return claims_[expression].whole && !claims_[expression].searched;
+    }
 
     std::size_t memoryBytes() const;
 
@@ -98,20 +103,33 @@ private:
         std::uint8_t needles = 0;
         std::uint8_t sets = 0;
         std::uint8_t form = 0;
+        bool searched = true;
+        // Of a searched one: each text with one of the literals, in its phrase if it has one, matches.
         bool whole = false;
     };
-    // An expression that a literal stands for, if a needle (kNone: none) is in the text as well.
+    // An expression that a literal stands for, if what is asked besides is true.
     struct Key {
-        std::uint32_t expression;
-        std::uint32_t needle;
-    };
-    static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+        enum class Asks : std::uint8_t { Nothing, Needle, Phrase };
 
-    // A literal matcher, and what each of its literals stands for.
+        std::uint32_t expression;
+        std::uint32_t number; // of the needle or phrase
+        Asks asks;
+    };
+
+    // A literal matcher, and what each of its literals stands for: first those with a phrase, which is looked for
+    // wherever the literal is found.
     struct Keys {
         Regex::LiteralMatcher matcher;
         std::vector<std::uint32_t> first; // by literal; one more at the end
+        std::vector<std::uint32_t> firstPlain;
         std::vector<Key> keys;
+    };
+    // A literal that was found in a text; offsets from where that starts.
+    struct Hit {
+        const ScanText &text;
+        const unsigned char *data;
+        std::size_t start;
+        std::size_t end;
     };
     class KeyCollector;
 
@@ -119,14 +137,16 @@ private:
     void claimWhole(Claims &claims, const Regex::RequiredLiterals &required);
     bool addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals);
     std::uint32_t addNeedle(const Regex::Literal &literal);
-    std::vector<std::uint32_t> addCompanions(const std::vector<Regex::Literal> &literals);
+    std::vector<Key> makeKeys(const Regex::RequiredLiterals &required, std::uint32_t expression);
     bool holds(const unsigned char *text, const unsigned char *lowered, std::size_t length,
                std::uint32_t needle) const;
+    bool checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory) const;
+    static void addCandidate(const Key &key, const Hit &hit, bool decided, ScanMemory &memory);
     static void squeeze(const unsigned char *base, ScanMemory &memory);
     static std::uint32_t takeSerials(const Keys &keys, std::size_t texts, ScanMemory &memory);
     template <class Admit>
-    void scan(const Keys &keys, const unsigned char *base, const std::vector<ScanText> &texts,
-              ScanMemory &memory, Admit admit) const;
+    void scan(const Keys &keys, const unsigned char *base, std::size_t readable,
+              const std::vector<ScanText> &texts, ScanMemory &memory, Admit admit) const;
 
     Keys plain_;
     Keys squeezed_;
@@ -135,6 +155,7 @@ private:
     std::vector<Needle> needles_;
     std::string needleBytes_;
     std::vector<BytesPresent> sets_;
+    Regex::PhraseTable phrases_;
 };
 
 // Finds the text that holds the byte before an end offset. Offsets come almost in order.
@@ -164,7 +185,7 @@ inline std::size_t TextLocator::find(std::size_t end, std::size_t length) {
 }
 
 template <class Admit>
-void RuleFilter::scan(const Keys &keys, const unsigned char *base,
+void RuleFilter::scan(const Keys &keys, const unsigned char *base, std::size_t readable,
                       const std::vector<ScanText> &texts, ScanMemory &memory, Admit admit) const {
     if (keys.matcher.size() == 0 || texts.empty()) {
         return;
@@ -177,32 +198,48 @@ void RuleFilter::scan(const Keys &keys, const unsigned char *base,
     const std::uint32_t serial = takeSerials(keys, texts.size(), memory);
     TextLocator locator(texts);
     LoweredRange lowered(base + from, to - from, memory);
-    const auto found = [&](std::uint32_t literal, std::size_t end) {
-        const std::size_t number = locator.find(from + end, keys.matcher.literalLength(literal));
-        if (number == TextLocator::none() || memory.lastSeen[literal] == serial + number) {
+    const auto found = [&](std::uint32_t literal, std::size_t foundEnd) {
+        const std::size_t length = keys.matcher.literalLength(literal);
+        const std::size_t number = locator.find(from + foundEnd, length);
+        if (number == TextLocator::none()) {
             return;
         }
-        memory.lastSeen[literal] = static_cast<std::uint32_t>(serial + number);
         const ScanText &text = texts[number];
-        for (std::uint32_t i = keys.first[literal]; i < keys.first[literal + 1]; ++i) {
+        const std::size_t end = from + foundEnd - text.start;
+        const Hit hit{text, base + text.start, end - length, end};
+        const auto mark = static_cast<std::uint32_t>(serial + number);
+        const auto asked = [&](const Key &key) {
+            return claims_[key.expression].form == text.form && admit(key.expression);
+        };
+        for (std::uint32_t i = keys.first[literal]; i < keys.firstPlain[literal]; ++i) {
             const Key &key = keys.keys[i];
-            if (claims_[key.expression].form == text.form && admit(key.expression) &&
-                (key.needle == kNone ||
-                 holds(base + text.start, lowered.get() + (text.start - from), text.length,
-                       key.needle))) {
-                memory.candidates.push_back(std::uint64_t{text.unit} << 32U | key.expression);
+            if (memory.lastMatched[i] != mark && asked(key) && checkPhrase(key, hit, memory)) {
+                memory.lastMatched[i] = mark;
+            }
+        }
+        if (std::exchange(memory.lastSeen[literal], mark) == mark) {
+            return;
+        }
+        for (std::uint32_t i = keys.firstPlain[literal]; i < keys.first[literal + 1]; ++i) {
+            const Key &key = keys.keys[i];
+            if (asked(key) &&
+                (key.asks == Key::Asks::Nothing ||
+                 holds(hit.data, lowered.get() + (text.start - from), text.length, key.number))) {
+                addCandidate(key, hit, claims_[key.expression].whole, memory);
             }
         }
     };
-    keys.matcher.scan(base + from, to - from, memory.scratch, found);
+    keys.matcher.scan(base + from, to - from, readable - from, memory.scratch, found);
 }
 
 template <class Admit>
-void RuleFilter::select(const unsigned char *base, ScanMemory &memory, Admit admit) const {
-    scan(plain_, base, memory.texts, memory, admit);
+void RuleFilter::select(const unsigned char *base, std::size_t readable, ScanMemory &memory,
+                        Admit admit) const {
+    scan(plain_, base, readable, memory.texts, memory, admit);
     if (squeezed_.matcher.size() != 0) {
         squeeze(base, memory);
-        scan(squeezed_, memory.squeezed.data(), memory.squeezedTexts, memory, admit);
+        scan(squeezed_, memory.squeezed.data(), memory.squeezed.size(), memory.squeezedTexts,
+             memory, admit);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "heuristic/RuleIndex.h"
 
 #include <algorithm>
+#include <numeric>
 #include <set>
 #include <utility>
 
@@ -17,6 +18,10 @@ namespace {
 
 constexpr Rule::Type kFilteredKinds[] = {Rule::Header, Rule::Uri, Rule::Body, Rule::RawBody,
                                          Rule::Full};
+
+bool s_hasPattern(const IndexedRule &rule) {
+    return rule.trial == IndexedRule::Trial::Match || rule.trial == IndexedRule::Trial::Absence;
+}
 
 constexpr std::uint8_t s_bit(langID language) {
     return static_cast<std::uint8_t>(1U << static_cast<unsigned int>(language));
@@ -161,24 +166,64 @@ void RuleIndex::collectList(const RuleContainer &container, langID language, Rul
 
 void RuleIndex::prepare(Rule::Type kind) {
     KindIndex &index = kinds_[kind];
-    std::vector<RuleFilter::Source> sources;
-    sources.reserve(index.rules.size());
+    Patterns patterns;
     for (std::size_t i = 0; i < index.rules.size(); ++i) {
-        sources.push_back(kind == Rule::Header ? prepareHeader(index.rules[i])
-                                               : prepareText(index, i, kind));
+        RuleFilter::Source source =
+            kind == Rule::Header ? prepareHeader(index.rules[i]) : prepareText(index, i, kind);
+        if (!source.text.empty()) {
+            index.rules[i].pattern = patterns.add(std::move(source));
+        }
     }
-    index.filter.emplace(sources, s_textKind(kind));
+    index.filter.emplace(patterns.sources, s_textKind(kind));
+    groupByPattern(index, patterns.sources.size());
+    const std::vector<std::uint32_t> unfiltered = unfilteredRules(index);
     if (kind == Rule::Header) {
-        prepareHeaders();
+        prepareHeaders(unfiltered);
         return;
     }
-    index.unfiltered = index.filter->unfiltered();
+    index.unfiltered = unfiltered;
     for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
         if (index.rules[i].trial == IndexedRule::Trial::Log) {
             index.unfiltered.push_back(i);
         }
     }
     std::sort(index.unfiltered.begin(), index.unfiltered.end());
+}
+
+std::uint32_t RuleIndex::Patterns::add(RuleFilter::Source &&source) {
+    const auto next = static_cast<std::uint32_t>(sources.size());
+    const std::string key =
+        std::string{static_cast<char>(source.form), source.searched ? '1' : '0'};
+    const auto [found, fresh] = numbers.emplace(key + source.text, next);
+    if (fresh) {
+        sources.push_back(std::move(source));
+    }
+    return found->second;
+}
+
+void RuleIndex::groupByPattern(KindIndex &index, std::size_t patterns) {
+    index.firstRules.assign(patterns + 1, 0);
+    for (const IndexedRule &rule : index.rules) {
+        index.firstRules[rule.pattern + 1] += s_hasPattern(rule) ? 1U : 0U;
+    }
+    std::partial_sum(index.firstRules.begin(), index.firstRules.end(), index.firstRules.begin());
+    index.rulesByPattern.resize(index.firstRules.back());
+    std::vector<std::uint32_t> next = index.firstRules;
+    for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
+        if (s_hasPattern(index.rules[i])) {
+            index.rulesByPattern[next[index.rules[i].pattern]++] = i;
+        }
+    }
+}
+
+// The rules whose patterns no literal can be looked for; in ascending order.
+std::vector<std::uint32_t> RuleIndex::unfilteredRules(const KindIndex &index) {
+    std::vector<std::uint32_t> rules;
+    for (const std::uint32_t pattern : index.filter->unfiltered()) {
+        rules.insert(rules.end(), index.rulesBegin(pattern), index.rulesEnd(pattern));
+    }
+    std::sort(rules.begin(), rules.end());
+    return rules;
 }
 
 RuleFilter::Source RuleIndex::prepareText(KindIndex &index, std::size_t number,
@@ -242,9 +287,8 @@ RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
 }
 
 // Hands each header rule to its selector: its form, and the rule itself where the filter cannot look for it.
-void RuleIndex::prepareHeaders() {
+void RuleIndex::prepareHeaders(const std::vector<std::uint32_t> &unfiltered) {
     const KindIndex &index = kinds_[Rule::Header];
-    const std::vector<std::uint32_t> &unfiltered = index.filter->unfiltered();
     for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
         const IndexedRule &indexed = index.rules[i];
         if (indexed.trial == IndexedRule::Trial::Never) {
@@ -359,6 +403,7 @@ std::size_t RuleIndex::memoryBytes() const {
     std::size_t bytes = sizeof(*this) + headers_.memoryBytes() + metas_.unconditional.memoryBytes();
     for (const KindIndex &index : kinds_) {
         bytes += s_bytes(index.rules) + s_bytes(index.unfiltered) + s_bytes(index.handles) +
+                 s_bytes(index.rulesByPattern) + s_bytes(index.firstRules) +
                  s_bytes(index.expressions) +
                  (index.handles.size() + index.expressions.size()) * sizeof(RefCounted<Rule>) +
                  (index.filter ? index.filter->memoryBytes() : 0);

@@ -46,6 +46,8 @@ struct IndexedRule {
     // Kept by the index; null unless trial is Match or Absence.
     const Regex::ExpressionImpl *expression = nullptr;
     unsigned int ordinal = 0;
+    // The number of its expression in the filter, where it has one; rules with the same expression share it.
+    std::uint32_t pattern = 0;
     // For header rules: the selector of their headers.
     std::uint32_t selector = 0;
     // One bit for each language whose list holds the rule.
@@ -61,8 +63,19 @@ struct KindIndex {
     // Those of the rules: a scan under way may go on after a rule was given another one, by its own log for instance.
     std::vector<Regex::Expression> expressions;
     std::optional<RuleFilter> filter;
+    // The rules of each pattern, as ranges: those of pattern p are from firstRules[p] to firstRules[p + 1].
+    std::vector<std::uint32_t> rulesByPattern;
+    std::vector<std::uint32_t> firstRules{0};
     // For all but header rules: those to be tried on every text; in ascending order.
     std::vector<std::uint32_t> unfiltered;
+
+    std::size_t patterns() const { return firstRules.size() - 1; }
+    const std::uint32_t *rulesBegin(std::uint32_t pattern) const {
+        return rulesByPattern.data() + firstRules[pattern];
+    }
+    const std::uint32_t *rulesEnd(std::uint32_t pattern) const {
+        return rulesByPattern.data() + firstRules[pattern + 1];
+    }
 };
 
 // Which header rules apply to a header of a given name.
@@ -158,13 +171,23 @@ private:
         std::unordered_map<const Rule *, std::size_t> positions;
     };
 
+    // The distinct expressions of one kind; they are compiled with the same options.
+    struct Patterns {
+        std::vector<RuleFilter::Source> sources;
+        std::unordered_map<std::string, std::uint32_t> numbers;
+
+        std::uint32_t add(RuleFilter::Source &&source);
+    };
+
     void collect(const RuleContainer &container, Rule::Type kind);
     void collectList(const RuleContainer &container, langID language, Rule::Type kind,
                      Found &found);
     void prepare(Rule::Type kind);
     RuleFilter::Source prepareText(KindIndex &index, std::size_t number, Rule::Type kind) const;
     RuleFilter::Source prepareHeader(IndexedRule &indexed);
-    void prepareHeaders();
+    static void groupByPattern(KindIndex &index, std::size_t patterns);
+    static std::vector<std::uint32_t> unfilteredRules(const KindIndex &index);
+    void prepareHeaders(const std::vector<std::uint32_t> &unfiltered);
     void prepareMetas();
     void prepareMeta(std::uint32_t number);
     bool sameRules(const RuleList &list, langID language, Rule::Type kind) const;

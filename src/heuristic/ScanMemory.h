@@ -24,6 +24,24 @@ struct ScanText {
     std::uint8_t form;
 };
 
+// What is to be tried on a unit, or is known to match there: the unit's number, that of a pattern or rule, and whether it
+// is only to be tried. The numbers' order is that of trying.
+class Candidate {
+public:
+    Candidate(std::uint32_t unit, std::uint32_t number, bool decided)
+        : bits_(std::uint64_t{unit} << 32U | std::uint64_t{number} << 1U | (decided ? 0U : 1U)) {}
+
+    std::uint32_t unit() const { return static_cast<std::uint32_t>(bits_ >> 32U); }
+    std::uint32_t number() const { return static_cast<std::uint32_t>(bits_) >> 1U; }
+    bool decided() const { return (bits_ & 1U) == 0; }
+
+    bool operator<(const Candidate &other) const { return bits_ < other.bits_; }
+    bool operator==(const Candidate &other) const { return bits_ == other.bits_; }
+
+private:
+    std::uint64_t bits_;
+};
+
 // Which byte values a text holds.
 using BytesPresent = std::array<std::uint64_t, 4>;
 
@@ -35,12 +53,18 @@ struct ScanMemory {
     // The letters and digits of the texts alone, and the texts as ranges of them.
     std::vector<unsigned char> squeezed;
     std::vector<ScanText> squeezedTexts;
-    // What is to be tried: unit in the upper half, rule in the lower one.
-    std::vector<std::uint64_t> candidates;
+    std::vector<Candidate> candidates;
+    // What is to be tried of the candidates' rules, and those that are to be tried on every unit.
+    std::vector<Candidate> tries;
     std::vector<std::uint32_t> unfiltered;
+    // For each pattern that was matched: the serial number of the unit, and whether it matched there.
+    std::vector<std::uint64_t> verdicts;
+    std::uint64_t units = 0;
     // For each literal the serial number of the text that it was last found in. Serials start anew with no pass, so that
     // the table needs no clearing.
     std::vector<std::uint32_t> lastSeen;
+    // The same for each phrase, and where it was last matched.
+    std::vector<std::uint32_t> lastMatched;
     std::uint32_t serial = 0;
     // One text with its ASCII letters in lower case.
     std::vector<unsigned char> lowered;

@@ -85,12 +85,13 @@ void UriCheck::checkFiltered(const UriContainer &uris) {
     for (std::size_t first = 0, next = 0; first < texts.size(); first = next) {
         pass.clear();
         for (; next < texts.size() && !pass.isFull(); ++next) {
-            pass.stage({*texts[next]}, static_cast<std::uint32_t>(next));
+            pass.stage({*texts[next]}, static_cast<std::uint32_t>(next - first));
         }
         pass.selectStaged();
-        for (std::size_t each = first; each < next; ++each) {
-            const auto text = static_cast<std::uint32_t>(each - first);
-            pass.tryText(static_cast<std::uint32_t>(each), pass.staged(text), matches_);
+        const auto units = static_cast<std::uint32_t>(next - first);
+        for (std::uint32_t unit = pass.nextUnit(0, units); unit < units;
+             unit = pass.nextUnit(unit + 1, units)) {
+            pass.tryText(unit, pass.staged(unit), matches_);
         }
     }
 }

@@ -72,7 +72,16 @@ public:
     // allocates nothing.
     template <class Sink>
     void scan(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
-              Sink &&sink) const;
+              Sink &&sink) const {
+        scan(data, length, length, scratch, sink);
+    }
+
+    // The same where more than length bytes, whatever they are, may be read from data: a scan is faster where these are
+    // kPaddingBytes more.
+    template <class Sink>
+    void scan(const unsigned char *data, std::size_t length, std::size_t readable,
+              LiteralScratch &scratch, Sink &&sink) const;
+    static constexpr std::size_t kPaddingBytes = 128;
 
     // Bytes of the compiled form and of the tables here; without scratches.
     std::size_t memoryBytes() const;
@@ -102,6 +111,9 @@ private:
     template <class Sink>
     static int report(unsigned int number, unsigned long long from, unsigned long long end,
                       unsigned int flags, void *context) noexcept;
+    LiteralScratch::State &prepare(std::size_t length, LiteralScratch &scratch) const;
+    void runPadded(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
+                   Report callback, void *context) const;
     void run(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
              Report callback, void *context) const;
     void runTail(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
@@ -129,11 +141,17 @@ int LiteralMatcher::report(unsigned int number, unsigned long long, unsigned lon
 }
 
 template <class Sink>
-void LiteralMatcher::scan(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
-                          Sink &&sink) const {
+void LiteralMatcher::scan(const unsigned char *data, std::size_t length, std::size_t readable,
+                          LiteralScratch &scratch, Sink &&sink) const {
     using Called = std::remove_reference_t<Sink>;
     Context<Called> context(sink);
-    run(data, length, scratch, &LiteralMatcher::report<Called>, static_cast<Window *>(&context));
+    const Report callback = &LiteralMatcher::report<Called>;
+    if (readable >= length + kPaddingBytes) {
+        context.upTo = length;
+        runPadded(data, length, scratch, callback, static_cast<Window *>(&context));
+    } else {
+        run(data, length, scratch, callback, static_cast<Window *>(&context));
+    }
     if (context.thrown != nullptr) {
         std::rethrow_exception(context.thrown);
     }

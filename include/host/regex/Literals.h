@@ -17,6 +17,7 @@
 
 #include <bitset>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -39,12 +40,29 @@ struct Literal {
     bool operator!=(const Literal &other) const { return !(*this == other); }
 };
 
+// One of some bytes, a number of times.
+struct PhraseStep {
+    static constexpr std::uint32_t kUnlimited = 0xFFFFFFFF;
+
+    std::bitset<256> bytes;
+    std::uint32_t least = 1;
+    std::uint32_t most = 1;
+};
+
+// What stands around a literal, as steps away from it: before goes to the left. Each step takes as many bytes as it can;
+// no other number could lead to a match. PhraseTable tells whether a place in a text is of that kind.
+struct Phrase {
+    std::vector<PhraseStep> before;
+    std::vector<PhraseStep> after;
+};
+
 // Upper bounds of what requiredLiterals gives.
 constexpr std::size_t kMaxAlternatives = 256;
 constexpr std::size_t kMaxSecond = 8;
 constexpr std::size_t kMaxByteSets = 4;
 
-// No literal is empty or begins with a zero byte, and no list holds the same literal twice, but for companions.
+// No literal is empty or begins with a zero byte, and no list holds the same literal twice, but for companions, and for
+// alternatives that have phrases.
 struct RequiredLiterals {
     // The subject holds at least one of these. Empty where nothing worth looking for was found.
     std::vector<Literal> alternatives;
@@ -52,6 +70,10 @@ struct RequiredLiterals {
     // Empty, or for each of alternatives another literal that must occur as well: an alternative without it does not
     // count. One with empty bytes asks for nothing.
     std::vector<Literal> companions;
+
+    // Empty, or for each of alternatives what stands around it: the subject holds at least one of them with what its
+    // phrase asks for.
+    std::vector<Phrase> phrases;
 
     // Another list like alternatives, of at most kMaxSecond, from another place in the pattern: it tells what the
     // first does not. Empty without alternatives.
@@ -68,7 +90,7 @@ struct RequiredLiterals {
     // The subject has at least this many bytes.
     std::size_t minimumLength = 0;
 
-    // The expression matches exactly the subjects that hold one of alternatives.
+    // The expression matches exactly the subjects that hold one of alternatives, with its phrase where phrases are given.
     bool whole = false;
 
     // How often literals of a list will be found in a MiB of such text, as a coarse guess.

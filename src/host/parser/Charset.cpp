@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -228,14 +229,28 @@ std::string s_convert(iconv_t converter, const char *data, std::size_t length, s
     return out;
 }
 
+// The number of ASCII bytes that the text begins with, or somewhat fewer.
+std::size_t s_asciiLength(const char *data, std::size_t length) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    std::size_t at = 0;
+    for (std::uint64_t bytes = 0; at + sizeof bytes <= length; at += sizeof bytes) {
+        std::memcpy(&bytes, data + at, sizeof bytes);
+        if ((bytes & kHighBits) != 0) {
+            break;
+        }
+    }
+    return at;
+}
+
 template <class Otherwise>
 std::string s_validOr(const char *data, std::size_t length, Otherwise otherwise) {
     std::string out;
     out.reserve(length);
     std::size_t done = 0;
     for (std::size_t at = 0; at < length;) {
+        at += s_asciiLength(data + at, length - at);
         const std::size_t valid = utf8SequenceLength(data + at, length - at);
-        if (valid == 0) {
+        if (valid == 0 && at < length) {
             out.append(data + done, at - done);
             otherwise(out, static_cast<unsigned char>(data[at]));
             done = at + 1;

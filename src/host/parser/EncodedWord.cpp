@@ -1,5 +1,7 @@
 #include "host/parser/EncodedWord.h"
 
+#include <array>
+
 #include "host/parser/Text.h"
 
 namespace Corvane {
@@ -52,23 +54,33 @@ std::optional<EncodedWord> s_wordAt(std::string_view text, std::size_t begin) {
     return EncodedWord{begin, end + kBegin.size(), charset, letter, text.substr(at, end - at)};
 }
 
-// The place of the byte in the digits, or -1.
-int s_digit(std::string_view digits, char byte) {
-    const std::size_t at = digits.find(byte);
-    return at != digits.npos ? static_cast<int>(at) : -1;
-}
+// The value of each byte as a digit, or -1.
+class Digits {
+public:
+    constexpr explicit Digits(std::string_view digits) {
+        values_.fill(-1);
+        for (std::size_t i = 0; i < digits.size(); ++i) {
+            values_[static_cast<unsigned char>(digits[i])] = static_cast<signed char>(i);
+        }
+    }
+    int of(char byte) const { return values_[static_cast<unsigned char>(byte)]; }
+
+private:
+    std::array<signed char, 256> values_{};
+};
 
 std::optional<std::string> s_fromBase64(std::string_view text) {
-    constexpr std::string_view kDigits =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static constexpr Digits kDigits(
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
     constexpr unsigned kDigitBits = 6;
     constexpr unsigned kByteBits = 8;
     text = text.substr(0, text.find_last_not_of('=') + 1);
     std::string bytes;
+    bytes.reserve(text.size());
     unsigned held = 0;
     unsigned heldBits = 0;
     for (const char byte : text) {
-        const int digit = s_digit(kDigits, byte);
+        const int digit = kDigits.of(byte);
         if (digit < 0) {
             return std::nullopt;
         }
@@ -83,7 +95,7 @@ std::optional<std::string> s_fromBase64(std::string_view text) {
 }
 
 std::optional<std::string> s_fromQ(std::string_view text) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
+    static constexpr Digits kDigits("0123456789abcdef");
     constexpr int kBase = 16;
     constexpr std::size_t kEscapeBytes = 3;
     std::string bytes;
@@ -96,8 +108,8 @@ std::optional<std::string> s_fromQ(std::string_view text) {
         if (escape.size() < kEscapeBytes) {
             return std::nullopt;
         }
-        const int high = s_digit(kDigits, toLowerAscii(escape[1]));
-        const int low = s_digit(kDigits, toLowerAscii(escape[2]));
+        const int high = kDigits.of(toLowerAscii(escape[1]));
+        const int low = kDigits.of(toLowerAscii(escape[2]));
         if (high < 0 || low < 0) {
             return std::nullopt;
         }

@@ -140,23 +140,6 @@ bool s_repeat(const Pieces &pieces, std::size_t least, std::size_t most, Pieces 
     return true;
 }
 
-// Appends a piece for each character of the set; the cases of a letter make one.
-void s_addCharacters(const ByteSet &set, Pieces &pieces) {
-    std::size_t left = set.count();
-    for (std::size_t byte = 0; left > 0; ++byte) {
-        if (!set[byte]) {
-            continue;
-        }
-        --left;
-        const std::size_t other = s_isLetter(byte) ? byte ^ kCaseBit : byte;
-        const bool folds = other != byte && set[other];
-        if (!folds || s_isLower(byte)) {
-            const auto character = static_cast<char>(byte);
-            pieces.push_back({std::string(1, character), folds, other != byte && !folds, -1});
-        }
-    }
-}
-
 // Brings a piece to the form of a literal.
 void s_normalise(Piece &piece) {
     if (piece.perMiB >= 0) {
@@ -217,6 +200,22 @@ bool s_isTooShort(const Piece &piece) {
 }
 
 } // namespace
+
+void addCharacters(const ByteSet &set, Pieces &pieces) {
+    std::size_t left = set.count();
+    for (std::size_t byte = 0; left > 0; ++byte) {
+        if (!set[byte]) {
+            continue;
+        }
+        --left;
+        const std::size_t other = s_isLetter(byte) ? byte ^ kCaseBit : byte;
+        const bool folds = other != byte && set[other];
+        if (!folds || s_isLower(byte)) {
+            const auto character = static_cast<char>(byte);
+            pieces.push_back({std::string(1, character), folds, other != byte && !folds, -1});
+        }
+    }
+}
 
 bool holds(const Piece &piece, const Piece &part) {
     if (piece.bytes.size() < part.bytes.size() || (piece.folds && !part.folds)) {
@@ -345,7 +344,7 @@ Facts FactFinder::ofSet(const PatternNode &node) {
     facts.exact = seen.count() <= kMaxSetBytes && (squeezed || !node.wide);
     if (facts.exact) {
         facts.prefix.clear();
-        s_addCharacters(seen, facts.prefix);
+        addCharacters(seen, facts.prefix);
         if (squeezed && (node.wide || seen != node.bytes)) {
             facts.prefix.emplace_back();
         }

@@ -87,6 +87,9 @@ private:
     unsigned int runs_ = 0;
 };
 
+// Appends a piece for each character of the set; the cases of a letter make one.
+void addCharacters(const ByteSet &set, Pieces &pieces);
+
 // Whether wherever piece stands, part stands too.
 bool holds(const Piece &piece, const Piece &part);
 

@@ -19,6 +19,9 @@ constexpr double kBitsPerLetter = 0.8;
 constexpr double kMiBBits = 20;
 constexpr double kMaxBits = 60;
 // Longer literals are rare anyway.
+// A scan first looks at the last bytes of a literal only; these should be rare, too.
+constexpr std::size_t kTailBytes = 8;
+constexpr double kRareTailPerMiB = 0.01;
 constexpr std::size_t kMaxWeighedBytes = 64;
 constexpr std::size_t kBytes = 256;
 
@@ -190,6 +193,19 @@ double expectedPerMiB(const std::string &bytes, TextKind kind) {
     std::string lower;
     copyStringToLower(bytes.data(), lower, 0, std::min(bytes.size(), kMaxWeighedBytes));
     return std::exp2(kMiBBits - s_table(kind).bits(lower));
+}
+
+std::pair<std::size_t, std::size_t> rarestPart(const std::string &bytes, TextKind kind) {
+    std::size_t best = bytes.size();
+    double least = std::numeric_limits<double>::infinity();
+    for (std::size_t end = bytes.size(); end >= kTailBytes && least > kRareTailPerMiB; --end) {
+        const double hits = expectedPerMiB(bytes.substr(end - kTailBytes, kTailBytes), kind);
+        if (hits < least) {
+            least = hits;
+            best = end;
+        }
+    }
+    return {best - std::min(best, kMaxLiteralBytes), best};
 }
 
 double expectedShare(const ByteSet &set, TextKind kind) {

@@ -26,7 +26,7 @@ struct CompileErrorDeleter {
 };
 // The engine overlooks some of what ends within the last block of a text, on processors with the widest of registers: it
 // was seen to as far as 31 bytes from the end. So the last bytes are scanned in a copy, with a block or more behind them.
-constexpr std::size_t kTailBytes = 128;
+constexpr std::size_t kPaddingBytes = LiteralMatcher::kPaddingBytes;
 using Database = std::unique_ptr<hs_database_t, DatabaseDeleter>;
 
 [[noreturn]] void s_fail(const std::string &reason, unsigned int line) {
@@ -141,7 +141,7 @@ struct LiteralScratch::State {
         if (std::find(fits.rbegin(), fits.rend(), identity) != fits.rend()) {
             return;
         }
-        tail.reserve(2 * kTailBytes + longest);
+        tail.reserve(2 * kPaddingBytes + longest);
         hs_scratch_t *grown = scratch.release();
         const hs_error_t result = hs_alloc_scratch(database, &grown);
         scratch.reset(grown);
@@ -187,22 +187,44 @@ LiteralMatcher::LiteralMatcher(const std::vector<Literal> &literals) {
         s_compile(distinct), *std::max_element(distinct.lengths.begin(), distinct.lengths.end()));
 }
 
-void LiteralMatcher::run(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
-                         Report callback, void *context) const {
-    if (compiled_ == nullptr || length == 0) {
-        return;
-    }
+// Answers the scratch, fit for a scan of so many bytes.
+LiteralScratch::State &LiteralMatcher::prepare(std::size_t length, LiteralScratch &scratch) const {
     if (length > std::numeric_limits<unsigned int>::max()) {
         s_fail("a text of " + std::to_string(length) + " bytes is too long", __LINE__);
     }
     if (scratch.state_ == nullptr) {
         scratch.state_ = std::make_unique<LiteralScratch::State>();
     }
-    LiteralScratch::State &state = *scratch.state_;
-    state.prepare(compiled_->database.get(), compiled_->identity, compiled_->longest);
+    scratch.state_->prepare(compiled_->database.get(), compiled_->identity, compiled_->longest);
+    return *scratch.state_;
+}
+
+void LiteralMatcher::runPadded(const unsigned char *data, std::size_t length,
+                               LiteralScratch &scratch, Report callback, void *context) const {
+    if (compiled_ == nullptr || length == 0) {
+        return;
+    }
+    const std::size_t padded = length + kPaddingBytes;
+    if (padded > std::numeric_limits<unsigned int>::max()) {
+        run(data, length, scratch, callback, context);
+        return;
+    }
+    const LiteralScratch::State &state = prepare(padded, scratch);
+    const int result = state.scan(compiled_->database.get(), data, padded, callback, context);
+    if (result != HS_SCAN_TERMINATED) {
+        s_requireSuccess(result);
+    }
+}
+
+void LiteralMatcher::run(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
+                         Report callback, void *context) const {
+    if (compiled_ == nullptr || length == 0) {
+        return;
+    }
+    const LiteralScratch::State &state = prepare(length, scratch);
     auto &window = *static_cast<Window *>(context);
-    if (length > kTailBytes) {
-        window = {0, length - kTailBytes, 0};
+    if (length > kPaddingBytes) {
+        window = {0, length - kPaddingBytes, 0};
         const int result = state.scan(compiled_->database.get(), data, length, callback, context);
         if (result == HS_SCAN_TERMINATED) {
             return;
@@ -212,14 +234,14 @@ void LiteralMatcher::run(const unsigned char *data, std::size_t length, LiteralS
     runTail(data, length, scratch, callback, window);
 }
 
-// Reports what ends in the last kTailBytes.
+// Reports what ends in the last kPaddingBytes.
 void LiteralMatcher::runTail(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
                              Report callback, Window &window) const {
     LiteralScratch::State &state = *scratch.state_;
-    const std::size_t bytes = std::min(length, kTailBytes + compiled_->longest);
-    state.tail.assign(bytes + kTailBytes, 0);
+    const std::size_t bytes = std::min(length, kPaddingBytes + compiled_->longest);
+    state.tail.assign(bytes + kPaddingBytes, 0);
     std::copy_n(data + (length - bytes), bytes, state.tail.begin());
-    window = {bytes - std::min(bytes, kTailBytes), bytes, length - bytes};
+    window = {bytes - std::min(bytes, kPaddingBytes), bytes, length - bytes};
     const int result = state.scan(compiled_->database.get(), state.tail.data(), state.tail.size(),
                                   callback, &window);
     if (result != HS_SCAN_TERMINATED) {

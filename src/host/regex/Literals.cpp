@@ -9,42 +9,26 @@
 #include "host/regex/LiteralFacts.h"
 #include "host/regex/LiteralFrequency.h"
 #include "host/regex/PatternParser.h"
+#include "host/regex/PhraseFinder.h"
 
 namespace Corvane::Regex {
 
 namespace {
 
-// A literal need not be longer to be rare.
-constexpr std::size_t kMaxLiteralBytes = 32;
-// A scan first looks at the last bytes of a literal only; these should be rare, too.
-constexpr std::size_t kTailBytes = 8;
-constexpr double kRareTailPerMiB = 0.01;
 // The squeezed text is made for literals that spare much work: those at most this frequent, where
 // plain ones are that frequent and so many times more.
 constexpr double kMaxSqueezedPerMiB = 1024;
 constexpr double kFrequentPerMiB = 256;
 constexpr double kSqueezedGain = 16;
+// A phrase spares so much work that its literals may be found more often than others by this factor, or this often.
+constexpr double kPhraseGain = 4;
+constexpr double kRarePerMiB = 2;
 // A match of so few steps is never given up; where one may be, a literal that is found is no match yet. Far below the
 // steps that a try may take.
-constexpr double kMaxSureSteps = 2048;
-
-// Where to end a long piece so that its tail is rarest.
-std::size_t s_bestEnd(const std::string &bytes, TextKind kind) {
-    std::size_t best = bytes.size();
-    double least = std::numeric_limits<double>::infinity();
-    for (std::size_t end = bytes.size(); end >= kTailBytes && least > kRareTailPerMiB; --end) {
-        const double hits = expectedPerMiB(bytes.substr(end - kTailBytes, kTailBytes), kind);
-        if (hits < least) {
-            least = hits;
-            best = end;
-        }
-    }
-    return best;
-}
+constexpr unsigned int kMaxSureSteps = 2048;
 
 void s_shorten(Piece &piece, TextKind kind) {
-    const std::size_t end = s_bestEnd(piece.bytes, kind);
-    const std::size_t start = end > kMaxLiteralBytes ? end - kMaxLiteralBytes : 0;
+    const auto [start, end] = rarestPart(piece.bytes, kind);
     const std::size_t first = piece.bytes.find_first_not_of('\0', start);
     if (first < end) {
         piece.bytes = piece.bytes.substr(first, end - first);
@@ -239,6 +223,41 @@ void s_chooseByBranch(const PatternNode &root, TextKind kind, RequiredLiterals &
     }
 }
 
+// Where the pattern is a phrase or a list of such, and their literals are about as rare, asks for the phrases.
+void s_choosePhrases(const ParsedPattern &parsed, bool utf, TextKind kind,
+                     RequiredLiterals &required) {
+    const PatternNode *list = s_alternation(parsed.root);
+    const auto *first = list == nullptr ? &parsed.root : list->children.data();
+    const std::size_t count = list == nullptr ? 1 : list->children.size();
+    if (required.alternatives.empty() || count > kMaxAlternatives) {
+        return;
+    }
+    RequiredLiterals phrases;
+    std::size_t steps = 0;
+    bool asksForMore = false;
+    for (const PatternNode *branch = first; branch != first + count; ++branch) {
+        std::optional<AnchoredPhrase> found = findPhrase(*branch, kind);
+        if (!found.has_value()) {
+            return;
+        }
+        steps += found->items + 1;
+        asksForMore = asksForMore || !found->phrase.before.empty() || !found->phrase.after.empty();
+        phrases.alternatives.push_back(s_literal(found->anchor));
+        phrases.phrases.push_back(std::move(found->phrase));
+    }
+    const double hits = s_hitsPerMiB(phrases.alternatives, kind);
+    if (!asksForMore || hits > required.alternativesPerMiB * kPhraseGain + kRarePerMiB) {
+        return;
+    }
+    required.alternatives = std::move(phrases.alternatives);
+    required.phrases = std::move(phrases.phrases);
+    required.companions.clear();
+    required.second.clear();
+    required.alternativesPerMiB = hits;
+    // Each repetition ends in one place only, so that the engine never goes back into one.
+    required.whole = parsed.exact && parsed.greedy && !utf && steps <= kMaxSureSteps;
+}
+
 void s_chooseSqueezed(const PatternNode &root, TextKind kind, RequiredLiterals &required) {
     if (!required.alternatives.empty() && required.alternativesPerMiB < kFrequentPerMiB) {
         return;
@@ -272,6 +291,9 @@ RequiredLiterals s_find(const ParsedPattern &parsed, bool utf, TextKind kind) {
         s_chooseByBranch(parsed.root, kind, required);
     }
     required.alternativesPerMiB = s_hitsPerMiB(required.alternatives, kind);
+    if (!required.whole) {
+        s_choosePhrases(parsed, utf, kind, required);
+    }
     if (required.alternatives.empty()) {
         for (const RareSet &set :
              FactFinder(kind, FactFinder::View::Bytes).find(parsed.root).sets) {

@@ -32,6 +32,7 @@ public:
         parsed.root = parseAlternatives(
             {definition.ignoreCase, definition.dotMatchesAll, definition.extended});
         parsed.exact = exact_;
+        parsed.greedy = greedy_;
         if (reader_.failed() || !reader_.atEnd()) {
             return std::nullopt;
         }
@@ -88,6 +89,7 @@ private:
     std::size_t openings_;
     unsigned int depth_ = 0;
     bool exact_ = true;
+    bool greedy_ = true;
 };
 
 PatternNode Parser::parseAlternatives(Options options) {
@@ -217,8 +219,8 @@ bool Parser::takeQuantifier(Bounds &bounds) {
     }
     if (reader_.take("+")) {
         exact_ = false;
-    } else {
-        reader_.take("?");
+    } else if (reader_.take("?")) {
+        greedy_ = false;
     }
     return true;
 }
@@ -339,10 +341,12 @@ PatternNode Parser::parseOptions(Options &options, bool &repeatable) {
                 reader_.fail();
             }
             break;
+        case 'U':
+            greedy_ = false;
+            break;
         case 'm':
         case 'n':
         case 'J':
-        case 'U':
             break;
         default:
             reader_.fail();

@@ -42,6 +42,8 @@ struct ParsedPattern {
     PatternNode root;
     // Whether the tree matches exactly what the pattern matches.
     bool exact = true;
+    // Whether no repetition takes as few as it can.
+    bool greedy = true;
 };
 
 // Nothing where the pattern holds what is not understood. A pattern that does not compile may give

@@ -26,6 +26,18 @@ Hits s_scan(const LiteralMatcher &matcher, const std::string &text, LiteralScrat
     return hits;
 }
 
+// The same with the text at the beginning of a longer one.
+Hits s_scanWithMore(const LiteralMatcher &matcher, const std::string &text, const std::string &more,
+                    LiteralScratch &scratch) {
+    Hits hits;
+    const std::string all = text + more;
+    matcher.scan(reinterpret_cast<const unsigned char *>(all.data()), text.size(), all.size(),
+                 scratch,
+                 [&](std::uint32_t number, std::size_t end) { hits.emplace_back(number, end); });
+    std::sort(hits.begin(), hits.end());
+    return hits;
+}
+
 bool s_standsAt(const Literal &literal, const std::string &text, std::size_t at) {
     const std::string part = text.substr(at, literal.bytes.size());
     return literal.ignoreCase ? equalIgnoringCase(part, literal.bytes) : part == literal.bytes;
@@ -118,7 +130,14 @@ TEST(LiteralMatcher, AgreesWithASearchForEachLiteral) {
         }
         const LiteralMatcher matcher(literals);
         const std::string text = word(3000) + literals.back().bytes;
-        ASSERT_EQ(s_scan(matcher, text, scratch), s_searched(literals, text)) << round;
+        const Hits expected = s_searched(literals, text);
+        ASSERT_EQ(s_scan(matcher, text, scratch), expected) << round;
+        for (const std::size_t readable : {1U, 127U, 128U, 300U}) {
+            ASSERT_EQ(
+                s_scanWithMore(matcher, text, text.substr(0, readable) + word(readable), scratch),
+                expected)
+                << round;
+        }
     }
 }
 

@@ -1,0 +1,94 @@
+#include "host/regex/PhraseTable.h"
+
+#include <algorithm>
+
+namespace Corvane::Regex {
+
+namespace {
+
+constexpr unsigned int kWordBits = 64;
+
+} // namespace
+
+PhraseTable::PhraseTable() = default;
+PhraseTable::PhraseTable(PhraseTable &&source) noexcept = default;
+PhraseTable &PhraseTable::operator=(PhraseTable &&source) noexcept = default;
+PhraseTable::~PhraseTable() = default;
+
+std::uint32_t PhraseTable::add(const Phrase &phrase) {
+    Entry entry{};
+    entry.before = static_cast<std::uint32_t>(steps_.size());
+    addSteps(phrase.before);
+    entry.after = static_cast<std::uint32_t>(steps_.size());
+    addSteps(phrase.after);
+    entry.end = static_cast<std::uint32_t>(steps_.size());
+    entries_.push_back(entry);
+    return static_cast<std::uint32_t>(entries_.size() - 1);
+}
+
+void PhraseTable::addSteps(const std::vector<PhraseStep> &steps) {
+    for (const PhraseStep &step : steps) {
+        steps_.push_back({addSet(step.bytes), step.least, step.most});
+    }
+}
+
+std::uint32_t PhraseTable::addSet(const std::bitset<256> &bytes) {
+    Set set{};
+    for (std::size_t byte = 0; byte < bytes.size(); ++byte) {
+        set[byte / kWordBits] |= std::uint64_t{bytes[byte]} << byte % kWordBits;
+    }
+    const auto [found, fresh] = numbers_.emplace(set, static_cast<std::uint32_t>(sets_.size()));
+    if (fresh) {
+        sets_.push_back(set);
+    }
+    return found->second;
+}
+
+bool PhraseTable::holds(std::uint32_t set, unsigned char byte) const {
+    return (sets_[set][byte / kWordBits] >> byte % kWordBits & 1U) != 0;
+}
+
+// Takes the steps through the bytes that at(0), at(1) ... below room give.
+template <class At>
+PhraseTable::Verdict PhraseTable::follow(std::uint32_t first, std::uint32_t last, std::size_t room,
+                                         At at) const {
+    std::size_t done = 0;
+    for (std::uint32_t each = first; each < last; ++each) {
+        const Step &step = steps_[each];
+        const std::size_t most = std::min<std::size_t>(step.most, room - done);
+        const std::size_t limit = std::min<std::size_t>(most, kMaxRunBytes);
+        std::size_t taken = 0;
+        while (taken < limit && holds(step.set, at(done + taken))) {
+            ++taken;
+        }
+        if (taken == kMaxRunBytes && taken < most) {
+            return Verdict::Unknown;
+        }
+        if (taken < step.least) {
+            return Verdict::No;
+        }
+        done += taken;
+    }
+    return Verdict::Yes;
+}
+
+PhraseTable::Verdict PhraseTable::check(std::uint32_t phrase, const unsigned char *text,
+                                        std::size_t length, std::size_t start,
+                                        std::size_t end) const {
+    const Entry &entry = entries_[phrase];
+    const Verdict after = follow(entry.after, entry.end, length - end,
+                                 [&](std::size_t offset) { return text[end + offset]; });
+    if (after == Verdict::No) {
+        return after;
+    }
+    const Verdict before = follow(entry.before, entry.after, start,
+                                  [&](std::size_t offset) { return text[start - 1 - offset]; });
+    return before == Verdict::Yes ? after : before;
+}
+
+std::size_t PhraseTable::memoryBytes() const {
+    return entries_.capacity() * sizeof(Entry) + steps_.capacity() * sizeof(Step) +
+           sets_.capacity() * sizeof(Set) + numbers_.size() * sizeof(*numbers_.begin());
+}
+
+} // namespace Corvane::Regex
