@@ -1,6 +1,7 @@
 #include "heuristic/RuleFilter.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <numeric>
@@ -33,22 +34,31 @@ BytesPresent s_words(const std::bitset<256> &set) {
     return words;
 }
 
+// The lowest bits of eight bytes, in their order in memory.
+std::uint64_t s_gather(const unsigned char *bytes) {
+    // Shifts each of the bits to its place in the highest byte.
+    constexpr std::uint64_t kShifts =
+        std::endian::native == std::endian::little ? 0x0102040810204080 : 0x8040201008040201;
+    constexpr unsigned int kHighestByte = 56;
+    std::uint64_t all = 0;
+    std::memcpy(&all, bytes, sizeof all);
+    return all * kShifts >> kHighestByte;
+}
+
 // Notes the bytes in a table first: to set a bit for each would wait for the one before.
 BytesPresent s_present(const unsigned char *data, std::size_t length) {
-    alignas(std::uint64_t) std::array<unsigned char, 256> seen{};
+    std::array<unsigned char, 256> seen;
+    std::memset(seen.data(), 0, seen.size());
     for (std::size_t i = 0; i < length; ++i) {
         seen[data[i]] = 1;
     }
     BytesPresent present{};
-    for (std::size_t byte = 0; byte < seen.size(); byte += sizeof(std::uint64_t)) {
-        // Gathers the lowest bits of eight bytes in the highest byte of the product.
-        constexpr std::uint64_t kGather = 0x0102040810204080;
-        constexpr unsigned int kHighest = 56;
-        std::uint64_t bytes = 0;
-        for (std::size_t i = sizeof bytes; i-- > 0;) {
-            bytes = bytes << 8U | seen[byte + i];
+    for (std::size_t word = 0; word < present.size(); ++word) {
+        std::uint64_t bits = 0;
+        for (std::size_t byte = 0; byte < kWordBits; byte += sizeof bits) {
+            bits |= s_gather(seen.data() + word * kWordBits + byte) << byte;
         }
-        present[byte / kWordBits] |= bytes * kGather >> kHighest << byte % kWordBits;
+        present[word] = bits;
     }
     return present;
 }
