@@ -33,20 +33,27 @@ void FilteredPass::clear() {
 }
 
 void FilteredPass::add(std::uint32_t start, std::uint32_t length, std::uint32_t unit) {
-    memory_->texts.push_back({start, length, unit, 0});
+    memory_->texts.push_back({start, length, unit});
 }
 
-std::uint32_t FilteredPass::stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
-                                  HeaderForm form) {
+FilteredPass::Range FilteredPass::stage(std::initializer_list<std::string_view> parts,
+                                        std::uint32_t unit, HeaderForm form) {
     std::vector<unsigned char> &staged = memory_->staged;
     const auto start = static_cast<std::uint32_t>(staged.size());
     for (const std::string_view part : parts) {
         const auto *bytes = reinterpret_cast<const unsigned char *>(part.data());
         staged.insert(staged.end(), bytes, bytes + part.size());
     }
-    memory_->texts.push_back({start, static_cast<std::uint32_t>(staged.size()) - start, unit,
-                              static_cast<std::uint8_t>(form)});
-    return static_cast<std::uint32_t>(memory_->texts.size() - 1);
+    const auto length = static_cast<std::uint32_t>(staged.size()) - start;
+    memory_->texts.push_back({start, length, unit, 0, static_cast<std::uint8_t>(form), 0});
+    return {start, length};
+}
+
+FilteredPass::Range FilteredPass::alsoForms(std::uint32_t innerStart, unsigned int forms) {
+    ScanText &text = memory_->texts.back();
+    text.innerStart = innerStart;
+    text.innerForms = static_cast<std::uint8_t>(forms);
+    return {text.start + innerStart, text.length - innerStart};
 }
 
 Buffer FilteredPass::text(std::uint32_t text, const unsigned char *base) const {

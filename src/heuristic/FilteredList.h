@@ -61,10 +61,15 @@ public:
         const std::uint32_t *end;
     };
 
-    // The texts of a header by the form's number, kNoText for a form that no rule asks for.
-    static constexpr std::uint32_t kNoText = 0xFFFFFFFF;
+    // A range of the staged bytes.
+    struct Range {
+        std::uint32_t start = 0;
+        std::uint32_t length = 0;
+    };
+
+    // The texts of a header by the form's number; empty for a form that no rule asks for.
     static constexpr std::size_t kForms = 5;
-    using Forms = std::array<std::uint32_t, kForms>;
+    using Forms = std::array<Range, kForms>;
 
     explicit FilteredPass(FilteredList &list) : list_(list) {}
 
@@ -79,13 +84,19 @@ public:
     // The next text, a range of what select will be given.
     void add(std::uint32_t start, std::uint32_t length, std::uint32_t unit);
 
-    // The next text, joined of the parts, which are copied behind the texts before it; answers its number.
-    std::uint32_t stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
-                        HeaderForm form = HeaderForm::Value);
+    // The next text, joined of the parts, which are copied behind the texts before it.
+    Range stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
+                HeaderForm form = HeaderForm::Value);
+
+    // From an offset on the text that was staged last is these other forms as well: one bit for each, by its number.
+    Range alsoForms(std::uint32_t innerStart, unsigned int forms);
 
     // A text by its number: a range of base, or a staged one, which is good until the next one is staged.
     Buffer text(std::uint32_t text, const unsigned char *base) const;
     Buffer staged(std::uint32_t text) const { return this->text(text, memory_->staged.data()); }
+    Buffer staged(const Range &range) const {
+        return {memory_->staged.data() + range.start, range.length, true};
+    }
 
     // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
     bool isFull() const {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
 #include <string_view>
 
 #include "host/parser/HeaderText.h"
@@ -19,17 +21,34 @@ constexpr unsigned int s_bit(HeaderForm form) {
 
 // Whether the conversion to UTF-8 leaves the value as it is, as far as that can be told at a glance.
 bool s_isShortAscii(const std::string &value) {
-    unsigned char all = 0;
-    unsigned char zeros = 0;
-    for (const char byte : value) {
-        all = static_cast<unsigned char>(all | static_cast<unsigned char>(byte));
-        zeros = static_cast<unsigned char>(zeros | (byte == 0 ? 1U : 0U));
+    constexpr std::uint64_t kLowBits = 0x0101010101010101;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    if (value.size() >= kHeaderRoomBytes) {
+        return false;
     }
-    return all < 0x80U && zeros == 0 && value.size() < kHeaderRoomBytes;
+    // A high bit is left for each byte above 127, and for a zero byte.
+    std::uint64_t odd = 0;
+    for (std::size_t at = 0; at < value.size(); at += sizeof odd) {
+        std::uint64_t bytes = kLowBits;
+        std::memcpy(&bytes, value.data() + at, std::min(sizeof bytes, value.size() - at));
+        odd |= (bytes | (bytes - kLowBits)) & kHighBits;
+    }
+    return odd == 0;
 }
 
+// Looks for the rarer of the two bytes.
 bool s_mayHoldEncodedWord(const std::string &text) {
-    return text.find("=?") != std::string::npos;
+    for (std::size_t at = text.find('?', 1); at != text.npos; at = text.find('?', at + 1)) {
+        if (text[at - 1] == '=') {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Whether the name, before a value, has no part in the decoding of encoded words.
+bool s_isPlainName(const std::string &name) {
+    return !name.empty() && s_isShortAscii(name) && !s_mayHoldEncodedWord(name);
 }
 
 std::string_view s_view(const Buffer &buffer) {
@@ -50,7 +69,6 @@ std::string headerValueInUtf8(const std::string &value) {
 void HeaderPass::add(const Header &header) {
     const auto number = static_cast<std::uint32_t>(units_.size());
     Unit &unit = units_.emplace_back();
-    unit.forms.fill(FilteredPass::kNoText);
     unit.firstSelector = selectors_.size();
     unsigned int wanted = 0;
     // The conversion makes an empty header of a null one.
@@ -75,31 +93,56 @@ void HeaderPass::add(const Header &header) {
 
 // Puts the wanted forms of the latest unit's header behind the texts of the pass.
 void HeaderPass::stageForms(const Header &header, const std::string &value, unsigned int wanted) {
-    const auto number = static_cast<std::uint32_t>(units_.size() - 1);
-    FilteredPass::Forms &forms = units_.back().forms;
-    const auto stage = [&](HeaderForm form, std::initializer_list<std::string_view> parts) {
-        if ((wanted & s_bit(form)) != 0) {
-            forms[static_cast<std::size_t>(form)] = pass_.stage(parts, number, form);
-        }
-    };
-    stage(HeaderForm::Raw, {value});
-    if ((wanted & (s_bit(HeaderForm::Value) | s_bit(HeaderForm::All))) != 0) {
-        // Owns the decoded value, or views the value itself.
-        const Buffer decoded = headerValueDecode(value);
-        stage(HeaderForm::Value, {s_view(decoded)});
-        if (s_isShortAscii(header.type()) && !s_mayHoldEncodedWord(header.type())) {
-            // What stands before the value has no part in its decoding.
-            stage(HeaderForm::All, {header.type(), ": ", s_view(decoded)});
-        } else {
-            const std::string all = header.type() + ": " + value;
-            stage(HeaderForm::All, {s_view(headerValueDecode(all))});
-        }
+    const bool encoded = s_mayHoldEncodedWord(value);
+    const unsigned int values = wanted & (s_bit(HeaderForm::Value) | s_bit(HeaderForm::Raw));
+    const unsigned int all = wanted & s_bit(HeaderForm::All);
+    // Owns what was decoded, or views the value.
+    const Buffer decoded =
+        encoded ? headerValueDecode(value)
+                : Buffer(value.data(), static_cast<unsigned int>(value.size()), true);
+    unsigned int decodedValues = values;
+    if (encoded) {
+        stageText({}, value, values & s_bit(HeaderForm::Raw));
+        decodedValues &= s_bit(HeaderForm::Value);
+    }
+    if (s_isPlainName(header.type())) {
+        stageText(header.type(), s_view(decoded), decodedValues | all);
+    } else {
+        stageText({}, s_view(decoded), decodedValues);
+        stageText({}, s_view(headerValueDecode(header.type() + ": " + value)), all);
     }
     if ((wanted & (s_bit(HeaderForm::Addr) | s_bit(HeaderForm::Name))) != 0) {
         const EmailAddress parsed = EmailAddress::rfc5322Parse(value, true);
         const bool isNull = parsed.isNull();
-        stage(HeaderForm::Addr, {isNull ? std::string_view() : parsed.address()});
-        stage(HeaderForm::Name, {isNull ? std::string_view() : parsed.displayName()});
+        stageText({}, isNull ? std::string_view() : parsed.address(),
+                  wanted & s_bit(HeaderForm::Addr));
+        stageText({}, isNull ? std::string_view() : parsed.displayName(),
+                  wanted & s_bit(HeaderForm::Name));
+    }
+}
+
+// One text for several forms: with a name the text is behind it in the form that begins with the name.
+void HeaderPass::stageText(std::string_view name, std::string_view text, unsigned int forms) {
+    if (forms == 0) {
+        return;
+    }
+    const auto unit = static_cast<std::uint32_t>(units_.size() - 1);
+    FilteredPass::Forms &ranges = units_.back().forms;
+    const bool isNamed = !name.empty() && (forms & s_bit(HeaderForm::All)) != 0;
+    const unsigned int main = isNamed ? static_cast<unsigned int>(HeaderForm::All)
+                                      : static_cast<unsigned int>(std::countr_zero(forms));
+    const std::string_view separator = isNamed ? ": " : "";
+    const std::string_view before = isNamed ? name : "";
+    ranges[main] = pass_.stage({before, separator, text}, unit, static_cast<HeaderForm>(main));
+    const unsigned int others = forms & ~(1U << main);
+    if (others != 0) {
+        const auto inner = static_cast<std::uint32_t>(before.size() + separator.size());
+        const FilteredPass::Range range = pass_.alsoForms(inner, others);
+        for (std::size_t form = 0; form < ranges.size(); ++form) {
+            if ((others >> form & 1U) != 0) {
+                ranges[form] = range;
+            }
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "heuristic/FilteredList.h"
@@ -42,6 +43,7 @@ private:
     };
 
     void stageForms(const Header &header, const std::string &value, unsigned int wanted);
+    void stageText(std::string_view name, std::string_view text, unsigned int forms);
 
     FilteredList &list_;
     RefMatches &matches_;

@@ -26,14 +26,6 @@ bool s_meet(const BytesPresent &a, const BytesPresent &b) {
     return ((a[0] & b[0]) | (a[1] & b[1]) | (a[2] & b[2]) | (a[3] & b[3])) != 0;
 }
 
-BytesPresent s_words(const std::bitset<256> &set) {
-    BytesPresent words{};
-    for (std::size_t byte = 0; byte < set.size(); ++byte) {
-        words[byte / kWordBits] |= std::uint64_t{set[byte]} << byte % kWordBits;
-    }
-    return words;
-}
-
 // The lowest bits of eight bytes, in their order in memory.
 std::uint64_t s_gather(const unsigned char *bytes) {
     // Shifts each of the bits to its place in the highest byte.
@@ -160,7 +152,7 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
     claims.firstSet = static_cast<std::uint32_t>(sets_.size());
     claims.sets = static_cast<std::uint8_t>(required.byteSets.size());
     for (const std::bitset<256> &set : required.byteSets) {
-        sets_.push_back(s_words(set));
+        sets_.push_back(requiredSet(set));
     }
 }
 
@@ -219,13 +211,36 @@ bool RuleFilter::holds(const unsigned char *text, const unsigned char *lowered, 
                   sought.length) != nullptr;
 }
 
+RuleFilter::RequiredSet RuleFilter::requiredSet(const std::bitset<256> &set) {
+    RequiredSet required{};
+    const std::size_t count = set.count();
+    for (std::size_t byte = 0; byte < set.size(); ++byte) {
+        required.bytes[byte / kWordBits] |= std::uint64_t{set[byte]} << byte % kWordBits;
+        if (set[byte] && count <= RequiredSet::kMaxFew) {
+            required.few[required.count++] = static_cast<unsigned char>(byte);
+        }
+    }
+    return required;
+}
+
+bool RuleFilter::holdsOne(const RequiredSet &set, TextFacts &text) {
+    if (set.count == 0 || text.isCounted()) {
+        return s_meet(set.bytes, text.present());
+    }
+    // memchr takes no null pointer, which an empty text may have.
+    return text.length() > 0 &&
+           std::any_of(set.few.begin(), set.few.begin() + set.count, [&](unsigned char byte) {
+               return std::memchr(text.data(), byte, text.length()) != nullptr;
+           });
+}
+
 bool RuleFilter::mayMatch(std::uint32_t expression, TextFacts &text) const {
     const Claims &claims = claims_[expression];
     if (text.length() < claims.minimumLength) {
         return false;
     }
     for (std::uint32_t i = 0; i < claims.sets; ++i) {
-        if (!s_meet(sets_[claims.firstSet + i], text.present())) {
+        if (!holdsOne(sets_[claims.firstSet + i], text)) {
             return false;
         }
     }
@@ -240,7 +255,7 @@ bool RuleFilter::mayMatch(std::uint32_t expression, TextFacts &text) const {
 // Answers whether no other place of the text needs to be looked at.
 bool RuleFilter::checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory) const {
     const Regex::PhraseTable::Verdict verdict =
-        phrases_.check(key.number, hit.data, hit.text.length, hit.start, hit.end);
+        phrases_.check(key.number, hit.data, hit.length, hit.start, hit.end);
     if (verdict == Regex::PhraseTable::Verdict::No) {
         return false;
     }
@@ -251,7 +266,7 @@ bool RuleFilter::checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory)
 }
 
 void RuleFilter::addCandidate(const Key &key, const Hit &hit, bool decided, ScanMemory &memory) {
-    memory.candidates.emplace_back(hit.text.unit, key.expression, decided);
+    memory.candidates.emplace_back(hit.unit, key.expression, decided);
 }
 
 // Copies the letters and digits of each text.
@@ -264,26 +279,31 @@ void RuleFilter::squeeze(const unsigned char *base, ScanMemory &memory) {
     memory.squeezedTexts.clear();
     unsigned char *out = memory.squeezed.data();
     for (const ScanText &text : memory.texts) {
-        unsigned char *end = copyLettersAndDigits(base + text.start, text.length, out);
+        const unsigned char *start = base + text.start;
+        unsigned char *inner = copyLettersAndDigits(start, text.innerStart, out);
+        unsigned char *end =
+            copyLettersAndDigits(start + text.innerStart, text.length - text.innerStart, inner);
         ScanText range = text;
         range.start = static_cast<std::uint32_t>(out - memory.squeezed.data());
         range.length = static_cast<std::uint32_t>(end - out);
+        range.innerStart = static_cast<std::uint32_t>(inner - out);
         memory.squeezedTexts.push_back(range);
         out = end;
     }
 }
 
-// Answers the first of as many serial numbers as there are texts, none of which is in the tables.
+// Answers the first of twice as many serial numbers as there are texts, none of which is in the tables.
 std::uint32_t RuleFilter::takeSerials(const Keys &keys, std::size_t texts, ScanMemory &memory) {
     memory.lastSeen.resize(std::max(memory.lastSeen.size(), keys.matcher.size()), 0);
     memory.lastMatched.resize(std::max(memory.lastMatched.size(), keys.keys.size()), 0);
-    if (texts >= std::numeric_limits<std::uint32_t>::max() - memory.serial) {
+    const std::size_t numbers = 2 * texts;
+    if (numbers >= std::numeric_limits<std::uint32_t>::max() - memory.serial) {
         std::fill(memory.lastSeen.begin(), memory.lastSeen.end(), 0U);
         std::fill(memory.lastMatched.begin(), memory.lastMatched.end(), 0U);
         memory.serial = 0;
     }
     const std::uint32_t first = memory.serial + 1;
-    memory.serial += static_cast<std::uint32_t>(texts);
+    memory.serial += static_cast<std::uint32_t>(numbers);
     return first;
 }
 

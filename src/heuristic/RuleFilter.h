@@ -7,6 +7,8 @@
 //
 // Threads: immutable once constructed; any number of threads may use one, each with a memory of its own.
 
+#include <array>
+#include <bitset>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -46,6 +48,7 @@ public:
     const unsigned char *data() const { return data_; }
     std::uint32_t length() const { return length_; }
     const BytesPresent &present();
+    bool isCounted() const { return isCounted_; }
     const unsigned char *lowered() { return lowered_.get(); }
 
 private:
@@ -107,6 +110,14 @@ private:
         // Of a searched one: each text with one of the literals, in its phrase if it has one, matches.
         bool whole = false;
     };
+    // Bytes of which a text must hold one. Where they are few, it is faster to search for them than to note all bytes.
+    struct RequiredSet {
+        static constexpr std::size_t kMaxFew = 2;
+
+        BytesPresent bytes;
+        std::array<unsigned char, kMaxFew> few;
+        std::uint8_t count; // of few; 0: they are more
+    };
     // An expression that a literal stands for, if what is asked besides is true.
     struct Key {
         enum class Asks : std::uint8_t { Nothing, Needle, Phrase };
@@ -124,12 +135,17 @@ private:
         std::vector<std::uint32_t> firstPlain;
         std::vector<Key> keys;
     };
-    // A literal that was found in a text; offsets from where that starts.
+    // A literal that was found in a form of a text; offsets from where that starts.
     struct Hit {
-        const ScanText &text;
+        std::uint32_t unit;
         const unsigned char *data;
+        std::size_t length;
         std::size_t start;
         std::size_t end;
+
+        Hit from(std::size_t offset) const {
+            return {unit, data + offset, length - offset, start - offset, end - offset};
+        }
     };
     class KeyCollector;
 
@@ -142,6 +158,8 @@ private:
                std::uint32_t needle) const;
     bool checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory) const;
     static void addCandidate(const Key &key, const Hit &hit, bool decided, ScanMemory &memory);
+    static RequiredSet requiredSet(const std::bitset<256> &set);
+    static bool holdsOne(const RequiredSet &set, TextFacts &text);
     static void squeeze(const unsigned char *base, ScanMemory &memory);
     static std::uint32_t takeSerials(const Keys &keys, std::size_t texts, ScanMemory &memory);
     template <class Admit>
@@ -154,7 +172,7 @@ private:
     std::vector<Claims> claims_;
     std::vector<Needle> needles_;
     std::string needleBytes_;
-    std::vector<BytesPresent> sets_;
+    std::vector<RequiredSet> sets_;
     Regex::PhraseTable phrases_;
 };
 
@@ -206,25 +224,38 @@ void RuleFilter::scan(const Keys &keys, const unsigned char *base, std::size_t r
         }
         const ScanText &text = texts[number];
         const std::size_t end = from + foundEnd - text.start;
-        const Hit hit{text, base + text.start, end - length, end};
-        const auto mark = static_cast<std::uint32_t>(serial + number);
+        const Hit whole{text.unit, base + text.start, text.length, end - length, end};
+        // Where the literal lies in the other forms as well, it is new to these.
+        const bool isInner = text.innerForms != 0 && whole.start >= text.innerStart;
+        const auto mark = static_cast<std::uint32_t>(serial + 2 * number);
         const auto asked = [&](const Key &key) {
-            return claims_[key.expression].form == text.form && admit(key.expression);
+            const std::uint8_t form = claims_[key.expression].form;
+            return (form == text.form || (isInner && (text.innerForms >> form & 1U) != 0)) &&
+                   admit(key.expression);
+        };
+        const auto hitOf = [&](const Key &key) {
+            return claims_[key.expression].form == text.form ? whole : whole.from(text.innerStart);
         };
         for (std::uint32_t i = keys.first[literal]; i < keys.firstPlain[literal]; ++i) {
             const Key &key = keys.keys[i];
-            if (memory.lastMatched[i] != mark && asked(key) && checkPhrase(key, hit, memory)) {
+            if (memory.lastMatched[i] != mark && asked(key) &&
+                checkPhrase(key, hitOf(key), memory)) {
                 memory.lastMatched[i] = mark;
             }
         }
-        if (std::exchange(memory.lastSeen[literal], mark) == mark) {
+        const std::uint32_t seen = mark + (isInner ? 1U : 0U);
+        if (std::exchange(memory.lastSeen[literal], seen) == seen) {
             return;
         }
         for (std::uint32_t i = keys.firstPlain[literal]; i < keys.first[literal + 1]; ++i) {
             const Key &key = keys.keys[i];
-            if (asked(key) &&
-                (key.asks == Key::Asks::Nothing ||
-                 holds(hit.data, lowered.get() + (text.start - from), text.length, key.number))) {
+            if (!asked(key)) {
+                continue;
+            }
+            const Hit hit = hitOf(key);
+            if (key.asks == Key::Asks::Nothing ||
+                holds(hit.data, lowered.get() + (hit.data - (base + from)), hit.length,
+                      key.number)) {
                 addCandidate(key, hit, claims_[key.expression].whole, memory);
             }
         }

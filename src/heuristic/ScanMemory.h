@@ -16,12 +16,14 @@
 namespace Corvane::Heuristic {
 
 // One text of a pass: a range of the bytes that are scanned together. A unit is what rules are tried on in one walk; its
-// texts are its forms.
+// texts are its forms. From an offset on a text may be other forms as well: one bit for each, by its number.
 struct ScanText {
     std::uint32_t start;
     std::uint32_t length;
     std::uint32_t unit;
-    std::uint8_t form;
+    std::uint32_t innerStart = 0;
+    std::uint8_t form = 0;
+    std::uint8_t innerForms = 0;
 };
 
 // What is to be tried on a unit, or is known to match there: the unit's number, that of a pattern or rule, and whether it

@@ -229,26 +229,13 @@ std::string s_convert(iconv_t converter, const char *data, std::size_t length, s
     return out;
 }
 
-// The number of ASCII bytes that the text begins with, or somewhat fewer.
-std::size_t s_asciiLength(const char *data, std::size_t length) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    std::size_t at = 0;
-    for (std::uint64_t bytes = 0; at + sizeof bytes <= length; at += sizeof bytes) {
-        std::memcpy(&bytes, data + at, sizeof bytes);
-        if ((bytes & kHighBits) != 0) {
-            break;
-        }
-    }
-    return at;
-}
-
 template <class Otherwise>
 std::string s_validOr(const char *data, std::size_t length, Otherwise otherwise) {
     std::string out;
     out.reserve(length);
     std::size_t done = 0;
     for (std::size_t at = 0; at < length;) {
-        at += s_asciiLength(data + at, length - at);
+        at += asciiLength(data + at, length - at);
         const std::size_t valid = utf8SequenceLength(data + at, length - at);
         if (valid == 0 && at < length) {
             out.append(data + done, at - done);
@@ -362,6 +349,21 @@ std::size_t utf8SequenceLength(const char *text, std::size_t available) {
         }
     }
     return length;
+}
+
+std::size_t asciiLength(const char *data, std::size_t length) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    std::size_t at = 0;
+    for (std::uint64_t bytes = 0; at + sizeof bytes <= length; at += sizeof bytes) {
+        std::memcpy(&bytes, data + at, sizeof bytes);
+        if ((bytes & kHighBits) != 0) {
+            break;
+        }
+    }
+    while (at < length && static_cast<unsigned char>(data[at]) < kFirstNonAscii) {
+        ++at;
+    }
+    return at;
 }
 
 bool isValidUtf8(const char *data, std::size_t length) {

@@ -34,6 +34,9 @@ void appendWindows1252(std::string &out, unsigned char byte);
 // there is none. Overlong forms and surrogates are not valid, NUL is.
 std::size_t utf8SequenceLength(const char *text, std::size_t available);
 
+// How many ASCII bytes the text begins with.
+std::size_t asciiLength(const char *data, std::size_t length);
+
 bool isValidUtf8(const char *data, std::size_t length);
 
 // The valid sequences, and the replacement character for each other byte.

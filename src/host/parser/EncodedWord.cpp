@@ -75,8 +75,9 @@ std::optional<std::string> s_fromBase64(std::string_view text) {
     constexpr unsigned kDigitBits = 6;
     constexpr unsigned kByteBits = 8;
     text = text.substr(0, text.find_last_not_of('=') + 1);
-    std::string bytes;
-    bytes.reserve(text.size());
+    // Of the digits, with some room to spare.
+    std::string bytes(text.size(), '\0');
+    std::size_t size = 0;
     unsigned held = 0;
     unsigned heldBits = 0;
     for (const char byte : text) {
@@ -88,9 +89,10 @@ std::optional<std::string> s_fromBase64(std::string_view text) {
         heldBits += kDigitBits;
         if (heldBits >= kByteBits) {
             heldBits -= kByteBits;
-            bytes += static_cast<char>(held >> heldBits & 0xFFU);
+            bytes[size++] = static_cast<char>(held >> heldBits & 0xFFU);
         }
     }
+    bytes.resize(size);
     return bytes;
 }
 

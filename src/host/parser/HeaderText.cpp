@@ -29,12 +29,13 @@ public:
     void word(const EncodedWord &word) {
         std::optional<std::string> bytes = encodedWordBytes(word);
         std::string charset(word.charset);
-        if (!bytes || !isKnownCharset(charset)) {
+        const bool isSame = decoded_ && equalIgnoringCase(charset, charset_);
+        if (!bytes || (!isSame && !isKnownCharset(charset))) {
             return;
         }
         const std::string_view gap = text_.substr(done_, word.begin - done_);
         const bool adjacent = decoded_ && s_isWhiteSpace(gap);
-        if (!adjacent || !equalIgnoringCase(charset, charset_)) {
+        if (!adjacent || !isSame) {
             convertBytes();
         }
         if (!adjacent) {

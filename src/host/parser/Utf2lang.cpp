@@ -88,6 +88,10 @@ Utf2lang::Utf2lang() : chinese(false), japanese(false), korean(false), russian(f
 void Utf2lang::proc(const char *text, unsigned long length) {
     constexpr std::uint64_t kEastAsianWeight = 3;
     constexpr std::uint64_t kLanguageShare = 4;
+    if (asciiLength(text, length) == length) {
+        chinese = japanese = korean = russian = false;
+        return;
+    }
     const Letters letters = s_countAll(text, length);
     const std::uint64_t eastAsian =
         kEastAsianWeight * (letters.han + letters.kana + letters.hangul);
