@@ -130,15 +130,15 @@ void BodyCheck::checkPieces(const Buffer &body, bool raw) {
 
 void BodyCheck::checkFiltered(const Buffer &body, bool raw) {
     FilteredPass pass(*filtered_);
-    std::uint32_t pieces = 0;
     s_cut(body, raw, [&](const Piece &piece) {
-        pass.add(piece.start, piece.length, pieces++);
+        pass.add(piece.start, piece.length);
         return false;
     });
-    pass.select(body.data(), body.length());
-    // The end of a first piece on which nothing is tried may be the end of the pass as well.
-    for (std::uint32_t piece = 0; piece < pieces; piece = pass.nextUnit(piece + 1, pieces)) {
-        pass.tryText(piece, pass.text(piece, body.data()), matches_);
+    pass.select(body.data(), body.length(), FilteredPass::Wanted::FirstMatch);
+    // The end of a first piece that nothing matches may be the end of the pass as well.
+    for (std::uint32_t piece = 0; piece < pass.size();
+         piece = pass.nextUnit(piece + 1, pass.size())) {
+        pass.addMatches(piece, pass.text(piece, body.data()), matches_);
         if (matches_->tripped()) {
             return;
         }

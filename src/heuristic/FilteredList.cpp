@@ -25,15 +25,59 @@ RefRuleList FilteredList::remaining() const {
     return list;
 }
 
+// Tries patterns on texts of a pass.
+class FilteredPass::Prober {
+public:
+    // Each text has a slot, below slots, for what is known of it.
+    Prober(const KindIndex &index, const unsigned char *base, std::size_t length, std::size_t slots,
+           ScanMemory &memory)
+        : index_(index), base_(base), lowered_(base, length, memory), known_(memory.known) {
+        known_.resize(std::max(known_.size(), slots));
+        for (std::size_t slot = 0; slot < slots; ++slot) {
+            known_[slot].isCounted = false;
+        }
+    }
+
+    bool matches(std::uint32_t pattern, const Range &range, std::size_t slot) {
+        const unsigned char *data = base_ + range.start;
+        TextFacts facts(data, range.length, lowered_, range.start, known_[slot]);
+        const RuleFilter &filter = *index_.filter;
+        // Equal patterns are also tried in the same way.
+        const IndexedRule &rule = index_.rules[*index_.rulesBegin(pattern)];
+        const bool positive = rule.trial == IndexedRule::Trial::Match;
+        if (filter.isLiteral(pattern)) {
+            return filter.mayMatch(pattern, facts) == positive;
+        }
+        // What is not worth trying cannot match, but may fail, which is no match of a negated rule.
+        if (positive && !filter.mayMatch(pattern, facts)) {
+            return false;
+        }
+        bool failed = false;
+        const bool matched = rule.expression->matches(Buffer(data, range.length, true), 0, &failed);
+        return !failed && matched == positive;
+    }
+
+private:
+    const KindIndex &index_;
+    const unsigned char *base_;
+    LoweredRange lowered_;
+    std::vector<KnownBytes> &known_;
+};
+
 void FilteredPass::clear() {
     memory_->texts.clear();
     memory_->staged.clear();
-    memory_->tries.clear();
+    memory_->candidates.clear();
+    memory_->matches.clear();
     next_ = 0;
 }
 
-void FilteredPass::add(std::uint32_t start, std::uint32_t length, std::uint32_t unit) {
-    memory_->texts.push_back({start, length, unit});
+void FilteredPass::add(std::uint32_t start, std::uint32_t length) {
+    memory_->texts.push_back({start, length, size()});
+}
+
+void FilteredPass::stage(std::initializer_list<std::string_view> parts) {
+    stage(parts, size(), HeaderForm::Value);
 }
 
 FilteredPass::Range FilteredPass::stage(std::initializer_list<std::string_view> parts,
@@ -63,150 +107,177 @@ Buffer FilteredPass::text(std::uint32_t text, const unsigned char *base) const {
 
 void FilteredPass::alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules) {
     for (const std::uint32_t rule : rules) {
-        if (list_.admits(rule)) {
-            memory_->tries.emplace_back(unit, rule, false);
+        if (!list_.admits(rule)) {
+            continue;
+        }
+        const IndexedRule &indexed = list_.rules().rules[rule];
+        if (indexed.trial == IndexedRule::Trial::Always) {
+            memory_->matches.push_back({unit, rule});
+        } else {
+            memory_->candidates.emplace_back(indexed.pattern, unit, false);
         }
     }
 }
 
-void FilteredPass::selectStaged() {
+// Whether any rule of that pattern is still to be tried.
+bool FilteredPass::isOpen(std::uint32_t pattern) const {
+    const KindIndex &index = list_.rules();
+    return std::any_of(index.rulesBegin(pattern), index.rulesEnd(pattern),
+                       [this](std::uint32_t rule) { return list_.admits(rule); });
+}
+
+std::size_t FilteredPass::endOfTexts() const {
+    const std::vector<ScanText> &texts = memory_->texts;
+    return texts.empty() ? 0 : std::size_t{texts.back().start} + texts.back().length;
+}
+
+// Brings the candidates together.
+void FilteredPass::search(const unsigned char *base, std::size_t readable) {
+    list_.rules().filter->select(base, readable, *memory_,
+                                 [this](std::uint32_t pattern) { return isOpen(pattern); });
+    std::vector<Candidate> &candidates = memory_->candidates;
+    std::sort(candidates.begin(), candidates.end());
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+}
+
+void FilteredPass::select(const unsigned char *base, std::size_t readable, Wanted wanted) {
+    search(base, readable);
+    Prober prober(list_.rules(), base, endOfTexts(), size(), *memory_);
+    tryCandidates(prober, wanted);
+    for (const std::uint32_t pattern : list_.rules().filter->unfiltered()) {
+        tryEverywhere(pattern, prober, wanted);
+    }
+    std::sort(memory_->matches.begin(), memory_->matches.end());
+}
+
+void FilteredPass::selectStaged(Wanted wanted) {
     std::vector<unsigned char> &staged = memory_->staged;
     staged.resize(staged.size() + Regex::LiteralMatcher::kPaddingBytes);
-    select(staged.data(), staged.size());
+    select(staged.data(), staged.size(), wanted);
 }
 
-std::uint32_t FilteredPass::nextUnit(std::uint32_t unit, std::uint32_t end) {
-    if (!memory_->unfiltered.empty()) {
-        return unit;
-    }
-    const std::vector<Candidate> &tries = memory_->tries;
-    while (next_ < tries.size() && tries[next_].unit() < unit) {
-        ++next_;
-    }
-    return next_ < tries.size() ? std::min(tries[next_].unit(), end) : end;
-}
-
-void FilteredPass::select(const unsigned char *base, std::size_t readable) {
-    const KindIndex &index = list_.rules();
-    const auto admit = [this](std::uint32_t rule) { return list_.admits(rule); };
-    index.filter->select(base, readable, *memory_, [&](std::uint32_t pattern) {
-        return std::any_of(index.rulesBegin(pattern), index.rulesEnd(pattern), admit);
-    });
-    std::vector<Candidate> &tries = memory_->tries;
+void FilteredPass::tryCandidates(Prober &prober, Wanted wanted) {
+    std::uint32_t settled = std::numeric_limits<std::uint32_t>::max();
     for (const Candidate &candidate : memory_->candidates) {
-        const std::uint32_t pattern = candidate.number();
-        for (auto rule = index.rulesBegin(pattern); rule != index.rulesEnd(pattern); ++rule) {
-            if (admit(*rule)) {
-                tries.emplace_back(candidate.unit(), *rule, candidate.decided());
+        const std::uint32_t pattern = candidate.pattern();
+        const std::uint32_t unit = candidate.unit();
+        if (pattern != settled && (candidate.decided() || matchesText(pattern, unit, prober))) {
+            addRules(pattern, unit);
+            settled = wanted == Wanted::FirstMatch ? pattern : settled;
+        }
+    }
+}
+
+void FilteredPass::tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted wanted) {
+    if (!isOpen(pattern)) {
+        return;
+    }
+    for (std::uint32_t unit = 0; unit < size(); ++unit) {
+        if (matchesText(pattern, unit, prober)) {
+            addRules(pattern, unit);
+            if (wanted == Wanted::FirstMatch) {
+                return;
             }
         }
     }
-    memory_->candidates.clear();
-    std::sort(tries.begin(), tries.end());
-    tries.erase(std::unique(tries.begin(), tries.end()), tries.end());
-    memory_->unfiltered.clear();
-    std::copy_if(index.unfiltered.begin(), index.unfiltered.end(),
-                 std::back_inserter(memory_->unfiltered), admit);
-    memory_->verdicts.resize(std::max(memory_->verdicts.size(), index.patterns()), 0);
 }
 
-// Walks the unit's tries and the rules that no literal stands for, in the order of the list.
-template <class Matches>
-bool FilteredPass::tryUnit(std::uint32_t unit, RefMatches &matches, Matches match) {
-    constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
-    const std::vector<Candidate> &tries = memory_->tries;
-    const std::vector<std::uint32_t> &unfiltered = memory_->unfiltered;
-    ++memory_->units;
-    while (next_ < tries.size() && tries[next_].unit() < unit) {
+bool FilteredPass::matchesText(std::uint32_t pattern, std::uint32_t unit, Prober &prober) const {
+    const ScanText &text = memory_->texts[unit];
+    return prober.matches(pattern, {text.start, text.length}, unit);
+}
+
+void FilteredPass::addRules(std::uint32_t pattern, std::uint32_t unit) {
+    const KindIndex &index = list_.rules();
+    for (auto rule = index.rulesBegin(pattern); rule != index.rulesEnd(pattern); ++rule) {
+        if (list_.admits(*rule)) {
+            memory_->matches.push_back({unit, *rule});
+        }
+    }
+}
+
+void FilteredPass::selectHeaders(const Headers &headers) {
+    std::vector<unsigned char> &staged = memory_->staged;
+    staged.resize(staged.size() + Regex::LiteralMatcher::kPaddingBytes);
+    search(staged.data(), staged.size());
+    Prober prober(list_.rules(), staged.data(), endOfTexts(), headers.units.size() * kForms,
+                  *memory_);
+    memory_->found.resize(std::max(memory_->found.size(), list_.rules().rules.size()), 0);
+    for (const Candidate &candidate : memory_->candidates) {
+        tryHeader(candidate, headers, prober);
+    }
+    for (const UnitRule &match : memory_->matches) {
+        memory_->found[match.rule] = 0;
+    }
+    std::sort(memory_->matches.begin(), memory_->matches.end());
+}
+
+// Of a pattern's rules each applies to headers of its own, and is not tried again on one after that which it has matched.
+void FilteredPass::tryHeader(const Candidate &candidate, const Headers &headers, Prober &prober) {
+    const KindIndex &index = list_.rules();
+    const HeaderUnit &header = headers.units[candidate.unit()];
+    const std::uint32_t *selectors = headers.selectors.data();
+    const auto applies = [&](std::uint32_t rule) {
+        const std::uint32_t *last = selectors + header.lastSelector;
+        return memory_->found[rule] == 0 && list_.admits(rule) &&
+               std::find(selectors + header.firstSelector, last, index.rules[rule].selector) !=
+                   last;
+    };
+    const std::uint32_t *end = index.rulesEnd(candidate.pattern());
+    const std::uint32_t *rule = std::find_if(index.rulesBegin(candidate.pattern()), end, applies);
+    if (rule == end) {
+        return;
+    }
+    const auto form = static_cast<std::size_t>(index.rules[*rule].form);
+    if (candidate.decided() ||
+        prober.matches(candidate.pattern(), header.forms[form], candidate.unit() * kForms + form)) {
+        for (; rule != end; rule = std::find_if(rule + 1, end, applies)) {
+            memory_->found[*rule] = 1;
+            memory_->matches.push_back({candidate.unit(), *rule});
+        }
+    }
+}
+
+std::uint32_t FilteredPass::nextUnit(std::uint32_t unit, std::uint32_t end) {
+    const std::vector<UnitRule> &found = memory_->matches;
+    if (!list_.rules().logging.empty()) {
+        return unit;
+    }
+    while (next_ < found.size() && found[next_].unit < unit) {
         ++next_;
     }
-    for (std::size_t other = 0;;) {
-        const bool left = next_ < tries.size() && tries[next_].unit() == unit;
-        const std::uint32_t first = left ? tries[next_].number() : kNone;
-        const std::uint32_t second = other < unfiltered.size() ? unfiltered[other] : kNone;
-        const std::uint32_t rule = std::min(first, second);
-        if (rule == kNone) {
-            return false;
+    return next_ < found.size() ? std::min(found[next_].unit, end) : end;
+}
+
+// Walks what matches the unit and the rules that log, in the order of the list.
+bool FilteredPass::addMatches(std::uint32_t unit, const Buffer &text, RefMatches &matches) {
+    const KindIndex &index = list_.rules();
+    const std::vector<UnitRule> &found = memory_->matches;
+    auto logging = index.logging.begin();
+    const auto log = [&](std::uint32_t before) {
+        for (; logging != index.logging.end() && *logging < before; ++logging) {
+            if (list_.admits(*logging)) {
+                (void)static_cast<const BodyRule &>(*index.rules[*logging].rule).matches(text);
+            }
         }
-        const bool decided = rule == first && tries[next_].decided();
-        next_ += rule == first ? 1 : 0;
-        other += rule == second ? 1 : 0;
-        if (list_.isDone(rule) || !match(rule, decided)) {
+    };
+    while (next_ < found.size() && found[next_].unit < unit) {
+        ++next_;
+    }
+    for (; next_ < found.size() && found[next_].unit == unit; ++next_) {
+        const std::uint32_t rule = found[next_].rule;
+        log(rule);
+        if (list_.isDone(rule)) {
             continue;
         }
-        const bool tripped = matches.add(list_.rules().handles[rule]);
+        const bool tripped = matches.add(index.handles[rule]);
         list_.done(rule);
         if (tripped) {
             return true;
         }
     }
-}
-
-// What the rule's pattern, which is the same for many rules, says of the unit under way; found out on the first call.
-template <class Find>
-bool FilteredPass::verdict(const IndexedRule &rule, Find find) {
-    std::uint64_t &verdict = memory_->verdicts[rule.pattern];
-    if (verdict >> 1U != memory_->units) {
-        const bool matched = find();
-        verdict = memory_->units << 1U | (matched ? 1U : 0U);
-    }
-    return (verdict & 1U) != 0;
-}
-
-bool FilteredPass::tryText(std::uint32_t unit, const Buffer &text, RefMatches &matches) {
-    TextFacts facts(text.data(), text.length(), *memory_);
-    return tryUnit(unit, matches, [&](std::uint32_t rule, bool decided) {
-        return decided || matchesText(list_.rules().rules[rule], text, facts);
-    });
-}
-
-bool FilteredPass::matchesText(const IndexedRule &rule, const Buffer &text, TextFacts &facts) {
-    if (rule.trial == IndexedRule::Trial::Log) {
-        return static_cast<const BodyRule &>(*rule.rule).matches(text);
-    }
-    return verdict(rule, [&] {
-        bool failed = false;
-        return list_.rules().filter->mayMatch(rule.pattern, facts) &&
-               rule.expression->matches(text, 0, &failed) && !failed;
-    });
-}
-
-bool FilteredPass::tryHeader(std::uint32_t unit, const Forms &forms, Selectors selectors,
-                             RefMatches &matches) {
-    // Of the form that was looked at last.
-    std::optional<TextFacts> facts;
-    HeaderForm form = HeaderForm::Value;
-    return tryUnit(unit, matches, [&](std::uint32_t number, bool decided) {
-        const IndexedRule &rule = list_.rules().rules[number];
-        if (std::find(selectors.begin, selectors.end, rule.selector) == selectors.end) {
-            return false;
-        }
-        if (decided || rule.trial == IndexedRule::Trial::Always) {
-            return true;
-        }
-        const Buffer text = staged(forms[static_cast<std::size_t>(rule.form)]);
-        if (!facts.has_value() || form != rule.form) {
-            form = rule.form;
-            facts.emplace(text.data(), text.length(), *memory_);
-        }
-        return verdict(rule, [&] { return matchesHeader(rule, text, *facts); });
-    });
-}
-
-bool FilteredPass::matchesHeader(const IndexedRule &rule, const Buffer &text,
-                                 TextFacts &facts) const {
-    const bool positive = rule.trial == IndexedRule::Trial::Match;
-    const RuleFilter &filter = *list_.rules().filter;
-    if (filter.isLiteral(rule.pattern)) {
-        return !filter.mayMatch(rule.pattern, facts);
-    }
-    // What is not worth trying cannot match, but may fail, which is no match of a negated rule.
-    if (positive && !filter.mayMatch(rule.pattern, facts)) {
-        return false;
-    }
-    bool failed = false;
-    const bool matched = rule.expression->matches(text, 0, &failed);
-    return !failed && matched == positive;
+    log(std::numeric_limits<std::uint32_t>::max());
+    return false;
 }
 
 } // namespace Corvane::Heuristic

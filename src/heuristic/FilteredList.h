@@ -52,15 +52,13 @@ private:
     BitSet done_;
 };
 
-// One pass over texts that are scanned together: name the texts, call select, then try the units in ascending order.
+// One pass over texts that are scanned together: name the texts, call select, then take the units in ascending order.
+//
+// What matches is found for all units at once, pattern by pattern, since a pattern is much faster on one text after the
+// other than in turn with a thousand others; nothing is to be seen of that but by the time it takes. The units then take
+// their turns in adding it.
 class FilteredPass {
 public:
-    // The selectors of a header, by their numbers.
-    struct Selectors {
-        const std::uint32_t *begin;
-        const std::uint32_t *end;
-    };
-
     // A range of the staged bytes.
     struct Range {
         std::uint32_t start = 0;
@@ -70,6 +68,17 @@ public:
     // The texts of a header by the form's number; empty for a form that no rule asks for.
     static constexpr std::size_t kForms = 5;
     using Forms = std::array<Range, kForms>;
+
+    // Headers with their forms, and with the numbers of their selectors as ranges of one list.
+    struct HeaderUnit {
+        std::size_t firstSelector = 0;
+        std::size_t lastSelector = 0;
+        Forms forms;
+    };
+    struct Headers {
+        std::vector<HeaderUnit> units;
+        std::vector<std::uint32_t> selectors;
+    };
 
     explicit FilteredPass(FilteredList &list) : list_(list) {}
 
@@ -81,56 +90,63 @@ public:
         return list_.index().headers().find(name, *memory_);
     }
 
-    // The next text, a range of what select will be given.
-    void add(std::uint32_t start, std::uint32_t length, std::uint32_t unit);
+    // The next text, a range of what select will be given. Texts are units by their numbers, from 0 on.
+    void add(std::uint32_t start, std::uint32_t length);
 
-    // The next text, joined of the parts, which are copied behind the texts before it.
-    Range stage(std::initializer_list<std::string_view> parts, std::uint32_t unit,
-                HeaderForm form = HeaderForm::Value);
+    // The next text, joined of the parts, which are copied behind the texts before it; with a unit where units have
+    // more than one.
+    void stage(std::initializer_list<std::string_view> parts);
+    Range stage(std::initializer_list<std::string_view> parts, std::uint32_t unit, HeaderForm form);
 
     // From an offset on the text that was staged last is these other forms as well: one bit for each, by its number.
     Range alsoForms(std::uint32_t innerStart, unsigned int forms);
 
-    // A text by its number: a range of base, or a staged one, which is good until the next one is staged.
+    // The number of texts.
+    std::uint32_t size() const { return static_cast<std::uint32_t>(memory_->texts.size()); }
+
+    // A text by its number: a range of base.
     Buffer text(std::uint32_t text, const unsigned char *base) const;
     Buffer staged(std::uint32_t text) const { return this->text(text, memory_->staged.data()); }
-    Buffer staged(const Range &range) const {
-        return {memory_->staged.data() + range.start, range.length, true};
-    }
 
     // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
     bool isFull() const {
         return memory_->staged.size() >= kPassBytes || memory_->texts.size() >= kPassTexts ||
-               memory_->tries.size() >= kPassTexts;
+               memory_->candidates.size() + memory_->matches.size() >= kPassTexts;
     }
     static constexpr std::size_t kPassBytes = std::size_t{64} * 1024;
     static constexpr std::size_t kPassTexts = std::size_t{8} * 1024;
 
-    // Also to be tried on a unit, whatever its texts hold.
+    // Also to be tried on a header, whatever its texts hold.
     void alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules);
 
-    // Finds out what is worth trying on the texts: ranges of base, from where so many bytes may be read, or staged ones.
-    void select(const unsigned char *base, std::size_t readable);
-    void selectStaged();
+    // Whether a rule's first match is all that counts, because no unit has its turn after one where an addition tripped.
+    enum class Wanted { FirstMatch, EveryMatch };
 
-    // The first unit from that one on, but below end, with anything to try; end if there is none.
+    // Finds what matches the texts: ranges of base, from where so many bytes may be read, or staged ones.
+    void select(const unsigned char *base, std::size_t readable, Wanted wanted);
+    void selectStaged(Wanted wanted);
+
+    // The same for headers, whose forms were staged.
+    void selectHeaders(const Headers &headers);
+
+    // The first unit from that one on, but below end, with anything to do; end if there is none.
     std::uint32_t nextUnit(std::uint32_t unit, std::uint32_t end);
 
-    // Tries the unit's rules on a text and adds those that match; ends where an addition trips the match set, and answers
-    // whether one did. Throws as RefMatches::add.
-    bool tryText(std::uint32_t unit, const Buffer &text, RefMatches &matches);
-
-    // The same for a header whose forms were staged; the rules of other selectors are left out.
-    bool tryHeader(std::uint32_t unit, const Forms &forms, Selectors selectors,
-                   RefMatches &matches);
+    // Adds the rules that match a unit, in order, up to an addition that trips the match set, and answers whether one did.
+    // The text is for rules that log with each try. Throws as RefMatches::add.
+    bool addMatches(std::uint32_t unit, const Buffer &text, RefMatches &matches);
 
 private:
-    template <class Matches>
-    bool tryUnit(std::uint32_t unit, RefMatches &matches, Matches match);
-    template <class Find>
-    bool verdict(const IndexedRule &rule, Find find);
-    bool matchesText(const IndexedRule &rule, const Buffer &text, TextFacts &facts);
-    bool matchesHeader(const IndexedRule &rule, const Buffer &text, TextFacts &facts) const;
+    class Prober;
+
+    void search(const unsigned char *base, std::size_t readable);
+    void tryCandidates(Prober &prober, Wanted wanted);
+    void tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted wanted);
+    bool matchesText(std::uint32_t pattern, std::uint32_t unit, Prober &prober) const;
+    void tryHeader(const Candidate &candidate, const Headers &headers, Prober &prober);
+    std::size_t endOfTexts() const;
+    void addRules(std::uint32_t pattern, std::uint32_t unit);
+    bool isOpen(std::uint32_t pattern) const;
 
     FilteredList &list_;
     ScanMemoryLease memory_;

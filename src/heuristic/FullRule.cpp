@@ -22,8 +22,7 @@ constexpr unsigned int kPortionBytes = 16U * 1024;
 constexpr unsigned char kLineFeed = '\n';
 
 // Adds complete lines at the start of the text, as many as fit a pass; answers how many.
-std::uint32_t s_addLines(FilteredPass &pass, const Buffer &text) {
-    std::uint32_t lines = 0;
+void s_addLines(FilteredPass &pass, const Buffer &text) {
     for (unsigned int start = 0; start < std::min(text.length(), kPortionBytes);) {
         const unsigned char *line = text.data() + start;
         const void *found = std::memchr(line, kLineFeed, text.length() - start);
@@ -32,10 +31,9 @@ std::uint32_t s_addLines(FilteredPass &pass, const Buffer &text) {
         }
         const auto length =
             static_cast<unsigned int>(static_cast<const unsigned char *>(found) - line) + 1;
-        pass.add(start, length, lines++);
+        pass.add(start, length);
         start += length;
     }
-    return lines;
 }
 
 } // namespace
@@ -108,18 +106,17 @@ void FullCheck::checkAll(const Headers &headers) {
     }
     FilteredPass pass(*filtered_);
     for (auto next = headers.begin(); next != headers.end();) {
-        std::uint32_t units = 0;
         for (pass.clear(); next != headers.end() && !pass.isFull(); ++next) {
             const std::string_view separator = next->isNull() ? "" : ": ";
-            pass.stage({next->type(), separator, next->value()}, units++);
+            pass.stage({next->type(), separator, next->value()});
         }
-        pass.selectStaged();
-        for (std::uint32_t unit = pass.nextUnit(0, units); unit < units;
-             unit = pass.nextUnit(unit + 1, units)) {
+        pass.selectStaged(FilteredPass::Wanted::FirstMatch);
+        for (std::uint32_t unit = pass.nextUnit(0, pass.size()); unit < pass.size();
+             unit = pass.nextUnit(unit + 1, pass.size())) {
             if (matches_->tripped()) {
                 return;
             }
-            pass.tryText(unit, pass.staged(unit), matches_);
+            pass.addMatches(unit, pass.staged(unit), matches_);
         }
     }
 }
@@ -180,20 +177,19 @@ void FullTap::checkLines() {
 // Takes the complete lines in portions, each of which is scanned in place before its lines are tried.
 void FullTap::checkLinesFiltered() {
     FilteredPass pass(*filtered_);
-    std::uint32_t lines = 0;
     do {
         const Buffer rest = pending_.mid(pending_.startOfLine());
         pass.clear();
-        lines = s_addLines(pass, rest);
-        pass.select(rest.data(), rest.length());
-        for (std::uint32_t line = 0; line < lines; ++line) {
+        s_addLines(pass, rest);
+        pass.select(rest.data(), rest.length(), FilteredPass::Wanted::FirstMatch);
+        for (std::uint32_t line = 0; line < pass.size(); ++line) {
             pending_.getLine(line_, kLineFeed);
-            pass.tryText(line, line_, matches_);
+            pass.addMatches(line, line_, matches_);
             if (matches_->tripped()) {
                 return;
             }
         }
-    } while (lines > 0);
+    } while (pass.size() > 0);
     line_.length(0);
 }
 

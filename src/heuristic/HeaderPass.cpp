@@ -67,9 +67,9 @@ std::string headerValueInUtf8(const std::string &value) {
 }
 
 void HeaderPass::add(const Header &header) {
-    const auto number = static_cast<std::uint32_t>(units_.size());
-    Unit &unit = units_.emplace_back();
-    unit.firstSelector = selectors_.size();
+    const auto number = static_cast<std::uint32_t>(headers_.units.size());
+    FilteredPass::HeaderUnit &unit = headers_.units.emplace_back();
+    unit.firstSelector = headers_.selectors.size();
     unsigned int wanted = 0;
     // The conversion makes an empty header of a null one.
     if (!header.isNull() || values_ == HeaderValues::InUtf8) {
@@ -77,10 +77,10 @@ void HeaderPass::add(const Header &header) {
             const HeaderSelectors::Selector &selector = list_.index().headers().at(each);
             pass_.alsoTry(number, selector.unfiltered);
             wanted |= selector.forms;
-            selectors_.push_back(each);
+            headers_.selectors.push_back(each);
         }
     }
-    unit.lastSelector = selectors_.size();
+    unit.lastSelector = headers_.selectors.size();
     if (wanted == 0) {
         return;
     }
@@ -126,8 +126,8 @@ void HeaderPass::stageText(std::string_view name, std::string_view text, unsigne
     if (forms == 0) {
         return;
     }
-    const auto unit = static_cast<std::uint32_t>(units_.size() - 1);
-    FilteredPass::Forms &ranges = units_.back().forms;
+    const auto unit = static_cast<std::uint32_t>(headers_.units.size() - 1);
+    FilteredPass::Forms &ranges = headers_.units.back().forms;
     const bool isNamed = !name.empty() && (forms & s_bit(HeaderForm::All)) != 0;
     const unsigned int main = isNamed ? static_cast<unsigned int>(HeaderForm::All)
                                       : static_cast<unsigned int>(std::countr_zero(forms));
@@ -147,20 +147,15 @@ void HeaderPass::stageText(std::string_view name, std::string_view text, unsigne
 }
 
 bool HeaderPass::run() {
-    pass_.selectStaged();
-    const auto units = static_cast<std::uint32_t>(units_.size());
+    pass_.selectHeaders(headers_);
+    const auto units = static_cast<std::uint32_t>(headers_.units.size());
     bool tripped = false;
-    for (std::uint32_t number = 0; number < units && !tripped;
-         number = pass_.nextUnit(number + 1, units)) {
-        const Unit &unit = units_[number];
-        pass_.tryHeader(
-            number, unit.forms,
-            {selectors_.data() + unit.firstSelector, selectors_.data() + unit.lastSelector},
-            matches_);
+    for (std::uint32_t unit = 0; unit < units && !tripped; unit = pass_.nextUnit(unit + 1, units)) {
+        pass_.addMatches(unit, Buffer(), matches_);
         tripped = matches_->tripped();
     }
-    units_.clear();
-    selectors_.clear();
+    headers_.units.clear();
+    headers_.selectors.clear();
     pass_.clear();
     return tripped;
 }

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "heuristic/FilteredList.h"
 #include "heuristic/HeaderRule.h"
@@ -35,13 +34,6 @@ public:
     bool run();
 
 private:
-    // A header, with its range of selectors_.
-    struct Unit {
-        std::size_t firstSelector;
-        std::size_t lastSelector;
-        FilteredPass::Forms forms;
-    };
-
     void stageForms(const Header &header, const std::string &value, unsigned int wanted);
     void stageText(std::string_view name, std::string_view text, unsigned int forms);
 
@@ -49,8 +41,7 @@ private:
     RefMatches &matches_;
     HeaderValues values_;
     FilteredPass pass_;
-    std::vector<Unit> units_;
-    std::vector<std::uint32_t> selectors_;
+    FilteredPass::Headers headers_;
 };
 
 } // namespace Corvane::Heuristic

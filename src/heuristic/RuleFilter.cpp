@@ -58,11 +58,11 @@ BytesPresent s_present(const unsigned char *data, std::size_t length) {
 } // namespace
 
 const BytesPresent &TextFacts::present() {
-    if (!isCounted_) {
-        isCounted_ = true;
-        present_ = s_present(data_, length_);
+    if (!known_.isCounted) {
+        known_.isCounted = true;
+        known_.present = s_present(data_, length_);
     }
-    return present_;
+    return known_.present;
 }
 
 const unsigned char *LoweredRange::make() {
@@ -266,7 +266,7 @@ bool RuleFilter::checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory)
 }
 
 void RuleFilter::addCandidate(const Key &key, const Hit &hit, bool decided, ScanMemory &memory) {
-    memory.candidates.emplace_back(hit.unit, key.expression, decided);
+    memory.candidates.emplace_back(key.expression, hit.unit, decided);
 }
 
 // Copies the letters and digits of each text.

@@ -42,21 +42,23 @@ private:
 // One text as the cheap tests see it; what they need of it is prepared when the first one asks.
 class TextFacts {
 public:
-    TextFacts(const unsigned char *data, std::uint32_t length, ScanMemory &memory)
-        : data_(data), length_(length), lowered_(data, length, memory) {}
+    // The text starts at an offset of the lowered range. known is where to note what is found out about its bytes.
+    TextFacts(const unsigned char *data, std::uint32_t length, LoweredRange &lowered,
+              std::size_t offset, KnownBytes &known)
+        : data_(data), length_(length), lowered_(lowered), offset_(offset), known_(known) {}
 
     const unsigned char *data() const { return data_; }
     std::uint32_t length() const { return length_; }
     const BytesPresent &present();
-    bool isCounted() const { return isCounted_; }
-    const unsigned char *lowered() { return lowered_.get(); }
+    bool isCounted() const { return known_.isCounted; }
+    const unsigned char *lowered() { return lowered_.get() + offset_; }
 
 private:
     const unsigned char *data_;
     std::uint32_t length_;
-    LoweredRange lowered_;
-    bool isCounted_ = false;
-    BytesPresent present_{};
+    LoweredRange &lowered_;
+    std::size_t offset_;
+    KnownBytes &known_;
 };
 
 class RuleFilter {

@@ -176,18 +176,14 @@ void RuleIndex::prepare(Rule::Type kind) {
     }
     index.filter.emplace(patterns.sources, s_textKind(kind));
     groupByPattern(index, patterns.sources.size());
-    const std::vector<std::uint32_t> unfiltered = unfilteredRules(index);
-    if (kind == Rule::Header) {
-        prepareHeaders(unfiltered);
-        return;
-    }
-    index.unfiltered = unfiltered;
     for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
         if (index.rules[i].trial == IndexedRule::Trial::Log) {
-            index.unfiltered.push_back(i);
+            index.logging.push_back(i);
         }
     }
-    std::sort(index.unfiltered.begin(), index.unfiltered.end());
+    if (kind == Rule::Header) {
+        prepareHeaders();
+    }
 }
 
 std::uint32_t RuleIndex::Patterns::add(RuleFilter::Source &&source) {
@@ -214,16 +210,6 @@ void RuleIndex::groupByPattern(KindIndex &index, std::size_t patterns) {
             index.rulesByPattern[next[index.rules[i].pattern]++] = i;
         }
     }
-}
-
-// The rules whose patterns no literal can be looked for; in ascending order.
-std::vector<std::uint32_t> RuleIndex::unfilteredRules(const KindIndex &index) {
-    std::vector<std::uint32_t> rules;
-    for (const std::uint32_t pattern : index.filter->unfiltered()) {
-        rules.insert(rules.end(), index.rulesBegin(pattern), index.rulesEnd(pattern));
-    }
-    std::sort(rules.begin(), rules.end());
-    return rules;
 }
 
 RuleFilter::Source RuleIndex::prepareText(KindIndex &index, std::size_t number,
@@ -287,8 +273,9 @@ RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
 }
 
 // Hands each header rule to its selector: its form, and the rule itself where the filter cannot look for it.
-void RuleIndex::prepareHeaders(const std::vector<std::uint32_t> &unfiltered) {
+void RuleIndex::prepareHeaders() {
     const KindIndex &index = kinds_[Rule::Header];
+    const std::vector<std::uint32_t> &unfiltered = index.filter->unfiltered();
     for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
         const IndexedRule &indexed = index.rules[i];
         if (indexed.trial == IndexedRule::Trial::Never) {
@@ -299,7 +286,7 @@ void RuleIndex::prepareHeaders(const std::vector<std::uint32_t> &unfiltered) {
             selector.forms |= 1U << static_cast<unsigned int>(indexed.form);
         }
         if (indexed.trial != IndexedRule::Trial::Match ||
-            std::binary_search(unfiltered.begin(), unfiltered.end(), i)) {
+            std::binary_search(unfiltered.begin(), unfiltered.end(), indexed.pattern)) {
             selector.unfiltered.push_back(i);
         }
     }
@@ -402,7 +389,7 @@ std::size_t HeaderSelectors::memoryBytes() const {
 std::size_t RuleIndex::memoryBytes() const {
     std::size_t bytes = sizeof(*this) + headers_.memoryBytes() + metas_.unconditional.memoryBytes();
     for (const KindIndex &index : kinds_) {
-        bytes += s_bytes(index.rules) + s_bytes(index.unfiltered) + s_bytes(index.handles) +
+        bytes += s_bytes(index.rules) + s_bytes(index.logging) + s_bytes(index.handles) +
                  s_bytes(index.rulesByPattern) + s_bytes(index.firstRules) +
                  s_bytes(index.expressions) +
                  (index.handles.size() + index.expressions.size()) * sizeof(RefCounted<Rule>) +

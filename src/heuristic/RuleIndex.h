@@ -66,8 +66,8 @@ struct KindIndex {
     // The rules of each pattern, as ranges: those of pattern p are from firstRules[p] to firstRules[p + 1].
     std::vector<std::uint32_t> rulesByPattern;
     std::vector<std::uint32_t> firstRules{0};
-    // For all but header rules: those to be tried on every text; in ascending order.
-    std::vector<std::uint32_t> unfiltered;
+    // The rules that log whenever they are tried; in ascending order.
+    std::vector<std::uint32_t> logging;
 
     std::size_t patterns() const { return firstRules.size() - 1; }
     const std::uint32_t *rulesBegin(std::uint32_t pattern) const {
@@ -186,8 +186,7 @@ private:
     RuleFilter::Source prepareText(KindIndex &index, std::size_t number, Rule::Type kind) const;
     RuleFilter::Source prepareHeader(IndexedRule &indexed);
     static void groupByPattern(KindIndex &index, std::size_t patterns);
-    static std::vector<std::uint32_t> unfilteredRules(const KindIndex &index);
-    void prepareHeaders(const std::vector<std::uint32_t> &unfiltered);
+    void prepareHeaders();
     void prepareMetas();
     void prepareMeta(std::uint32_t number);
     bool sameRules(const RuleList &list, langID language, Rule::Type kind) const;

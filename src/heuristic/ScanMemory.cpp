@@ -30,7 +30,7 @@ ScanMemoryLease::ScanMemoryLease() : memory_(std::move(s_idle())) {
     memory_->texts.clear();
     memory_->staged.clear();
     memory_->candidates.clear();
-    memory_->tries.clear();
+    memory_->matches.clear();
 }
 
 ScanMemoryLease::~ScanMemoryLease() {
@@ -39,7 +39,8 @@ ScanMemoryLease::~ScanMemoryLease() {
     s_trim(memory_->squeezed);
     s_trim(memory_->squeezedTexts);
     s_trim(memory_->candidates);
-    s_trim(memory_->tries);
+    s_trim(memory_->matches);
+    s_trim(memory_->known);
     s_trim(memory_->lowered);
     s_idle() = std::move(memory_);
 }

@@ -26,15 +26,15 @@ struct ScanText {
     std::uint8_t innerForms = 0;
 };
 
-// What is to be tried on a unit, or is known to match there: the unit's number, that of a pattern or rule, and whether it
-// is only to be tried. The numbers' order is that of trying.
+// A pattern that is to be tried on a unit, or is known to match there. In ascending order a pattern's units follow each
+// other, and what is known comes before what is to be tried.
 class Candidate {
 public:
-    Candidate(std::uint32_t unit, std::uint32_t number, bool decided)
-        : bits_(std::uint64_t{unit} << 32U | std::uint64_t{number} << 1U | (decided ? 0U : 1U)) {}
+    Candidate(std::uint32_t pattern, std::uint32_t unit, bool decided)
+        : bits_(std::uint64_t{pattern} << 32U | std::uint64_t{unit} << 1U | (decided ? 0U : 1U)) {}
 
-    std::uint32_t unit() const { return static_cast<std::uint32_t>(bits_ >> 32U); }
-    std::uint32_t number() const { return static_cast<std::uint32_t>(bits_) >> 1U; }
+    std::uint32_t pattern() const { return static_cast<std::uint32_t>(bits_ >> 32U); }
+    std::uint32_t unit() const { return static_cast<std::uint32_t>(bits_) >> 1U; }
     bool decided() const { return (bits_ & 1U) == 0; }
 
     bool operator<(const Candidate &other) const { return bits_ < other.bits_; }
@@ -44,8 +44,23 @@ private:
     std::uint64_t bits_;
 };
 
+// In ascending order a unit's rules follow each other.
+struct UnitRule {
+    std::uint32_t unit;
+    std::uint32_t rule;
+
+    bool operator<(const UnitRule &other) const {
+        return unit != other.unit ? unit < other.unit : rule < other.rule;
+    }
+};
+
 // Which byte values a text holds.
 using BytesPresent = std::array<std::uint64_t, 4>;
+
+struct KnownBytes {
+    BytesPresent present{};
+    bool isCounted = false;
+};
 
 struct ScanMemory {
     Regex::LiteralScratch scratch;
@@ -55,13 +70,14 @@ struct ScanMemory {
     // The letters and digits of the texts alone, and the texts as ranges of them.
     std::vector<unsigned char> squeezed;
     std::vector<ScanText> squeezedTexts;
+    // What is to be tried, or decided: patterns on units.
     std::vector<Candidate> candidates;
-    // What is to be tried of the candidates' rules, and those that are to be tried on every unit.
-    std::vector<Candidate> tries;
-    std::vector<std::uint32_t> unfiltered;
-    // For each pattern that was matched: the serial number of the unit, and whether it matched there.
-    std::vector<std::uint64_t> verdicts;
-    std::uint64_t units = 0;
+    // What has matched: units and rules, in the order of trying.
+    std::vector<UnitRule> matches;
+    // For each rule whether it is in matches; used for headers, and all zero otherwise.
+    std::vector<unsigned char> found;
+    // What is known of the texts, as far as it was asked for.
+    std::vector<KnownBytes> known;
     // For each literal the serial number of the text that it was last found in. Serials start anew with no pass, so that
     // the table needs no clearing.
     std::vector<std::uint32_t> lastSeen;

@@ -85,13 +85,12 @@ void UriCheck::checkFiltered(const UriContainer &uris) {
     for (std::size_t first = 0, next = 0; first < texts.size(); first = next) {
         pass.clear();
         for (; next < texts.size() && !pass.isFull(); ++next) {
-            pass.stage({*texts[next]}, static_cast<std::uint32_t>(next - first));
+            pass.stage({*texts[next]});
         }
-        pass.selectStaged();
-        const auto units = static_cast<std::uint32_t>(next - first);
-        for (std::uint32_t unit = pass.nextUnit(0, units); unit < units;
-             unit = pass.nextUnit(unit + 1, units)) {
-            pass.tryText(unit, pass.staged(unit), matches_);
+        pass.selectStaged(FilteredPass::Wanted::EveryMatch);
+        for (std::uint32_t unit = pass.nextUnit(0, pass.size()); unit < pass.size();
+             unit = pass.nextUnit(unit + 1, pass.size())) {
+            pass.addMatches(unit, pass.staged(unit), matches_);
         }
     }
 }
