@@ -27,6 +27,7 @@
 namespace Corvane::Heuristic {
 
 enum class HeaderValues;
+class HeaderPass;
 
 // The text with its encoded words (RFC 2047) decoded, owning its bytes; or, where it holds none or they cannot be
 // decoded, a view of text as it stands, which must outlive the result.
@@ -137,6 +138,9 @@ public:
     // The same on the headers with their values repaired to UTF-8, each cut to 2047 bytes.
     void checkInUtf8(const RefHeaderList &headers);
 
+    // The same, in less time, after check(sender).
+    void checkInUtf8(const EmailAddress &sender, const RefHeaderList &headers);
+
 private:
     friend class StageRules;
 
@@ -144,8 +148,9 @@ private:
 
     template <class Headers>
     void checkAll(const Headers &headers);
-    template <class Headers>
-    void checkFiltered(const Headers &headers, HeaderValues values);
+    template <class Iterator>
+    void checkFiltered(HeaderPass &pass, Iterator next, Iterator end, HeaderValues values);
+    void checkFilteredInUtf8(const EmailAddress &sender, const HeaderList &headers);
     RefRuleList rules_;
 };
 

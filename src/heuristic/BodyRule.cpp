@@ -62,6 +62,18 @@ void s_cut(const Buffer &body, bool raw, Take take) {
     }
 }
 
+// The pieces of a text that was or will be copied behind what was copied before.
+void s_addPieces(FilteredPass &pass, const Buffer &body, bool raw) {
+    const auto offset = static_cast<std::uint32_t>(pass.stagedBytes());
+    s_cut(body, raw, [&](const Piece &piece) {
+        pass.add(offset + piece.start, piece.length);
+        return false;
+    });
+}
+
+// Bodies up to this are copied rather than scanned without bytes behind them.
+constexpr std::size_t kMaxCopiedBytes = FilteredPass::kPassBytes;
+
 } // namespace
 
 BodyRule::BodyRule() : BodyRule(std::string()) {}
@@ -115,6 +127,20 @@ void BodyCheck::check(const Buffer &body, bool raw) {
     }
 }
 
+void BodyCheck::checkBoth(const Buffer &first, const Buffer &second) {
+    try {
+        if (filtered_ != nullptr && checkBothFiltered(first, second)) {
+            return;
+        }
+    } catch (const Exception &failure) {
+        wrap(failure, "BodyCheck::body", kFile, kCheckLine);
+    }
+    if (filtered_ == nullptr) {
+        check(first, false);
+    }
+    check(second, false);
+}
+
 void BodyCheck::checkPieces(const Buffer &body, bool raw) {
     s_cut(body, raw, [&](const Piece &piece) {
         const Buffer text(body.data() + piece.start, piece.length, true);
@@ -130,15 +156,44 @@ void BodyCheck::checkPieces(const Buffer &body, bool raw) {
 
 void BodyCheck::checkFiltered(const Buffer &body, bool raw) {
     FilteredPass pass(*filtered_);
-    s_cut(body, raw, [&](const Piece &piece) {
-        pass.add(piece.start, piece.length);
+    s_addPieces(pass, body, raw);
+    const std::size_t end = pass.endOfTexts();
+    if (end > kMaxCopiedBytes || end + Regex::LiteralMatcher::kPaddingBytes <= body.length()) {
+        pass.select(body.data(), body.length(), FilteredPass::Wanted::FirstMatch);
+    } else {
+        pass.stageBytes(body.data(), end);
+        pass.selectStaged(FilteredPass::Wanted::FirstMatch);
+    }
+    addMatches(pass, 0, pass.size());
+}
+
+// Answers false, with nothing done but the first, where the second has to be checked on its own.
+bool BodyCheck::checkBothFiltered(const Buffer &first, const Buffer &second) {
+    FilteredPass pass(*filtered_);
+    s_addPieces(pass, first, false);
+    const std::uint32_t firstPieces = pass.size();
+    const std::size_t firstEnd = pass.endOfTexts();
+    pass.stageBytes(first.data(), firstEnd);
+    s_addPieces(pass, second, false);
+    if (pass.endOfTexts() > kMaxCopiedBytes) {
+        checkFiltered(first, false);
         return false;
-    });
-    pass.select(body.data(), body.length(), FilteredPass::Wanted::FirstMatch);
-    // The end of a first piece that nothing matches may be the end of the pass as well.
-    for (std::uint32_t piece = 0; piece < pass.size();
-         piece = pass.nextUnit(piece + 1, pass.size())) {
-        pass.addMatches(piece, pass.text(piece, body.data()), matches_);
+    }
+    pass.stageBytes(second.data(), pass.endOfTexts() - firstEnd);
+    pass.selectStaged(FilteredPass::Wanted::FirstMatch);
+    addMatches(pass, 0, firstPieces);
+    // What tripped the match set may have kept rules of the first from being added, and the second has a piece tried yet.
+    if (matches_->tripped()) {
+        return false;
+    }
+    addMatches(pass, firstPieces, pass.size());
+    return true;
+}
+
+// The end of a first piece that nothing matches may be the end as well.
+void BodyCheck::addMatches(FilteredPass &pass, std::uint32_t from, std::uint32_t to) {
+    for (std::uint32_t piece = from; piece < to; piece = pass.nextUnit(piece + 1, to)) {
+        pass.addMatches(piece, pass.text(piece), matches_);
         if (matches_->tripped()) {
             return;
         }

@@ -100,9 +100,13 @@ FilteredPass::Range FilteredPass::alsoForms(std::uint32_t innerStart, unsigned i
     return {text.start + innerStart, text.length - innerStart};
 }
 
-Buffer FilteredPass::text(std::uint32_t text, const unsigned char *base) const {
+void FilteredPass::stageBytes(const unsigned char *data, std::size_t length) {
+    memory_->staged.insert(memory_->staged.end(), data, data + length);
+}
+
+Buffer FilteredPass::text(std::uint32_t text) const {
     const ScanText &range = memory_->texts[text];
-    return {base + range.start, range.length, true};
+    return {base_ + range.start, range.length, true};
 }
 
 void FilteredPass::alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules) {
@@ -141,6 +145,7 @@ void FilteredPass::search(const unsigned char *base, std::size_t readable) {
 }
 
 void FilteredPass::select(const unsigned char *base, std::size_t readable, Wanted wanted) {
+    base_ = base;
     search(base, readable);
     Prober prober(list_.rules(), base, endOfTexts(), size(), *memory_);
     tryCandidates(prober, wanted);

@@ -104,9 +104,15 @@ public:
     // The number of texts.
     std::uint32_t size() const { return static_cast<std::uint32_t>(memory_->texts.size()); }
 
-    // A text by its number: a range of base.
-    Buffer text(std::uint32_t text, const unsigned char *base) const;
-    Buffer staged(std::uint32_t text) const { return this->text(text, memory_->staged.data()); }
+    // Bytes for texts that are, or will be, named as ranges of what is staged.
+    void stageBytes(const unsigned char *data, std::size_t length);
+    std::size_t stagedBytes() const { return memory_->staged.size(); }
+
+    // Behind the last text.
+    std::size_t endOfTexts() const;
+
+    // After select, a text by its number.
+    Buffer text(std::uint32_t text) const;
 
     // Whether so much has been copied that it should be tried before more is: memory stays small, and in the cache.
     bool isFull() const {
@@ -144,12 +150,12 @@ private:
     void tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted wanted);
     bool matchesText(std::uint32_t pattern, std::uint32_t unit, Prober &prober) const;
     void tryHeader(const Candidate &candidate, const Headers &headers, Prober &prober);
-    std::size_t endOfTexts() const;
     void addRules(std::uint32_t pattern, std::uint32_t unit);
     bool isOpen(std::uint32_t pattern) const;
 
     FilteredList &list_;
     ScanMemoryLease memory_;
+    const unsigned char *base_ = nullptr;
     std::size_t next_ = 0;
 };
 

@@ -116,7 +116,7 @@ void FullCheck::checkAll(const Headers &headers) {
             if (matches_->tripped()) {
                 return;
             }
-            pass.addMatches(unit, pass.staged(unit), matches_);
+            pass.addMatches(unit, pass.text(unit), matches_);
         }
     }
 }

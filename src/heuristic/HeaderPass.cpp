@@ -66,13 +66,13 @@ std::string headerValueInUtf8(const std::string &value) {
     return std::string(text.data());
 }
 
-void HeaderPass::add(const Header &header) {
+void HeaderPass::add(const Header &header, HeaderValues values) {
     const auto number = static_cast<std::uint32_t>(headers_.units.size());
     FilteredPass::HeaderUnit &unit = headers_.units.emplace_back();
     unit.firstSelector = headers_.selectors.size();
     unsigned int wanted = 0;
     // The conversion makes an empty header of a null one.
-    if (!header.isNull() || values_ == HeaderValues::InUtf8) {
+    if (!header.isNull() || values == HeaderValues::InUtf8) {
         for (const std::uint32_t each : pass_.selectorsOf(header.type())) {
             const HeaderSelectors::Selector &selector = list_.index().headers().at(each);
             pass_.alsoTry(number, selector.unfiltered);
@@ -84,7 +84,7 @@ void HeaderPass::add(const Header &header) {
     if (wanted == 0) {
         return;
     }
-    if (values_ == HeaderValues::AsTheyAre || s_isShortAscii(header.value())) {
+    if (values == HeaderValues::AsTheyAre || s_isShortAscii(header.value())) {
         stageForms(header, header.value(), wanted);
     } else {
         stageForms(header, headerValueInUtf8(header.value()), wanted);
@@ -146,11 +146,15 @@ void HeaderPass::stageText(std::string_view name, std::string_view text, unsigne
     }
 }
 
-bool HeaderPass::run() {
+void HeaderPass::select() {
     pass_.selectHeaders(headers_);
+}
+
+bool HeaderPass::turns(std::uint32_t first) {
     const auto units = static_cast<std::uint32_t>(headers_.units.size());
     bool tripped = false;
-    for (std::uint32_t unit = 0; unit < units && !tripped; unit = pass_.nextUnit(unit + 1, units)) {
+    for (std::uint32_t unit = first; unit < units && !tripped;
+         unit = pass_.nextUnit(unit + 1, units)) {
         pass_.addMatches(unit, Buffer(), matches_);
         tripped = matches_->tripped();
     }

@@ -22,16 +22,27 @@ std::string headerValueInUtf8(const std::string &value);
 class HeaderPass {
 public:
     // The list and the match set must outlive the pass.
-    HeaderPass(FilteredList &list, RefMatches &matches, HeaderValues values)
-        : list_(list), matches_(matches), values_(values), pass_(list) {}
+    HeaderPass(FilteredList &list, RefMatches &matches)
+        : list_(list), matches_(matches), pass_(list) {}
 
     // Takes the next header. Once the pass is full it should be run before it takes another one.
-    void add(const Header &header);
+    void add(const Header &header, HeaderValues values);
     bool isFull() const { return pass_.isFull(); }
 
-    // Tries the headers taken, up to the first at whose end the match set is tripped, and forgets them; answers whether
-    // the match set is tripped, or false where no header was taken. Throws as RefMatches::add.
-    bool run();
+    // Finds what matches the headers taken, none of which may follow before turns.
+    void select();
+
+    // Adds what matches the headers, in their order, from the first-th on up to one at whose end the match set is tripped,
+    // and forgets them; answers whether that was so. Throws as RefMatches::add.
+    bool turns(std::uint32_t first);
+
+    // The same for the first header alone, without forgetting any.
+    void firstTurn() { pass_.addMatches(0, Buffer(), matches_); }
+
+    bool run() {
+        select();
+        return turns(0);
+    }
 
 private:
     void stageForms(const Header &header, const std::string &value, unsigned int wanted);
@@ -39,7 +50,6 @@ private:
 
     FilteredList &list_;
     RefMatches &matches_;
-    HeaderValues values_;
     FilteredPass pass_;
     FilteredPass::Headers headers_;
 };

@@ -236,8 +236,8 @@ HeaderCheck::~HeaderCheck() = default;
 
 bool HeaderCheck::operator()(const Header &header) {
     if (filtered_ != nullptr) {
-        HeaderPass pass(*filtered_, matches_, HeaderValues::AsTheyAre);
-        pass.add(header);
+        HeaderPass pass(*filtered_, matches_);
+        pass.add(header, HeaderValues::AsTheyAre);
         return pass.run();
     }
     const HeaderRuleParameter parameter(header);
@@ -252,17 +252,19 @@ bool HeaderCheck::operator()(const Header &header) {
 template <class Headers>
 void HeaderCheck::checkAll(const Headers &headers) {
     if (filtered_ != nullptr) {
-        checkFiltered(headers, HeaderValues::AsTheyAre);
+        HeaderPass pass(*filtered_, matches_);
+        checkFiltered(pass, headers.begin(), headers.end(), HeaderValues::AsTheyAre);
     } else {
         (void)std::find_if(headers.begin(), headers.end(), std::ref(*this));
     }
 }
 
-template <class Headers>
-void HeaderCheck::checkFiltered(const Headers &headers, HeaderValues values) {
-    HeaderPass pass(*filtered_, matches_, values);
-    for (const Header &header : headers) {
-        pass.add(header);
+// Tries the headers from next on, and those that the pass has taken already.
+template <class Iterator>
+void HeaderCheck::checkFiltered(HeaderPass &pass, Iterator next, Iterator end,
+                                HeaderValues values) {
+    for (; next != end; ++next) {
+        pass.add(*next, values);
         if (pass.isFull() && pass.run()) {
             return;
         }
@@ -270,19 +272,52 @@ void HeaderCheck::checkFiltered(const Headers &headers, HeaderValues values) {
     pass.run();
 }
 
+void HeaderCheck::checkInUtf8(const EmailAddress &sender, const RefHeaderList &headers) {
+    if (filtered_ == nullptr || sender.isNull() || headers.isNull()) {
+        check(sender);
+        checkInUtf8(headers);
+    } else {
+        checkFilteredInUtf8(sender, *headers);
+    }
+}
+
+// All in one pass. What fails or trips at the sender is not of the headers.
+void HeaderCheck::checkFilteredInUtf8(const EmailAddress &sender, const HeaderList &headers) {
+    HeaderPass pass(*filtered_, matches_);
+    pass.add(Header(kSenderName, sender.asString()), HeaderValues::AsTheyAre);
+    auto next = headers.begin();
+    for (; next != headers.end() && !pass.isFull(); ++next) {
+        pass.add(*next, HeaderValues::InUtf8);
+    }
+    pass.select();
+    pass.firstTurn();
+    try {
+        if (matches_->tripped()) {
+            // Rules that match the sender, but were not added, have their turn with the first header again.
+            HeaderPass again(*filtered_, matches_);
+            checkFiltered(again, headers.begin(), headers.end(), HeaderValues::InUtf8);
+        } else if (!pass.turns(1)) {
+            checkFiltered(pass, next, headers.end(), HeaderValues::InUtf8);
+        }
+    } catch (const Exception &failure) {
+        wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
+    }
+}
+
 void HeaderCheck::checkInUtf8(const RefHeaderList &headers) {
+    // A handle without a list is the caller's fault, not a rule's.
+    const HeaderList &list = *headers;
     if (filtered_ == nullptr) {
         RefHeaderList converted(true);
-        for (const Header &header : *headers) {
+        for (const Header &header : list) {
             converted->append(Header(header.type(), headerValueInUtf8(header.value())));
         }
         check(converted);
         return;
     }
-    // A handle without a list is the caller's fault, not a rule's.
-    const HeaderList &list = *headers;
     try {
-        checkFiltered(list, HeaderValues::InUtf8);
+        HeaderPass pass(*filtered_, matches_);
+        checkFiltered(pass, list.begin(), list.end(), HeaderValues::InUtf8);
     } catch (const Exception &failure) {
         wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
     }

@@ -62,8 +62,7 @@ public:
     void headers(const EmailAddress &sender, const RefHeaderList &headers) {
         StageRules rules = stage(Rule::Header);
         HeaderCheck check = rules.check<HeaderCheck>(matches_);
-        check.check(sender);
-        check.checkInUtf8(headers);
+        check.checkInUtf8(sender, headers);
     }
 
     // Answers whether a rule was added, as do the next two.
@@ -73,10 +72,11 @@ public:
         BodyCheck check = rules.check<BodyCheck>(matches_);
         // The decoded value may view the header's own text, so the header must outlive the check.
         const Header subject = headers.find(kSubject);
-        if (!subject.isNull()) {
+        if (!subject.isNull() && text != nullptr) {
+            check.checkBoth(headerValueDecode(subject.value()), text->text());
+        } else if (!subject.isNull()) {
             check.check(headerValueDecode(subject.value()), false);
-        }
-        if (text != nullptr) {
+        } else if (text != nullptr) {
             check.check(text->text(), false);
         }
         return matches_->size() > before;

@@ -90,7 +90,7 @@ void UriCheck::checkFiltered(const UriContainer &uris) {
         pass.selectStaged(FilteredPass::Wanted::EveryMatch);
         for (std::uint32_t unit = pass.nextUnit(0, pass.size()); unit < pass.size();
              unit = pass.nextUnit(unit + 1, pass.size())) {
-            pass.addMatches(unit, pass.staged(unit), matches_);
+            pass.addMatches(unit, pass.text(unit), matches_);
         }
     }
 }
