@@ -22,6 +22,10 @@ constexpr unsigned char s_lower(unsigned char byte) {
 
 constexpr unsigned int kWordBits = 64;
 
+bool s_holds(const BytesPresent &bytes, unsigned char byte) {
+    return (bytes[byte / kWordBits] >> byte % kWordBits & 1U) != 0;
+}
+
 bool s_meet(const BytesPresent &a, const BytesPresent &b) {
     return ((a[0] & b[0]) | (a[1] & b[1]) | (a[2] & b[2]) | (a[3] & b[3])) != 0;
 }
@@ -145,8 +149,13 @@ RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind)
 
 // Keeps what tells more than the literal that is looked for.
 void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, bool keyIsFirst) {
-    claims.minimumLength = static_cast<std::uint32_t>(
-        std::min<std::size_t>(required.minimumLength, std::numeric_limits<std::uint32_t>::max()));
+    constexpr std::size_t kMost = std::numeric_limits<std::uint32_t>::max();
+    claims.minimumLength = static_cast<std::uint32_t>(std::min(required.minimumLength, kMost));
+    claims.maximumLength = static_cast<std::uint32_t>(std::min(required.maximumLength, kMost));
+    if (!required.firstBytes.all()) {
+        claims.firstByte = static_cast<std::uint32_t>(sets_.size());
+        sets_.push_back(requiredSet(required.firstBytes));
+    }
     claims.whole = keyIsFirst && required.whole;
     addNeedles(claims, keyIsFirst ? required.second : required.alternatives);
     claims.firstSet = static_cast<std::uint32_t>(sets_.size());
@@ -236,7 +245,11 @@ bool RuleFilter::holdsOne(const RequiredSet &set, TextFacts &text) {
 
 bool RuleFilter::mayMatch(std::uint32_t expression, TextFacts &text) const {
     const Claims &claims = claims_[expression];
-    if (text.length() < claims.minimumLength) {
+    if (text.length() < claims.minimumLength || text.length() > claims.maximumLength) {
+        return false;
+    }
+    if (claims.firstByte != kAnyFirst &&
+        (text.length() == 0 || !s_holds(sets_[claims.firstByte].bytes, text.data()[0]))) {
         return false;
     }
     for (std::uint32_t i = 0; i < claims.sets; ++i) {

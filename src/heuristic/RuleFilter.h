@@ -101,8 +101,12 @@ private:
         std::uint16_t length;
         bool ignoreCase;
     };
+    static constexpr std::uint32_t kAnyFirst = 0xFFFFFFFF;
     struct Claims {
         std::uint32_t minimumLength = 0;
+        std::uint32_t maximumLength = 0xFFFFFFFF;
+        // Its position in sets_; kAnyFirst for an expression that says nothing of the first byte.
+        std::uint32_t firstByte = kAnyFirst;
         std::uint32_t firstNeedle = 0;
         std::uint32_t firstSet = 0;
         std::uint8_t needles = 0;

@@ -11,13 +11,15 @@
 // expression does not match it. (An expression that fails in a subject does not match it either.)
 // A pattern that is not understood throughout gives no claim at all.
 //
-// "The subject" below is the part of it at or after the offset where matching starts.
+// "The subject" below is the part of it at or after the offset where matching starts, which is to be 0 where the pattern is
+// bound to the start.
 //
 // Threads: free function without state; results are plain values.
 
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -87,8 +89,12 @@ struct RequiredLiterals {
     // The subject holds a byte of each of these sets. Given where alternatives is empty.
     std::vector<std::bitset<256>> byteSets;
 
-    // The subject has at least this many bytes.
+    // The subject has at least so many bytes, and at most so many.
     std::size_t minimumLength = 0;
+    std::size_t maximumLength = std::numeric_limits<std::size_t>::max();
+
+    // Where this is not every byte, the subject begins with one of these.
+    std::bitset<256> firstBytes = ~std::bitset<256>();
 
     // The expression matches exactly the subjects that hold one of alternatives, with its phrase where phrases are given.
     bool whole = false;

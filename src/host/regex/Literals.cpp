@@ -6,6 +6,7 @@
 
 #include "host/parser/Exception.h"
 #include "host/parser/Text.h"
+#include "host/regex/EdgeFacts.h"
 #include "host/regex/LiteralFacts.h"
 #include "host/regex/LiteralFrequency.h"
 #include "host/regex/PatternParser.h"
@@ -156,7 +157,7 @@ const PatternNode *s_alternation(const PatternNode &root) {
            (node->kind == PatternNode::Kind::Alternation && node->children.size() == 1)) {
         const PatternNode *only = nullptr;
         for (const PatternNode &child : node->children) {
-            if (child.kind == PatternNode::Kind::Empty) {
+            if (isZeroWidth(child)) {
                 continue;
             }
             if (only != nullptr) {
@@ -279,6 +280,9 @@ RequiredLiterals s_find(const ParsedPattern &parsed, bool utf, TextKind kind) {
     const Facts facts = finder.find(parsed.root);
     RequiredLiterals required;
     required.minimumLength = facts.least;
+    const EdgeFacts edges = findEdgeFacts(parsed.root);
+    required.maximumLength = edges.maximumLength;
+    required.firstBytes = edges.firstBytes.value_or(~ByteSet());
     Factor whole;
     if (parsed.exact && !utf && s_effort(parsed.root).steps <= kMaxSureSteps &&
         s_isWhole(facts, finder, whole)) {

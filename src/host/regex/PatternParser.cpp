@@ -29,8 +29,8 @@ public:
 
     std::optional<ParsedPattern> parse(const Definition &definition) {
         ParsedPattern parsed;
-        parsed.root = parseAlternatives(
-            {definition.ignoreCase, definition.dotMatchesAll, definition.extended});
+        parsed.root = parseAlternatives({definition.ignoreCase, definition.dotMatchesAll,
+                                         definition.extended, definition.multiline});
         parsed.exact = exact_;
         parsed.greedy = greedy_;
         if (reader_.failed() || !reader_.atEnd()) {
@@ -47,6 +47,7 @@ private:
         bool ignoreCase;
         bool dotMatchesAll;
         bool extended;
+        bool multiline;
     };
     struct Bounds {
         std::size_t least;
@@ -80,6 +81,7 @@ private:
     PatternNode dot(bool matchesAll) const;
     PatternNode anything(std::size_t least);
     PatternNode zeroWidth(bool &repeatable);
+    PatternNode edge(Kind kind, bool &repeatable);
 
     CharacterMode mode(const Options &options) const { return {options.ignoreCase, reader_.utf()}; }
 
@@ -239,8 +241,11 @@ PatternNode Parser::parseItem(Options &options, bool &repeatable) {
     if (reader_.take(".")) {
         return dot(options.dotMatchesAll);
     }
-    if (reader_.take("^") || reader_.take("$")) {
-        return zeroWidth(repeatable);
+    if (reader_.take("^")) {
+        return edge(options.multiline ? Kind::Empty : Kind::Start, repeatable);
+    }
+    if (reader_.take("$")) {
+        return edge(options.multiline ? Kind::Empty : Kind::End, repeatable);
     }
     return literal(reader_.character(), options);
 }
@@ -316,7 +321,7 @@ PatternNode Parser::parseOptions(Options &options, bool &repeatable) {
     if (reader_.take("C")) {
         return parseCallout(repeatable);
     }
-    Options changed = reader_.take("^") ? Options{false, false, false} : options;
+    Options changed = reader_.take("^") ? Options{false, false, false, false} : options;
     bool on = true;
     while (!reader_.failed()) {
         switch (reader_.next()) {
@@ -345,6 +350,8 @@ PatternNode Parser::parseOptions(Options &options, bool &repeatable) {
             greedy_ = false;
             break;
         case 'm':
+            changed.multiline = on;
+            break;
         case 'n':
         case 'J':
             break;
@@ -391,6 +398,12 @@ PatternNode Parser::parseVerb(bool &repeatable) {
         reader_.fail();
     }
     return zeroWidth(repeatable);
+}
+
+PatternNode Parser::edge(Kind kind, bool &repeatable) {
+    PatternNode node = zeroWidth(repeatable);
+    node.kind = kind;
+    return node;
 }
 
 PatternNode Parser::zeroWidth(bool &repeatable) {
@@ -469,7 +482,13 @@ PatternNode Parser::parseEscape(const Options &options, bool &repeatable) {
         reader_.next();
         return nodeOfClass(setOfEscape(letter, reader_.utf()), false, {false, reader_.utf()});
     }
-    const std::string kAssertions = "AZzGbBK";
+    if (reader_.take("A")) {
+        return edge(Kind::Start, repeatable);
+    }
+    if (reader_.take("Z") || reader_.take("z")) {
+        return edge(Kind::End, repeatable);
+    }
+    const std::string kAssertions = "GbBK";
     if (letter != '\0' && kAssertions.find(letter) != std::string::npos) {
         reader_.next();
         return zeroWidth(repeatable);

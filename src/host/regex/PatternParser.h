@@ -3,7 +3,7 @@
 
 // Reads the syntax of patterns into a tree that says which bytes matches consist of.
 //
-// The tree may match more than the pattern does (assertions become nothing, back-references become
+// The tree may match more than the pattern does (most assertions become nothing, back-references become
 // anything), never less: whatever all matches of the tree contain, all matches of the pattern
 // contain too.
 
@@ -22,6 +22,8 @@ using ByteSet = std::bitset<256>;
 struct PatternNode {
     enum class Kind {
         Empty,       // matches nothing, everywhere
+        Start,       // matches nothing, at the start of the subject
+        End,         // matches nothing, at its end or before a line end there
         Set,         // one of bytes, or with wide any UTF-8 sequence of several bytes
         Sequence,    // children one after another
         Alternation, // one of the children
@@ -37,6 +39,12 @@ struct PatternNode {
     std::size_t most = 1;
     std::vector<PatternNode> children;
 };
+
+// Whether the node is known to match no byte.
+inline bool isZeroWidth(const PatternNode &node) {
+    return node.kind == PatternNode::Kind::Empty || node.kind == PatternNode::Kind::Start ||
+           node.kind == PatternNode::Kind::End;
+}
 
 struct ParsedPattern {
     PatternNode root;

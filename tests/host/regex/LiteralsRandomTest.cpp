@@ -417,8 +417,12 @@ bool s_holdsAll(const RequiredLiterals &required, const std::string &subject) {
         }
         every = every && any;
     }
-    return every && subject.size() >= required.minimumLength &&
-           s_anyPairOccurs(required, subject) && s_anyOccurs(required.second, subject) &&
+    const bool begins =
+        required.firstBytes.all() ||
+        (!subject.empty() && required.firstBytes[static_cast<unsigned char>(subject[0])]);
+    return every && begins && subject.size() >= required.minimumLength &&
+           subject.size() <= required.maximumLength && s_anyPairOccurs(required, subject) &&
+           s_anyOccurs(required.second, subject) &&
            s_anyOccurs(required.squeezed, s_squeezed(subject));
 }
 

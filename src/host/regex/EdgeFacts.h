@@ -1,0 +1,23 @@
+#ifndef CORVANE_SRC_HOST_REGEX_EDGEFACTS_H
+#define CORVANE_SRC_HOST_REGEX_EDGEFACTS_H
+
+// What patterns that are bound to the start or the end of the subject say about it.
+
+#include <optional>
+
+#include "host/regex/PatternParser.h"
+
+namespace Corvane::Regex {
+
+struct EdgeFacts {
+    // The subject begins with one of these.
+    std::optional<ByteSet> firstBytes;
+    // The subject has no more bytes than this.
+    std::size_t maximumLength = PatternNode::kUnlimited;
+};
+
+EdgeFacts findEdgeFacts(const PatternNode &root);
+
+} // namespace Corvane::Regex
+
+#endif
