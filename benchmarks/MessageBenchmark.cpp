@@ -1,7 +1,7 @@
 // What does a whole message cost with so many rules, as loaded and with the plain walk over the lists, beside reading it?
 //
-// The plain walk takes a sample of the messages where all of them would take minutes; sample_indexed_us is then what the
-// indexed scan took for the same ones. Counted too: what a scan allocates, and what it allocates when done again on the
+// The plain walk takes a sample of the messages where all of them would take minutes; sample_indexed_us is what the
+// indexed scan took for the same ones, in turn with the walk. Counted too: what a scan allocates, and what it allocates when done again on the
 // match set that it has filled, which takes no note of a match any more.
 
 #include <algorithm>

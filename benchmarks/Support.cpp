@@ -161,13 +161,8 @@ std::vector<double> MessageTimes::medians() const {
     return all;
 }
 
-double MessageTimes::mean(std::size_t step) const {
-    const std::vector<double> all = medians();
-    std::vector<double> chosen;
-    for (std::size_t i = 0; i < all.size(); i += std::max<std::size_t>(1, step / step_)) {
-        chosen.push_back(all[i]);
-    }
-    return s_meanOf(chosen);
+double MessageTimes::mean() const {
+    return s_meanOf(medians());
 }
 
 void MessageTimes::report(benchmark::State &state) const {

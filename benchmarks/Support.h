@@ -98,8 +98,8 @@ public:
     // Adds counters: microseconds of the mean message and of the median one, and how many messages there are.
     void report(benchmark::State &state) const;
 
-    // Seconds of the mean message; of every step-th one only where these times hold more.
-    double mean(std::size_t step = 1) const;
+    // Seconds of the mean message.
+    double mean() const;
 
 private:
     std::vector<double> medians() const;
