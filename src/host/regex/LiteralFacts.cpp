@@ -189,14 +189,13 @@ bool s_shrink(Pieces &pieces) {
     return false;
 }
 
-// A single byte must not be one that texts have many of, whatever the tables say.
+// A single byte must not be one that words and the space between them consist of, whatever the tables say.
 bool s_isTooShort(const Piece &piece) {
-    constexpr unsigned char kDelete = 0x7F;
     if (piece.bytes.size() != 1) {
         return piece.bytes.empty();
     }
     const auto byte = static_cast<unsigned char>(piece.bytes[0]);
-    return isWhiteSpace(byte) || (byte >= ' ' && byte != kDelete);
+    return isWhiteSpace(byte) || s_isAlphanumeric(byte);
 }
 
 } // namespace
