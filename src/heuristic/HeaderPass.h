@@ -27,7 +27,9 @@ public:
 
     // Takes the next header. Once the pass is full it should be run before it takes another one.
     void add(const Header &header, HeaderValues values);
-    bool isFull() const { return pass_.isFull(); }
+    bool isFull() const {
+        return pass_.isFull() || headers_.units.size() >= FilteredPass::kPassTexts;
+    }
 
     // Finds what matches the headers taken, none of which may follow before turns.
     void select();

@@ -157,6 +157,7 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
         sets_.push_back(requiredSet(required.firstBytes));
     }
     claims.whole = keyIsFirst && required.whole;
+    claims.wholeUpTo = static_cast<std::uint32_t>(std::min(required.wholeUpTo, kMost));
     addNeedles(claims, keyIsFirst ? required.second : required.alternatives);
     claims.firstSet = static_cast<std::uint32_t>(sets_.size());
     claims.sets = static_cast<std::uint8_t>(required.byteSets.size());
@@ -272,9 +273,10 @@ bool RuleFilter::checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory)
     if (verdict == Regex::PhraseTable::Verdict::No) {
         return false;
     }
-    addCandidate(key, hit,
-                 verdict == Regex::PhraseTable::Verdict::Yes && claims_[key.expression].whole,
-                 memory);
+    const Claims &claims = claims_[key.expression];
+    const bool decided = verdict == Regex::PhraseTable::Verdict::Yes && claims.whole &&
+                         hit.length <= claims.wholeUpTo;
+    addCandidate(key, hit, decided, memory);
     return true;
 }
 

@@ -105,6 +105,7 @@ private:
     struct Claims {
         std::uint32_t minimumLength = 0;
         std::uint32_t maximumLength = 0xFFFFFFFF;
+        std::uint32_t wholeUpTo = 0;
         // Its position in sets_; kAnyFirst for an expression that says nothing of the first byte.
         std::uint32_t firstByte = kAnyFirst;
         std::uint32_t firstNeedle = 0;

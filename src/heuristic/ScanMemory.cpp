@@ -34,6 +34,12 @@ ScanMemoryLease::ScanMemoryLease() : memory_(std::move(s_idle())) {
 }
 
 ScanMemoryLease::~ScanMemoryLease() {
+    // Left where a pass has failed.
+    for (const UnitRule &match : memory_->matches) {
+        if (match.rule < memory_->found.size()) {
+            memory_->found[match.rule] = 0;
+        }
+    }
     s_trim(memory_->texts);
     s_trim(memory_->staged);
     s_trim(memory_->squeezed);

@@ -96,8 +96,10 @@ struct RequiredLiterals {
     // Where this is not every byte, the subject begins with one of these.
     std::bitset<256> firstBytes = ~std::bitset<256>();
 
-    // The expression matches exactly the subjects that hold one of alternatives, with its phrase where phrases are given.
+    // Of subjects of up to wholeUpTo bytes the expression matches exactly those that hold one of alternatives, with its
+    // phrase where phrases are given. In longer ones it might be given up before it comes to the place.
     bool whole = false;
+    std::size_t wholeUpTo = std::numeric_limits<std::size_t>::max();
 
     // How often literals of a list will be found in a MiB of such text, as a coarse guess.
     double alternativesPerMiB = 0;

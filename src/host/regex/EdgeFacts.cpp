@@ -46,9 +46,15 @@ bool s_isBound(const PatternNode &node, PatternNode::Kind edge, Children childre
     switch (node.kind) {
     case PatternNode::Kind::Sequence: {
         const auto [first, last] = children(node);
-        const auto bound = std::find_if(
-            first, last, [&](const auto &child) { return isBound(child) || s_most(child) > 0; });
-        return bound != last && isBound(*bound);
+        for (auto child = first; child != last; ++child) {
+            if (isBound(*child)) {
+                return true;
+            }
+            if (s_most(*child) > 0) {
+                break;
+            }
+        }
+        return false;
     }
     case PatternNode::Kind::Alternation:
         return std::all_of(node.children.begin(), node.children.end(), isBound);
@@ -93,6 +99,11 @@ bool s_addFirst(const PatternNode &node, ByteSet &first) {
 }
 
 } // namespace
+
+bool mayBeginWith(const PatternNode &root, unsigned char byte) {
+    ByteSet first;
+    return s_addFirst(root, first) || first[byte];
+}
 
 EdgeFacts findEdgeFacts(const PatternNode &root) {
     EdgeFacts facts;

@@ -16,7 +16,11 @@ struct EdgeFacts {
     std::size_t maximumLength = PatternNode::kUnlimited;
 };
 
+// Of a pattern that is not in UTF-8: the engine takes the valid parts of such a subject for subjects of their own.
 EdgeFacts findEdgeFacts(const PatternNode &root);
+
+// Whether a match may begin with that byte, or be empty.
+bool mayBeginWith(const PatternNode &root, unsigned char byte);
 
 } // namespace Corvane::Regex
 

@@ -25,7 +25,7 @@ constexpr double kSqueezedGain = 16;
 constexpr double kPhraseGain = 4;
 constexpr double kRarePerMiB = 2;
 // A match of so few steps is never given up; where one may be, a literal that is found is no match yet. Far below the
-// steps that a try may take.
+// steps that a try may take, since they are counted roughly.
 constexpr unsigned int kMaxSureSteps = 2048;
 
 void s_shorten(Piece &piece, TextKind kind) {
@@ -131,7 +131,8 @@ bool s_isWhole(const Facts &facts, const FactFinder &finder, Factor &factor) {
         std::none_of(facts.prefix.begin(), facts.prefix.end(), [](const Piece &piece) {
             return piece.bytes.empty() || piece.bytes[0] == '\0' || (piece.folds && piece.strict);
         });
-    return facts.exact && comparable && finder.makeFactor(facts.prefix, factor);
+    return facts.exact && comparable && !facts.prefix.empty() &&
+           finder.makeFactor(facts.prefix, factor);
 }
 
 void s_chooseLiterals(const Facts &facts, TextKind kind, RequiredLiterals &required) {
@@ -224,9 +225,45 @@ void s_chooseByBranch(const PatternNode &root, TextKind kind, RequiredLiterals &
     }
 }
 
+// Whether both branches may get beyond their first characters at the same place of a text.
+bool s_mayMeet(const PhraseEffort &left, const PhraseEffort &right) {
+    const std::size_t length = std::min(left.start.size(), right.start.size());
+    for (std::size_t i = 0; i < length; ++i) {
+        if ((left.start[i] & right.start[i]).none()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The longest text on which the engine never gives up a try of the branches: at each place it takes a step for each item,
+// and for each byte one in every branch that may read it, and in every optional item there.
+std::size_t s_sureLength(const std::vector<PhraseEffort> &branches) {
+    std::size_t items = 0;
+    std::size_t ways = 1;
+    std::size_t optional = 0;
+    std::size_t repeated = 0;
+    for (const PhraseEffort &branch : branches) {
+        if (!branch.isKnown) {
+            return 0;
+        }
+        const auto meeting =
+            std::count_if(branches.begin(), branches.end(),
+                          [&](const PhraseEffort &other) { return s_mayMeet(branch, other); });
+        items += branch.items + 1;
+        ways = std::max(ways, static_cast<std::size_t>(meeting));
+        optional = std::max(optional, branch.optional);
+        repeated = std::max(repeated, branch.repeated);
+    }
+    if (items >= kMaxSureSteps) {
+        return 0;
+    }
+    const std::size_t bytes = (kMaxSureSteps - items) / (ways * (1 + optional));
+    return repeated <= bytes ? PatternNode::kUnlimited : bytes;
+}
+
 // Where the pattern is a phrase or a list of such, and their literals are about as rare, asks for the phrases.
-void s_choosePhrases(const ParsedPattern &parsed, bool utf, TextKind kind,
-                     RequiredLiterals &required) {
+void s_choosePhrases(const ParsedPattern &parsed, TextKind kind, RequiredLiterals &required) {
     const PatternNode *list = s_alternation(parsed.root);
     const auto *first = list == nullptr ? &parsed.root : list->children.data();
     const std::size_t count = list == nullptr ? 1 : list->children.size();
@@ -234,17 +271,17 @@ void s_choosePhrases(const ParsedPattern &parsed, bool utf, TextKind kind,
         return;
     }
     RequiredLiterals phrases;
-    std::size_t steps = 0;
+    std::vector<PhraseEffort> efforts;
     bool asksForMore = false;
     for (const PatternNode *branch = first; branch != first + count; ++branch) {
         std::optional<AnchoredPhrase> found = findPhrase(*branch, kind);
         if (!found.has_value()) {
             return;
         }
-        steps += found->items + 1;
         asksForMore = asksForMore || !found->phrase.before.empty() || !found->phrase.after.empty();
         phrases.alternatives.push_back(s_literal(found->anchor));
         phrases.phrases.push_back(std::move(found->phrase));
+        efforts.push_back(std::move(found->effort));
     }
     const double hits = s_hitsPerMiB(phrases.alternatives, kind);
     if (!asksForMore || hits > required.alternativesPerMiB * kPhraseGain + kRarePerMiB) {
@@ -255,8 +292,8 @@ void s_choosePhrases(const ParsedPattern &parsed, bool utf, TextKind kind,
     required.companions.clear();
     required.second.clear();
     required.alternativesPerMiB = hits;
-    // Each repetition ends in one place only, so that the engine never goes back into one.
-    required.whole = parsed.exact && parsed.greedy && !utf && steps <= kMaxSureSteps;
+    required.wholeUpTo = parsed.exact && parsed.greedy ? s_sureLength(efforts) : 0;
+    required.whole = required.wholeUpTo > 0;
 }
 
 void s_chooseSqueezed(const PatternNode &root, TextKind kind, RequiredLiterals &required) {
@@ -275,16 +312,26 @@ void s_chooseSqueezed(const PatternNode &root, TextKind kind, RequiredLiterals &
     }
 }
 
-RequiredLiterals s_find(const ParsedPattern &parsed, bool utf, TextKind kind) {
+// Whether what the tree tells of matches is true of the pattern's.
+bool s_isExact(const ParsedPattern &parsed, const Definition &definition) {
+    // Where CR and LF both end a line, the engine begins no match between them.
+    const bool mayBeginAtLf = definition.anyLineEnd && mayBeginWith(parsed.root, '\n');
+    return parsed.exact && !definition.utf && !mayBeginAtLf;
+}
+
+RequiredLiterals s_find(ParsedPattern &parsed, const Definition &definition, TextKind kind) {
+    parsed.exact = s_isExact(parsed, definition);
     FactFinder finder(kind, FactFinder::View::Plain);
     const Facts facts = finder.find(parsed.root);
     RequiredLiterals required;
     required.minimumLength = facts.least;
-    const EdgeFacts edges = findEdgeFacts(parsed.root);
-    required.maximumLength = edges.maximumLength;
-    required.firstBytes = edges.firstBytes.value_or(~ByteSet());
+    if (!definition.utf) {
+        const EdgeFacts edges = findEdgeFacts(parsed.root);
+        required.maximumLength = edges.maximumLength;
+        required.firstBytes = edges.firstBytes.value_or(~ByteSet());
+    }
     Factor whole;
-    if (parsed.exact && !utf && s_effort(parsed.root).steps <= kMaxSureSteps &&
+    if (parsed.exact && s_effort(parsed.root).steps <= kMaxSureSteps &&
         s_isWhole(facts, finder, whole)) {
         required.whole = true;
         for (const Piece &piece : whole.pieces) {
@@ -296,7 +343,7 @@ RequiredLiterals s_find(const ParsedPattern &parsed, bool utf, TextKind kind) {
     }
     required.alternativesPerMiB = s_hitsPerMiB(required.alternatives, kind);
     if (!required.whole) {
-        s_choosePhrases(parsed, utf, kind, required);
+        s_choosePhrases(parsed, kind, required);
     }
     if (required.alternatives.empty()) {
         for (const RareSet &set :
@@ -318,8 +365,8 @@ RequiredLiterals requiredLiterals(const std::string &text, unsigned int options,
     }
     try {
         const Definition definition = parseDefinition(text, options);
-        const auto parsed = parsePattern(definition);
-        return parsed.has_value() ? s_find(*parsed, definition.utf, kind) : RequiredLiterals();
+        auto parsed = parsePattern(definition);
+        return parsed.has_value() ? s_find(*parsed, definition, kind) : RequiredLiterals();
     } catch (const Exception &) {
         return {};
     }

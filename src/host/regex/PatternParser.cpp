@@ -62,6 +62,7 @@ private:
     bool appendQuoted(std::vector<PatternNode> &items, const Options &options);
     bool takeQuantifier(Bounds &bounds);
     bool takeBraces(Bounds &bounds);
+    bool takeDisputedBlank();
     std::size_t number();
     PatternNode parseGroup(Options &options, bool &repeatable);
     PatternNode parseBody(const Options &options);
@@ -185,6 +186,15 @@ std::size_t Parser::number() {
     return value;
 }
 
+// A blank between braces.
+bool Parser::takeDisputedBlank() {
+    const bool isBlank = reader_.looksAt(" ") || reader_.looksAt("\t");
+    if (isBlank) {
+        reader_.fail();
+    }
+    return isBlank;
+}
+
 // {n}, {n,} and {n,m}; every other brace is a literal. Those that are literals for some releases of the engine only are
 // not understood.
 bool Parser::takeBraces(Bounds &bounds) {
@@ -198,7 +208,13 @@ bool Parser::takeBraces(Bounds &bounds) {
     if (reader_.take("{") && s_isDigit(reader_.peek())) {
         bounds.least = number();
         bounds.most = bounds.least;
+        if (takeDisputedBlank()) {
+            return false;
+        }
         if (reader_.take(",")) {
+            if (takeDisputedBlank()) {
+                return false;
+            }
             bounds.most = s_isDigit(reader_.peek()) ? number() : PatternNode::kUnlimited;
         }
         if (reader_.take("}")) {

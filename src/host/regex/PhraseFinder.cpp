@@ -24,7 +24,12 @@ struct Item {
     bool isVariable() const { return least != most; }
     bool isSingle() const { return least == 1 && most == 1; }
 };
-using Items = std::vector<Item>;
+struct Items : std::vector<Item> {
+    // Whether the engine has no more ways through them than there are bytes: no group is repeated, or has branches, or comes
+    // after a character, from where it might be entered time and again.
+    bool isPlain = true;
+    std::size_t groups = 0;
+};
 
 // Appends the items that the node is; false where it is anything else.
 bool s_flatten(const PatternNode &node, Items &items);
@@ -40,9 +45,12 @@ std::optional<ByteSet> s_character(const PatternNode &node) {
 
 bool s_flattenAlternation(const PatternNode &node, Items &items) {
     if (node.children.size() == 1) {
+        items.isPlain = items.isPlain && items.empty();
+        ++items.groups;
         return s_flatten(node.children.front(), items);
     }
     Item any;
+    items.isPlain = false;
     for (const PatternNode &child : node.children) {
         const std::optional<ByteSet> character = s_character(child);
         if (!character.has_value()) {
@@ -62,6 +70,7 @@ bool s_flattenRepeat(const PatternNode &node, Items &items) {
     if (!s_flatten(node.children.front(), once)) {
         return false;
     }
+    items.isPlain = items.isPlain && node.children.front().kind == PatternNode::Kind::Set;
     if (once.size() == 1 && once.front().isSingle()) {
         items.push_back({once.front().bytes, node.least, node.most});
         return true;
@@ -96,7 +105,7 @@ bool s_flatten(const PatternNode &node, Items &items) {
 }
 
 // Whether the item that starts at first ends in one place only: where what may follow cannot begin with one of its bytes.
-bool s_endsOnce(Items::const_iterator first, Items::const_iterator last) {
+bool s_endsOnce(std::vector<Item>::const_iterator first, std::vector<Item>::const_iterator last) {
     for (auto next = first + 1; next != last; ++next) {
         if ((first->bytes & next->bytes).any()) {
             return false;
@@ -113,7 +122,7 @@ std::uint32_t s_times(std::size_t number) {
 }
 
 // Makes steps of items in the order away from the anchor; false where one could end in several places.
-bool s_makeSteps(Items items, std::vector<PhraseStep> &steps) {
+bool s_makeSteps(std::vector<Item> items, std::vector<PhraseStep> &steps) {
     // What comes last matches as soon as it has the least that it takes.
     while (!items.empty() && items.back().least == 0) {
         items.pop_back();
@@ -128,6 +137,25 @@ bool s_makeSteps(Items items, std::vector<PhraseStep> &steps) {
         steps.push_back({item->bytes, s_times(item->least), s_times(item->most)});
     }
     return true;
+}
+
+PhraseEffort s_effort(const Items &items) {
+    PhraseEffort effort;
+    effort.isKnown = items.isPlain;
+    effort.items = items.size() + items.groups;
+    bool started = false;
+    for (const Item &item : items) {
+        started = started || item.isVariable();
+        if (!started) {
+            effort.start.insert(effort.start.end(), std::min(item.least, kMaxItems), item.bytes);
+        }
+        effort.optional += item.least == 0 ? 1 : 0;
+        if (item.isVariable()) {
+            const std::size_t left = PatternNode::kUnlimited - effort.repeated;
+            effort.repeated += std::min(item.most, left);
+        }
+    }
+    return effort;
 }
 
 // Reads literals off the items.
@@ -207,12 +235,12 @@ std::optional<AnchoredPhrase> findPhrase(const PatternNode &branch, TextKind kin
     }
     const auto anchorStart = items.begin() + static_cast<std::ptrdiff_t>(first);
     const auto anchorEnd = items.begin() + static_cast<std::ptrdiff_t>(last);
-    if (!s_makeSteps(Items(std::make_reverse_iterator(anchorStart), items.rend()),
+    if (!s_makeSteps({std::make_reverse_iterator(anchorStart), items.rend()},
                      found.phrase.before) ||
-        !s_makeSteps(Items(anchorEnd, items.end()), found.phrase.after)) {
+        !s_makeSteps({anchorEnd, items.end()}, found.phrase.after)) {
         return std::nullopt;
     }
-    found.items = items.size();
+    found.effort = s_effort(items);
     return found;
 }
 

@@ -13,11 +13,24 @@
 
 namespace Corvane::Regex {
 
+// What bounds the steps of the engine in a branch, where each repetition is of one set of characters and ends in one place
+// only: it may still go back through what a repetition took, once for each byte.
+struct PhraseEffort {
+    // Whether that is so.
+    bool isKnown = true;
+    std::size_t items = 0; // and groups
+    std::size_t optional = 0; // of the items, those that may be missing
+    std::size_t repeated =
+        0; // the most bytes that all repetitions may take; PatternNode::kUnlimited for any number
+    // The sets of the single characters before the first repetition: where the text holds other ones, none begins.
+    std::vector<ByteSet> start;
+};
+
 // A literal to look for, and what stands around it.
 struct AnchoredPhrase {
     Piece anchor;
     Phrase phrase;
-    std::size_t items = 0; // characters of the pattern, each with its repetition
+    PhraseEffort effort;
 };
 
 // The phrase that each match of the branch is, with assertions left out; nothing where the branch is more than a sequence

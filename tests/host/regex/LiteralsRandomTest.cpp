@@ -388,7 +388,7 @@ bool s_anyPairOccurs(const RequiredLiterals &required, const std::string &subjec
 
 // Whether what is known decides about the subject, and wrongly.
 bool s_misjudges(const RequiredLiterals &required, const std::string &subject, bool matches) {
-    if (!required.whole) {
+    if (!required.whole || subject.size() > required.wholeUpTo) {
         return false;
     }
     if (required.phrases.empty()) {

@@ -1,5 +1,6 @@
 #include "host/regex/Literals.h"
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -103,12 +104,39 @@ TEST(RequiredLiterals, SqueezeWhatStandsBetweenLetters) {
     EXPECT_EQ(s_line(required.squeezed), "");
 }
 
+TEST(RequiredLiterals, KnowThatNoMatchBeginsBetweenCrAndLf) {
+    for (const char *text : {R"(\Wzqxj-k)", R"(\szqxj-k)", R"([\n;]\h{1,3}zqxj-k)"}) {
+        EXPECT_FALSE(requiredLiterals(text, kAnyLineEnd, TextKind::Text).whole) << text;
+        EXPECT_TRUE(requiredLiterals(text, kNoOptions, TextKind::Text).whole) << text;
+    }
+}
+
+TEST(RequiredLiterals, TellOfTheEdges) {
+    const auto maximum = [](const char *text) {
+        return requiredLiterals(text, kNoOptions, TextKind::Text).maximumLength;
+    };
+    EXPECT_EQ(maximum("^[a-z]{3,10}$"), 12U);
+    EXPECT_EQ(maximum(R"((?:\Aab|^(?:c|))\z)"), 4U);
+    for (const char *text : {"^a+$", "/^a$/m", "(?m)^a$", "a$", "^a", "^a|b$", "/^a$/u"}) {
+        EXPECT_EQ(maximum(text), std::numeric_limits<std::size_t>::max()) << text;
+    }
+    const auto first = [](const char *text) {
+        return requiredLiterals(text, kNoOptions, TextKind::Text).firstBytes;
+    };
+    EXPECT_EQ(first("(?i)^(?:ab|[5]?c)").count(), 5U);
+    for (const char *text : {"^a?", "ab", "^a|b", "(?:^)?a", "/^a/m", "^(?=a)"}) {
+        EXPECT_TRUE(first(text).all()) << text;
+    }
+    // Deep nesting takes no more time than its length.
+    EXPECT_EQ(maximum((std::string(200, '(') + "^a$" + std::string(200, ')')).c_str()), 3U);
+}
+
 TEST(RequiredLiterals, TellWhatIsNothingButLiterals) {
     const auto isWhole = [](const char *text) {
         return requiredLiterals(text, 0, TextKind::Text).whole;
     };
     for (const char *text : {"zorq", "/(zorq|jxw)x?/i", "[zZ]7[qQ]", "(?i)zorq(?-i)(?i:x)", "zorq.",
-                             "(?i)zorq(?-i)x", "[zZ]orq7", R"(zorq\s{1,4}jx|j(?:x)\d*q+zorq)"}) {
+                             "(?i)zorq(?-i)x", "[zZ]orq7", R"(zorq\s{1,4}jx|jx\d*q+zorq)"}) {
         EXPECT_TRUE(isWhole(text)) << text;
     }
     for (const char *text :
@@ -116,6 +144,8 @@ TEST(RequiredLiterals, TellWhatIsNothingButLiterals) {
           // More than one number of bytes may lead to a match, or be tried.
           R"(zorq\w+jx)", R"(zorq\s+?jx)", R"((?U)zorq\s+jx)", R"(zorq(?:jx|\d+)w)", "zq+",
           "zq(*SKIP)", R"(zorq\R)",
+          // Nothing matches these.
+          R"([^\s\S])", R"(abc[^\x00-\xff])",
           // Tries of these are given up where much reads the same.
           "(?:q|q|q|q|q|q|q|q){6}zor", "(?:(?:q?q?){0,4}){0,4}zor"}) {
         EXPECT_FALSE(isWhole(text)) << text;
@@ -124,7 +154,7 @@ TEST(RequiredLiterals, TellWhatIsNothingButLiterals) {
 
 // Releases of the engine differ in whether these are quantifiers.
 TEST(RequiredLiterals, ClaimNothingOfDisputedBraces) {
-    for (const char *text : {"zorq{,3}", "zorq{ 1,2}", "zorq{\t2}"}) {
+    for (const char *text : {"zorq{,3}", "zorq{ 1,2}", "zorq{\t2}", "zorq{1 ,2}", "zorq{1, 2}"}) {
         EXPECT_TRUE(requiredLiterals(text, 0, TextKind::Text).alternatives.empty()) << text;
     }
 }
