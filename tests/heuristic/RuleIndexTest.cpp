@@ -169,6 +169,45 @@ TEST(RuleIndex, SelectsHeadersOfAnyNames) {
     EXPECT_EQ(namesOf(*matches), (Names{"LONG", "WILD"}));
 }
 
+struct AlikeRow {
+    const char *name;
+    const char *rule;
+    std::string text;
+    bool matches;
+};
+
+void PrintTo(const AlikeRow &row, std::ostream *out) {
+    *out << row.name;
+}
+
+class AlikeWays : public testing::TestWithParam<AlikeRow> {};
+
+// What decides without the expression must know where that fails. A trace walks all rules.
+TEST_P(AlikeWays, FindTheSame) {
+    RuleSet set;
+    Scanner scanner(set.add("a.cf", GetParam().rule).path());
+    for (const bool verbose : {true, false}) {
+        Message message;
+        message.header("Subject", GetParam().text).text("", GetParam().text);
+        RefMatches matches = RefMatches::create();
+        scanner.process(matches, message.properties(), EmailAddress(), 0, verbose);
+        EXPECT_EQ(matches->size() == 1, GetParam().matches) << verbose;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, AlikeWays,
+    testing::Values(
+        AlikeRow{"phrase", "body R /buy\\s{1,20}viagraXL/\n", "no buy  viagraXL\n", true},
+        AlikeRow{"phraseAfterATryThatIsGivenUp", "body R /buy(?:\\s|\\W|_)+viagraXL/\n",
+                 "buy" + std::string(15, ' ') + "stocks now, or buy viagraXL\n", false},
+        AlikeRow{"phraseAfterALongRun", "body R /1\\h+[a-z]cheapest watches/\n",
+                 "1" + std::string(20000, ' ') + "xno 1 xcheapest watches", false},
+        AlikeRow{"nothingNegated", "header R Subject !~ /[^\\s\\S]/\n", "hello", true},
+        AlikeRow{"boundToBothEnds", "header R Subject =~ /^hel+o$/\n", "hello", true},
+        AlikeRow{"boundAndLonger", "header R Subject =~ /^hel{1,2}o$/\n", "hello hello", false}),
+    [](const auto &row) { return std::string(row.param.name); });
+
 // A list that was changed must not be used, and one that was only read must not stay out of use.
 TEST(RuleIndex, HoldsForListsThatHaveWhatWasIndexed) {
     RuleContainer rules;
