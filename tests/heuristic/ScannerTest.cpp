@@ -378,5 +378,34 @@ TEST_F(ScannerTest, ScansAndReloadsRunSideBySide) {
     }
 }
 
+// Each look at a list makes scans compare it with what was prepared for it.
+TEST_F(ScannerTest, ScansRunBesideReadersOfTheLists) {
+    constexpr int kRounds = 400;
+    set_.add("a.cf", "body A1 /x\\s+y/\nheader A2 Subject =~ /x/\nmeta A3 A1 && A2\nuri A4 /z/\n");
+    Scanner scanner(set_.path());
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back([&scanner] {
+            Message message;
+            message.header("Subject", "x").text("utf-8", "x y\n");
+            for (int round = 0; round < kRounds; ++round) {
+                RefMatches matches = RefMatches::create();
+                scanner.process(matches, message.properties(), kNoSender, 0, false);
+                EXPECT_EQ(namesOf(*matches), (Names{"A1", "A2", "A3"}));
+            }
+        });
+    }
+    for (int round = 0; round < kRounds; ++round) {
+        for (const Rule::Type kind : {Rule::Header, Rule::Body, Rule::Uri, Rule::Meta}) {
+            const RefRuleList &list = scanner.rules().rules(DEFAULT, kind);
+            EXPECT_EQ(list->size(), 1U);
+            EXPECT_TRUE(list->front()->active());
+        }
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
 } // namespace
 } // namespace Corvane::Heuristic
