@@ -24,6 +24,8 @@ struct Settings {
     unsigned int percent;
     float threshold;
     unsigned int pieceBytes;
+    // Tries rule by rule, as for a trace, instead of what the set has prepared.
+    bool walks = false;
 };
 
 struct Result {
@@ -60,14 +62,14 @@ Result s_scan(Scanner &scanner, const Buffer &message, const Settings &settings)
     result.matches = RefMatches::create();
     result.matches->threshold(settings.threshold);
     FullTap tap(scanner, scanner.rules().fullRules(result.language), result.matches,
-                settings.percent, false);
+                settings.percent, settings.walks);
     for (unsigned int from = 0; from < message.length(); from += settings.pieceBytes) {
         const unsigned int length = std::min(settings.pieceBytes, message.length() - from);
         tap.write(Buffer(message.data() + from, length, true));
     }
     tap.end();
-    result.mask =
-        scanner.process(result.matches, mail.properties(), mail.sender(), settings.percent, false);
+    result.mask = scanner.process(result.matches, mail.properties(), mail.sender(),
+                                  settings.percent, settings.walks);
     result.score = result.matches.score(false);
     result.tripped = result.matches->tripped();
     return result;
@@ -109,7 +111,7 @@ void s_requireSame(const Result &one, const Result &other) {
                 one.tripped == other.tripped && one.score == other.score &&
                 std::equal(one.matches->begin(), one.matches->end(), other.matches->begin(),
                            other.matches->end()),
-            "a message scans the same again");
+            "a message scans the same again, and rule by rule");
 }
 
 // A threshold and a percentage take rules away. Meta rules may say that a rule has not tripped, so
@@ -139,6 +141,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const Result first = s_scan(s_scanner, message, whole);
     const Result full = s_scan(s_scanner, message, unlimited);
     s_requireSame(first, s_scan(s_scanner, message, pieces));
+    Settings walk = whole;
+    walk.walks = true;
+    s_requireSame(first, s_scan(s_scanner, message, walk));
     s_requireSubset(first, full);
     s_requireResult(s_scanner, whole, first);
     s_requireResult(s_scanner, unlimited, full);
