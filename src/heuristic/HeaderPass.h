@@ -23,7 +23,10 @@ class HeaderPass {
 public:
     // The list and the match set must outlive the pass.
     HeaderPass(FilteredList &list, RefMatches &matches)
-        : list_(list), matches_(matches), pass_(list) {}
+        : list_(list), matches_(matches), pass_(list) {
+        headers_.units.reserve(kUsualHeaders);
+        headers_.selectors.reserve(kUsualHeaders);
+    }
 
     // Takes the next header. Once the pass is full it should be run before it takes another one.
     void add(const Header &header, HeaderValues values);
@@ -47,6 +50,8 @@ public:
     }
 
 private:
+    static constexpr std::size_t kUsualHeaders = 64;
+
     void stageForms(const Header &header, const std::string &value, unsigned int wanted);
     void stageText(std::string_view name, std::string_view text, unsigned int forms);
 
