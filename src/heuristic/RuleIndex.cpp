@@ -411,7 +411,8 @@ std::size_t RuleIndex::memoryBytes() const {
                  (index.filter ? index.filter->memoryBytes() : 0);
     }
     for (const auto &[name, dependents] : metas_.byName) {
-        bytes += sizeof(name) + name.capacity() + sizeof(dependents) + s_bytes(dependents);
+        bytes += sizeof(std::string) + name.capacity() + sizeof(std::vector<std::uint32_t>) +
+                 s_bytes(dependents);
     }
     return bytes;
 }

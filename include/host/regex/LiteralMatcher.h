@@ -97,13 +97,13 @@ private:
     // Of what one pass of a scan finds, the ends to be reported: behind after, and no further than upTo. What the pass
     // calls 0 is shift to the caller.
     struct Window {
-        std::size_t after;
-        std::size_t upTo;
-        std::size_t shift;
+        std::size_t after = 0;
+        std::size_t upTo = 0;
+        std::size_t shift = 0;
     };
     template <class Sink>
     struct Context : Window {
-        explicit Context(Sink &called) : Window{0, 0, 0}, sink(&called) {}
+        explicit Context(Sink &called) : sink(&called) {}
 
         Sink *sink;
         std::exception_ptr thrown;
