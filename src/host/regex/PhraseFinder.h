@@ -18,7 +18,7 @@ namespace Corvane::Regex {
 struct PhraseEffort {
     // Whether that is so.
     bool isKnown = true;
-    std::size_t items = 0; // and groups
+    std::size_t items = 0;    // and groups
     std::size_t optional = 0; // of the items, those that may be missing
     std::size_t repeated =
         0; // the most bytes that all repetitions may take; PatternNode::kUnlimited for any number
