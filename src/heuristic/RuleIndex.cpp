@@ -215,7 +215,9 @@ std::uint32_t RuleIndex::Patterns::add(RuleFilter::Source &&source) {
 void RuleIndex::groupByPattern(KindIndex &index, std::size_t patterns) {
     index.firstRules.assign(patterns + 1, 0);
     for (const IndexedRule &rule : index.rules) {
-        index.firstRules[rule.pattern + 1] += s_hasPattern(rule) ? 1U : 0U;
+        if (s_hasPattern(rule)) {
+            ++index.firstRules[rule.pattern + 1];
+        }
     }
     std::partial_sum(index.firstRules.begin(), index.firstRules.end(), index.firstRules.begin());
     index.rulesByPattern.resize(index.firstRules.back());
