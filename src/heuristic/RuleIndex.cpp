@@ -51,16 +51,6 @@ std::size_t s_bytes(const std::vector<T> &values) {
     return values.capacity() * sizeof(T);
 }
 
-// Differs for most of the names that one message has.
-std::size_t s_slot(const std::string &name) {
-    constexpr std::size_t kByLength = 7;
-    constexpr std::size_t kByMiddle = 31;
-    return name.empty() ? 0
-                        : name.size() * kByLength + static_cast<unsigned char>(name.front()) +
-                              static_cast<unsigned char>(name[name.size() / 2]) * kByMiddle +
-                              static_cast<unsigned char>(name.back());
-}
-
 // Of the names that mail has, all but some made up to be long.
 constexpr std::size_t kRememberedNameBytes = 64;
 
@@ -93,18 +83,13 @@ const std::vector<std::uint32_t> &HeaderSelectors::find(const std::string &name,
     }
     if (memory.selectorsOf != number_ || memory.selectors.size() > kRememberedNames) {
         memory.selectors.clear();
-        memory.names.fill(nullptr);
         memory.selectorsOf = number_;
     }
-    const auto *&known = memory.names[s_slot(name) % memory.names.size()];
-    if (known == nullptr || known->first != name) {
-        const auto [found, fresh] = memory.selectors.try_emplace(name);
-        if (fresh) {
-            findAnew(name, found->second);
-        }
-        known = &*found;
+    const auto [found, fresh] = memory.selectors.try_emplace(name);
+    if (fresh) {
+        findAnew(name, found->second);
     }
-    return known->second;
+    return found->second;
 }
 
 void HeaderSelectors::findAnew(const std::string &name, std::vector<std::uint32_t> &numbers) const {

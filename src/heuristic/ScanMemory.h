@@ -9,7 +9,6 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "host/regex/LiteralMatcher.h"
@@ -87,10 +86,8 @@ struct ScanMemory {
     std::uint32_t serial = 0;
     // One text with its ASCII letters in lower case.
     std::vector<unsigned char> lowered;
-    // The selectors of header names that were met, for the set of this number; and some of these names where they are found
-    // at once.
+    // The selectors of header names that were met, for the set of this number.
     std::unordered_map<std::string, std::vector<std::uint32_t>> selectors;
-    std::array<const std::pair<const std::string, std::vector<std::uint32_t>> *, 256> names{};
     std::uint64_t selectorsOf = 0;
     std::vector<std::uint32_t> selectorsOfLongName;
 };
