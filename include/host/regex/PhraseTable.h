@@ -12,10 +12,10 @@
 //
 // Threads: add is for one thread; once all are added, any number of threads may check.
 
-#include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <unordered_map>
 #include <vector>
 
 #include "host/regex/Export.h"
@@ -62,18 +62,16 @@ private:
         std::uint32_t after;
         std::uint32_t end;
     };
-    using Set = std::array<std::uint64_t, 4>;
+    using Set = std::bitset<256>;
 
     void addSteps(const std::vector<PhraseStep> &steps);
-    std::uint32_t addSet(const std::bitset<256> &bytes);
-    bool holds(std::uint32_t set, unsigned char byte) const;
     template <class At>
     Verdict follow(std::uint32_t first, std::uint32_t last, std::size_t room, At at) const;
 
     std::vector<Entry> entries_;
     std::vector<Step> steps_;
     std::vector<Set> sets_;
-    std::map<Set, std::uint32_t> numbers_;
+    std::unordered_map<Set, std::uint32_t> numbers_;
 };
 
 } // namespace Corvane::Regex

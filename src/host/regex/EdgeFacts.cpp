@@ -1,7 +1,7 @@
 #include "host/regex/EdgeFacts.h"
 
 #include <algorithm>
-#include <iterator>
+#include <utility>
 
 namespace Corvane::Regex {
 

@@ -24,9 +24,6 @@ struct ScratchDeleter {
 struct CompileErrorDeleter {
     void operator()(hs_compile_error_t *error) const { hs_free_compile_error(error); }
 };
-// The engine overlooks some of what ends within the last block of a text, on processors with the widest of registers: it
-// was seen to as far as 31 bytes from the end. So the last bytes are scanned in a copy, with a block or more behind them.
-constexpr std::size_t kPaddingBytes = LiteralMatcher::kPaddingBytes;
 using Database = std::unique_ptr<hs_database_t, DatabaseDeleter>;
 
 [[noreturn]] void s_fail(const std::string &reason, unsigned int line) {
@@ -141,7 +138,7 @@ struct LiteralScratch::State {
         if (std::find(fits.rbegin(), fits.rend(), identity) != fits.rend()) {
             return;
         }
-        tail.reserve(2 * kPaddingBytes + longest);
+        tail.reserve(2 * LiteralMatcher::kPaddingBytes + longest);
         hs_scratch_t *grown = scratch.release();
         const hs_error_t result = hs_alloc_scratch(database, &grown);
         scratch.reset(grown);
@@ -234,7 +231,9 @@ void LiteralMatcher::run(const unsigned char *data, std::size_t length, LiteralS
     runTail(data, length, scratch, callback, window);
 }
 
-// Reports what ends in the last kPaddingBytes.
+// Reports what ends in the last kPaddingBytes. The engine overlooks some of what ends within the last block of a text, on
+// processors with the widest of registers: it was seen to as far as 31 bytes from the end. So the last bytes are scanned
+// in a copy, with a block or more behind them.
 void LiteralMatcher::runTail(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
                              Report callback, Window &window) const {
     LiteralScratch::State &state = *scratch.state_;

@@ -20,8 +20,8 @@ struct PhraseEffort {
     bool isKnown = true;
     std::size_t items = 0;    // and groups
     std::size_t optional = 0; // of the items, those that may be missing
-    std::size_t repeated =
-        0; // the most bytes that all repetitions may take; PatternNode::kUnlimited for any number
+    // The most bytes that all repetitions may take; PatternNode::kUnlimited for any number.
+    std::size_t repeated = 0;
     // The sets of the single characters before the first repetition: where the text holds other ones, none begins.
     std::vector<ByteSet> start;
 };

@@ -4,12 +4,6 @@
 
 namespace Corvane::Regex {
 
-namespace {
-
-constexpr unsigned int kWordBits = 64;
-
-} // namespace
-
 PhraseTable::PhraseTable() = default;
 PhraseTable::PhraseTable(PhraseTable &&source) noexcept = default;
 PhraseTable &PhraseTable::operator=(PhraseTable &&source) noexcept = default;
@@ -28,24 +22,13 @@ std::uint32_t PhraseTable::add(const Phrase &phrase) {
 
 void PhraseTable::addSteps(const std::vector<PhraseStep> &steps) {
     for (const PhraseStep &step : steps) {
-        steps_.push_back({addSet(step.bytes), step.least, step.most});
+        const auto next = static_cast<std::uint32_t>(sets_.size());
+        const auto [found, fresh] = numbers_.emplace(step.bytes, next);
+        if (fresh) {
+            sets_.push_back(step.bytes);
+        }
+        steps_.push_back({found->second, step.least, step.most});
     }
-}
-
-std::uint32_t PhraseTable::addSet(const std::bitset<256> &bytes) {
-    Set set{};
-    for (std::size_t byte = 0; byte < bytes.size(); ++byte) {
-        set[byte / kWordBits] |= std::uint64_t{bytes[byte]} << byte % kWordBits;
-    }
-    const auto [found, fresh] = numbers_.emplace(set, static_cast<std::uint32_t>(sets_.size()));
-    if (fresh) {
-        sets_.push_back(set);
-    }
-    return found->second;
-}
-
-bool PhraseTable::holds(std::uint32_t set, unsigned char byte) const {
-    return (sets_[set][byte / kWordBits] >> byte % kWordBits & 1U) != 0;
 }
 
 // Takes the steps through the bytes that at(0), at(1) ... below room give.
@@ -55,10 +38,11 @@ PhraseTable::Verdict PhraseTable::follow(std::uint32_t first, std::uint32_t last
     std::size_t done = 0;
     for (std::uint32_t each = first; each < last; ++each) {
         const Step &step = steps_[each];
+        const Set &set = sets_[step.set];
         const std::size_t most = std::min<std::size_t>(step.most, room - done);
         const std::size_t limit = std::min<std::size_t>(most, kMaxRunBytes);
         std::size_t taken = 0;
-        while (taken < limit && holds(step.set, at(done + taken))) {
+        while (taken < limit && set[at(done + taken)]) {
             ++taken;
         }
         if (taken == kMaxRunBytes && taken < most) {
