@@ -135,10 +135,7 @@ public:
     void check(const RefHeaderList &headers);
     void check(const std::list<Header> &headers);
 
-    // The same on the headers with their values repaired to UTF-8, each cut to 2047 bytes.
-    void checkInUtf8(const RefHeaderList &headers);
-
-    // The same, in less time, after check(sender).
+    // As check(sender) and then check(headers), but with the headers' values repaired to UTF-8 and cut to 2047 bytes each.
     void checkInUtf8(const EmailAddress &sender, const RefHeaderList &headers);
 
 private:

@@ -10,6 +10,7 @@
 #include "heuristic/FilteredList.h"
 #include "heuristic/LogRecords.h"
 #include "host/parser/Logger.h"
+#include "host/regex/LiteralMatcher.h"
 
 namespace Corvane::Heuristic {
 

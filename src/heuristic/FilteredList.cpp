@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
 
 #include "heuristic/BodyRule.h"
+#include "host/regex/LiteralMatcher.h"
 
 namespace Corvane::Heuristic {
 
@@ -155,9 +155,14 @@ void FilteredPass::select(const unsigned char *base, std::size_t readable, Wante
     std::sort(memory_->matches.begin(), memory_->matches.end());
 }
 
+// The staged bytes with some behind the texts, for which a search is faster.
+const std::vector<unsigned char> &FilteredPass::padded() {
+    memory_->staged.resize(memory_->staged.size() + Regex::LiteralMatcher::kPaddingBytes);
+    return memory_->staged;
+}
+
 void FilteredPass::selectStaged(Wanted wanted) {
-    std::vector<unsigned char> &staged = memory_->staged;
-    staged.resize(staged.size() + Regex::LiteralMatcher::kPaddingBytes);
+    const std::vector<unsigned char> &staged = padded();
     select(staged.data(), staged.size(), wanted);
 }
 
@@ -202,8 +207,7 @@ void FilteredPass::addRules(std::uint32_t pattern, std::uint32_t unit) {
 }
 
 void FilteredPass::selectHeaders(const Headers &headers) {
-    std::vector<unsigned char> &staged = memory_->staged;
-    staged.resize(staged.size() + Regex::LiteralMatcher::kPaddingBytes);
+    const std::vector<unsigned char> &staged = padded();
     search(staged.data(), staged.size());
     Prober prober(list_.rules(), staged.data(), endOfTexts(), headers.units.size() * kForms,
                   *memory_);
@@ -243,14 +247,20 @@ void FilteredPass::tryHeader(const Candidate &candidate, const Headers &headers,
     }
 }
 
+// Leaves out what matches the units before.
+void FilteredPass::skipTo(std::uint32_t unit) {
+    const std::vector<UnitRule> &found = memory_->matches;
+    while (next_ < found.size() && found[next_].unit < unit) {
+        ++next_;
+    }
+}
+
 std::uint32_t FilteredPass::nextUnit(std::uint32_t unit, std::uint32_t end) {
     const std::vector<UnitRule> &found = memory_->matches;
     if (!list_.rules().logging.empty()) {
         return unit;
     }
-    while (next_ < found.size() && found[next_].unit < unit) {
-        ++next_;
-    }
+    skipTo(unit);
     return next_ < found.size() ? std::min(found[next_].unit, end) : end;
 }
 
@@ -266,9 +276,7 @@ bool FilteredPass::addMatches(std::uint32_t unit, const Buffer &text, RefMatches
             }
         }
     };
-    while (next_ < found.size() && found[next_].unit < unit) {
-        ++next_;
-    }
+    skipTo(unit);
     for (; next_ < found.size() && found[next_].unit == unit; ++next_) {
         const std::uint32_t rule = found[next_].rule;
         log(rule);

@@ -145,6 +145,8 @@ public:
 private:
     class Prober;
 
+    const std::vector<unsigned char> &padded();
+    void skipTo(std::uint32_t unit);
     void search(const unsigned char *base, std::size_t readable);
     void tryCandidates(Prober &prober, Wanted wanted);
     void tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted wanted);

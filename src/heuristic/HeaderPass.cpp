@@ -36,19 +36,9 @@ bool s_isShortAscii(const std::string &value) {
     return odd == 0;
 }
 
-// Looks for the rarer of the two bytes.
-bool s_mayHoldEncodedWord(const std::string &text) {
-    for (std::size_t at = text.find('?', 1); at != text.npos; at = text.find('?', at + 1)) {
-        if (text[at - 1] == '=') {
-            return true;
-        }
-    }
-    return false;
-}
-
 // Whether the name, before a value, has no part in the decoding of encoded words.
 bool s_isPlainName(const std::string &name) {
-    return !name.empty() && s_isShortAscii(name) && !s_mayHoldEncodedWord(name);
+    return !name.empty() && s_isShortAscii(name) && !mayHoldEncodedWord(name);
 }
 
 std::string_view s_view(const Buffer &buffer) {
@@ -64,6 +54,16 @@ std::string headerValueInUtf8(const std::string &value) {
     std::array<char, kHeaderRoomBytes> text{};
     tessel_to_utf8(value.c_str(), text.data(), kHeaderRoomBytes, 0);
     return std::string(text.data());
+}
+
+// Looks for the rarer of the two bytes.
+bool mayHoldEncodedWord(const std::string &text) {
+    for (std::size_t at = text.find('?', 1); at != text.npos; at = text.find('?', at + 1)) {
+        if (text[at - 1] == '=') {
+            return true;
+        }
+    }
+    return false;
 }
 
 void HeaderPass::add(const Header &header, HeaderValues values) {
@@ -93,7 +93,7 @@ void HeaderPass::add(const Header &header, HeaderValues values) {
 
 // Puts the wanted forms of the latest unit's header behind the texts of the pass.
 void HeaderPass::stageForms(const Header &header, const std::string &value, unsigned int wanted) {
-    const bool encoded = s_mayHoldEncodedWord(value);
+    const bool encoded = mayHoldEncodedWord(value);
     const unsigned int values = wanted & (s_bit(HeaderForm::Value) | s_bit(HeaderForm::Raw));
     const unsigned int all = wanted & s_bit(HeaderForm::All);
     // Owns what was decoded, or views the value.

@@ -19,6 +19,9 @@ enum class HeaderValues { AsTheyAre, InUtf8 };
 // The value repaired to UTF-8 and cut to the 2047 bytes that header rules see of it.
 std::string headerValueInUtf8(const std::string &value);
 
+// Whether the text holds what each encoded word begins with.
+bool mayHoldEncodedWord(const std::string &text);
+
 class HeaderPass {
 public:
     // The list and the match set must outlive the pass.
@@ -44,6 +47,7 @@ public:
     // The same for the first header alone, without forgetting any.
     void firstTurn() { pass_.addMatches(0, Buffer(), matches_); }
 
+    // Both, for all headers taken.
     bool run() {
         select();
         return turns(0);

@@ -36,7 +36,7 @@ const Regex::Expression &s_encodedWord() {
 } // namespace
 
 Buffer headerValueDecode(const std::string &text) {
-    if (text.find("=?") != std::string::npos && s_encodedWord()(text, nullptr)) {
+    if (mayHoldEncodedWord(text) && s_encodedWord()(text, nullptr)) {
         try {
             return stringDecodeRfc2047(text);
         } catch (const Exception &) {
@@ -273,51 +273,41 @@ void HeaderCheck::checkFiltered(HeaderPass &pass, Iterator next, Iterator end,
 }
 
 void HeaderCheck::checkInUtf8(const EmailAddress &sender, const RefHeaderList &headers) {
-    if (filtered_ == nullptr || sender.isNull() || headers.isNull()) {
-        check(sender);
-        checkInUtf8(headers);
-    } else {
+    if (filtered_ != nullptr && !headers.isNull()) {
         checkFilteredInUtf8(sender, *headers);
+        return;
     }
+    check(sender);
+    RefHeaderList converted(true);
+    for (const Header &header : *headers) {
+        converted->append(Header(header.type(), headerValueInUtf8(header.value())));
+    }
+    check(converted);
 }
 
 // All in one pass. What fails or trips at the sender is not of the headers.
 void HeaderCheck::checkFilteredInUtf8(const EmailAddress &sender, const HeaderList &headers) {
     HeaderPass pass(*filtered_, matches_);
-    pass.add(Header(kSenderName, sender.asString()), HeaderValues::AsTheyAre);
+    const bool hasSender = !sender.isNull();
+    if (hasSender) {
+        pass.add(Header(kSenderName, sender.asString()), HeaderValues::AsTheyAre);
+    }
     auto next = headers.begin();
     for (; next != headers.end() && !pass.isFull(); ++next) {
         pass.add(*next, HeaderValues::InUtf8);
     }
     pass.select();
-    pass.firstTurn();
+    if (hasSender) {
+        pass.firstTurn();
+    }
     try {
-        if (matches_->tripped()) {
+        if (hasSender && matches_->tripped()) {
             // Rules that match the sender, but were not added, have their turn with the first header again.
             HeaderPass again(*filtered_, matches_);
             checkFiltered(again, headers.begin(), headers.end(), HeaderValues::InUtf8);
-        } else if (!pass.turns(1)) {
+        } else if (!pass.turns(hasSender ? 1 : 0)) {
             checkFiltered(pass, next, headers.end(), HeaderValues::InUtf8);
         }
-    } catch (const Exception &failure) {
-        wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
-    }
-}
-
-void HeaderCheck::checkInUtf8(const RefHeaderList &headers) {
-    // A handle without a list is the caller's fault, not a rule's.
-    const HeaderList &list = *headers;
-    if (filtered_ == nullptr) {
-        RefHeaderList converted(true);
-        for (const Header &header : list) {
-            converted->append(Header(header.type(), headerValueInUtf8(header.value())));
-        }
-        check(converted);
-        return;
-    }
-    try {
-        HeaderPass pass(*filtered_, matches_);
-        checkFiltered(pass, list.begin(), list.end(), HeaderValues::InUtf8);
     } catch (const Exception &failure) {
         wrap(failure, "HeaderCheck::check", kFile, kCheckHeaderListLine);
     }

@@ -155,6 +155,8 @@ private:
         }
     };
     class KeyCollector;
+    template <class Admit>
+    class HitTaker;
 
     void claim(Claims &claims, const Regex::RequiredLiterals &required, bool keyIsFirst);
     void claimWhole(Claims &claims, const Regex::RequiredLiterals &required);
@@ -209,65 +211,111 @@ inline std::size_t TextLocator::find(std::size_t end, std::size_t length) {
     return end <= endOf(text) && end >= text.start + length ? at_ : none();
 }
 
+// Takes what a search finds in the texts of a pass.
+template <class Admit>
+class RuleFilter::HitTaker {
+public:
+    // The texts, of which there is one, must outlive this; they are ranges of base.
+    HitTaker(const RuleFilter &filter, const Keys &keys, const unsigned char *base,
+             const std::vector<ScanText> &texts, ScanMemory &memory, Admit admit)
+        : filter_(filter), keys_(keys), base_(base), texts_(texts), memory_(memory), admit_(admit),
+          locator_(texts), from_(texts.front().start),
+          to_(std::size_t{texts.back().start} + texts.back().length),
+          serial_(takeSerials(keys, texts.size(), memory)),
+          lowered_(base + from_, to_ - from_, memory) {}
+
+    // The range of all texts.
+    std::size_t from() const { return from_; }
+    std::size_t length() const { return to_ - from_; }
+
+    // end is the offset from there behind the literal.
+    void operator()(std::uint32_t literal, std::size_t end) {
+        const std::size_t length = keys_.matcher.literalLength(literal);
+        const std::size_t number = locator_.find(from_ + end, length);
+        if (number == TextLocator::none()) {
+            return;
+        }
+        const ScanText &text = texts_[number];
+        const std::size_t inText = from_ + end - text.start;
+        const Hit hit{text.unit, base_ + text.start, text.length, inText - length, inText};
+        const bool isInner = text.innerForms != 0 && hit.start >= text.innerStart;
+        const Place place{text, hit, isInner, static_cast<std::uint32_t>(serial_ + 2 * number)};
+        takeForPhrases(literal, place);
+        // Where the literal lies in the other forms as well, it is new to these.
+        const std::uint32_t seen = place.mark + (isInner ? 1U : 0U);
+        if (std::exchange(memory_.lastSeen[literal], seen) != seen) {
+            takeForOthers(literal, place);
+        }
+    }
+
+private:
+    struct Place {
+        const ScanText &text;
+        Hit whole;
+        bool isInner;
+        std::uint32_t mark;
+    };
+
+    bool asks(const Key &key, const Place &place) const {
+        const std::uint8_t form = filter_.claims_[key.expression].form;
+        return (form == place.text.form ||
+                (place.isInner && (place.text.innerForms >> form & 1U) != 0)) &&
+               admit_(key.expression);
+    }
+
+    Hit hitOf(const Key &key, const Place &place) const {
+        return filter_.claims_[key.expression].form == place.text.form
+                   ? place.whole
+                   : place.whole.from(place.text.innerStart);
+    }
+
+    void takeForPhrases(std::uint32_t literal, const Place &place) {
+        for (std::uint32_t i = keys_.first[literal]; i < keys_.firstPlain[literal]; ++i) {
+            const Key &key = keys_.keys[i];
+            if (memory_.lastMatched[i] != place.mark && asks(key, place) &&
+                filter_.checkPhrase(key, hitOf(key, place), memory_)) {
+                memory_.lastMatched[i] = place.mark;
+            }
+        }
+    }
+
+    void takeForOthers(std::uint32_t literal, const Place &place) {
+        for (std::uint32_t i = keys_.firstPlain[literal]; i < keys_.first[literal + 1]; ++i) {
+            const Key &key = keys_.keys[i];
+            if (!asks(key, place)) {
+                continue;
+            }
+            const Hit hit = hitOf(key, place);
+            if (key.asks == Key::Asks::Nothing ||
+                filter_.holds(hit.data, lowered_.get() + (hit.data - (base_ + from_)), hit.length,
+                              key.number)) {
+                addCandidate(key, hit, filter_.claims_[key.expression].whole, memory_);
+            }
+        }
+    }
+
+    const RuleFilter &filter_;
+    const Keys &keys_;
+    const unsigned char *base_;
+    const std::vector<ScanText> &texts_;
+    ScanMemory &memory_;
+    Admit admit_;
+    TextLocator locator_;
+    std::size_t from_;
+    std::size_t to_;
+    std::uint32_t serial_;
+    LoweredRange lowered_;
+};
+
 template <class Admit>
 void RuleFilter::scan(const Keys &keys, const unsigned char *base, std::size_t readable,
                       const std::vector<ScanText> &texts, ScanMemory &memory, Admit admit) const {
     if (keys.matcher.size() == 0 || texts.empty()) {
         return;
     }
-    const std::size_t from = texts.front().start;
-    const std::size_t to = std::size_t{texts.back().start} + texts.back().length;
-    if (from == to) {
-        return;
-    }
-    const std::uint32_t serial = takeSerials(keys, texts.size(), memory);
-    TextLocator locator(texts);
-    LoweredRange lowered(base + from, to - from, memory);
-    const auto found = [&](std::uint32_t literal, std::size_t foundEnd) {
-        const std::size_t length = keys.matcher.literalLength(literal);
-        const std::size_t number = locator.find(from + foundEnd, length);
-        if (number == TextLocator::none()) {
-            return;
-        }
-        const ScanText &text = texts[number];
-        const std::size_t end = from + foundEnd - text.start;
-        const Hit whole{text.unit, base + text.start, text.length, end - length, end};
-        // Where the literal lies in the other forms as well, it is new to these.
-        const bool isInner = text.innerForms != 0 && whole.start >= text.innerStart;
-        const auto mark = static_cast<std::uint32_t>(serial + 2 * number);
-        const auto asked = [&](const Key &key) {
-            const std::uint8_t form = claims_[key.expression].form;
-            return (form == text.form || (isInner && (text.innerForms >> form & 1U) != 0)) &&
-                   admit(key.expression);
-        };
-        const auto hitOf = [&](const Key &key) {
-            return claims_[key.expression].form == text.form ? whole : whole.from(text.innerStart);
-        };
-        for (std::uint32_t i = keys.first[literal]; i < keys.firstPlain[literal]; ++i) {
-            const Key &key = keys.keys[i];
-            if (memory.lastMatched[i] != mark && asked(key) &&
-                checkPhrase(key, hitOf(key), memory)) {
-                memory.lastMatched[i] = mark;
-            }
-        }
-        const std::uint32_t seen = mark + (isInner ? 1U : 0U);
-        if (std::exchange(memory.lastSeen[literal], seen) == seen) {
-            return;
-        }
-        for (std::uint32_t i = keys.firstPlain[literal]; i < keys.first[literal + 1]; ++i) {
-            const Key &key = keys.keys[i];
-            if (!asked(key)) {
-                continue;
-            }
-            const Hit hit = hitOf(key);
-            if (key.asks == Key::Asks::Nothing ||
-                holds(hit.data, lowered.get() + (hit.data - (base + from)), hit.length,
-                      key.number)) {
-                addCandidate(key, hit, claims_[key.expression].whole, memory);
-            }
-        }
-    };
-    keys.matcher.scan(base + from, to - from, readable - from, memory.scratch, found);
+    HitTaker<Admit> taker(*this, keys, base, texts, memory, admit);
+    keys.matcher.scan(base + taker.from(), taker.length(), readable - taker.from(), memory.scratch,
+                      taker);
 }
 
 template <class Admit>
