@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 
 #include "heuristic/BodyRule.h"
 #include "host/regex/LiteralMatcher.h"
@@ -31,20 +32,19 @@ public:
     // Each text has a slot, below slots, for what is known of it.
     Prober(const KindIndex &index, const unsigned char *base, std::size_t length, std::size_t slots,
            ScanMemory &memory)
-        : index_(index), base_(base), lowered_(base, length, memory), known_(memory.known) {
-        known_.resize(std::max(known_.size(), slots));
+        : index_(index), base_(base), lowered_(base, length, memory), memory_(memory) {
+        std::vector<KnownBytes> &known = memory_.known;
+        known.resize(std::max(known.size(), slots));
         for (std::size_t slot = 0; slot < slots; ++slot) {
-            known_[slot].isCounted = false;
+            known[slot].isCounted = false;
         }
     }
 
     bool matches(std::uint32_t pattern, const Range &range, std::size_t slot) {
-        const unsigned char *data = base_ + range.start;
-        TextFacts facts(data, range.length, lowered_, range.start, known_[slot]);
         const RuleFilter &filter = *index_.filter;
         // Equal patterns are also tried in the same way.
-        const IndexedRule &rule = index_.rules[*index_.rulesBegin(pattern)];
-        const bool positive = rule.trial == IndexedRule::Trial::Match;
+        const bool positive = rule(pattern).trial == IndexedRule::Trial::Match;
+        TextFacts facts = factsOf(range, slot);
         if (filter.isLiteral(pattern)) {
             return filter.mayMatch(pattern, facts) == positive;
         }
@@ -53,15 +53,45 @@ public:
             return false;
         }
         bool failed = false;
-        const bool matched = rule.expression->matches(Buffer(data, range.length, true), 0, &failed);
-        return !failed && matched == positive;
+        return run(pattern, range, &failed) == positive && !failed;
+    }
+
+    // The units are the texts, each in the slot of its number, and the pattern is one that must match: leaves the units
+    // where it is worth trying.
+    void narrow(std::uint32_t pattern, std::vector<std::uint32_t> &units) {
+        const auto fails = [&](std::uint32_t unit) {
+            TextFacts facts = factsOf(rangeOf(unit), unit);
+            return !index_.filter->passes(pattern, facts);
+        };
+        units.erase(std::remove_if(units.begin(), units.end(), fails), units.end());
+        index_.filter->select(pattern, memory_.views.data(), units);
+    }
+
+    bool matchesUnit(std::uint32_t pattern, std::uint32_t unit) const {
+        return run(pattern, rangeOf(unit), nullptr);
     }
 
 private:
+    const IndexedRule &rule(std::uint32_t pattern) const {
+        return index_.rules[*index_.rulesBegin(pattern)];
+    }
+
+    Range rangeOf(std::uint32_t unit) const {
+        return {memory_.texts[unit].start, memory_.texts[unit].length};
+    }
+
+    TextFacts factsOf(const Range &range, std::size_t slot) {
+        return {base_ + range.start, range.length, lowered_, range.start, memory_.known[slot]};
+    }
+
+    bool run(std::uint32_t pattern, const Range &range, bool *failed) const {
+        return rule(pattern).expression->matches(base_ + range.start, range.length, 0, failed);
+    }
+
     const KindIndex &index_;
     const unsigned char *base_;
     LoweredRange lowered_;
-    std::vector<KnownBytes> &known_;
+    ScanMemory &memory_;
 };
 
 void FilteredPass::clear() {
@@ -147,6 +177,10 @@ void FilteredPass::search(const unsigned char *base, std::size_t readable) {
 void FilteredPass::select(const unsigned char *base, std::size_t readable, Wanted wanted) {
     base_ = base;
     search(base, readable);
+    memory_->views.clear();
+    for (const ScanText &text : memory_->texts) {
+        memory_->views.push_back({base + text.start, text.length});
+    }
     Prober prober(list_.rules(), base, endOfTexts(), size(), *memory_);
     tryCandidates(prober, wanted);
     for (const std::uint32_t pattern : list_.rules().filter->unfiltered()) {
@@ -167,13 +201,34 @@ void FilteredPass::selectStaged(Wanted wanted) {
 }
 
 void FilteredPass::tryCandidates(Prober &prober, Wanted wanted) {
-    std::uint32_t settled = std::numeric_limits<std::uint32_t>::max();
-    for (const Candidate &candidate : memory_->candidates) {
-        const std::uint32_t pattern = candidate.pattern();
-        const std::uint32_t unit = candidate.unit();
-        if (pattern != settled && (candidate.decided() || matchesText(pattern, unit, prober))) {
-            addRules(pattern, unit);
-            settled = wanted == Wanted::FirstMatch ? pattern : settled;
+    const std::vector<Candidate> &candidates = memory_->candidates;
+    for (auto first = candidates.begin(); first != candidates.end();) {
+        const auto last = std::find_if(first, candidates.end(), [first](const Candidate &each) {
+            return each.pattern() != first->pattern();
+        });
+        tryRun(first, last, prober, wanted);
+        first = last;
+    }
+}
+
+// Tries one pattern.
+void FilteredPass::tryRun(Candidates first, Candidates last, Prober &prober, Wanted wanted) {
+    const std::uint32_t pattern = first->pattern();
+    std::vector<std::uint32_t> &units = memory_->units;
+    const bool isFirstAll = wanted == Wanted::FirstMatch;
+    for (auto each = first; each != last;) {
+        units.clear();
+        for (; each != last && !each->decided() && units.size() < kTriedAtOnce; ++each) {
+            units.push_back(each->unit());
+        }
+        if (tryUnits(pattern, prober, wanted) && isFirstAll) {
+            return;
+        }
+        for (; each != last && each->decided(); ++each) {
+            addRules(pattern, each->unit());
+            if (isFirstAll) {
+                return;
+            }
         }
     }
 }
@@ -182,19 +237,29 @@ void FilteredPass::tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted w
     if (!isOpen(pattern)) {
         return;
     }
-    for (std::uint32_t unit = 0; unit < size(); ++unit) {
-        if (matchesText(pattern, unit, prober)) {
-            addRules(pattern, unit);
-            if (wanted == Wanted::FirstMatch) {
-                return;
-            }
-        }
+    std::vector<std::uint32_t> &units = memory_->units;
+    bool done = false;
+    for (std::uint32_t first = 0; first < size() && !done; first += kTriedAtOnce) {
+        units.resize(std::min(kTriedAtOnce, size() - first));
+        std::iota(units.begin(), units.end(), first);
+        done = tryUnits(pattern, prober, wanted) && wanted == Wanted::FirstMatch;
     }
 }
 
-bool FilteredPass::matchesText(std::uint32_t pattern, std::uint32_t unit, Prober &prober) const {
-    const ScanText &text = memory_->texts[unit];
-    return prober.matches(pattern, {text.start, text.length}, unit);
+// Tries the pattern on the units noted, in order; answers whether it matches one.
+bool FilteredPass::tryUnits(std::uint32_t pattern, Prober &prober, Wanted wanted) {
+    prober.narrow(pattern, memory_->units);
+    bool found = false;
+    for (const std::uint32_t unit : memory_->units) {
+        if (prober.matchesUnit(pattern, unit)) {
+            addRules(pattern, unit);
+            found = true;
+            if (wanted == Wanted::FirstMatch) {
+                break;
+            }
+        }
+    }
+    return found;
 }
 
 void FilteredPass::addRules(std::uint32_t pattern, std::uint32_t unit) {

@@ -22,6 +22,10 @@ constexpr unsigned char s_lower(unsigned char byte) {
 
 constexpr unsigned int kWordBits = 64;
 
+// Literals that are found more often than this leave so many texts to the expression that another look at them is worth
+// while.
+constexpr double kFrequentPerMiB = 128;
+
 bool s_holds(const BytesPresent &bytes, unsigned char byte) {
     return (bytes[byte / kWordBits] >> byte % kWordBits & 1U) != 0;
 }
@@ -137,6 +141,7 @@ RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind)
         }
         if (claims.searched) {
             claim(claims, required, plainKey);
+            addAutomaton(claims, required, sources[i], kind);
         }
         claims_.push_back(claims);
     }
@@ -163,6 +168,20 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
     claims.sets = static_cast<std::uint8_t>(required.byteSets.size());
     for (const std::bitset<256> &set : required.byteSets) {
         sets_.push_back(requiredSet(set));
+    }
+}
+
+// For what would be tried often.
+void RuleFilter::addAutomaton(Claims &claims, const Regex::RequiredLiterals &required,
+                              const Source &source, Regex::TextKind kind) {
+    double tries = std::numeric_limits<double>::infinity();
+    if (!required.squeezed.empty()) {
+        tries = required.squeezedPerMiB;
+    } else if (!required.alternatives.empty()) {
+        tries = required.alternativesPerMiB;
+    }
+    if (!claims.whole && tries > kFrequentPerMiB) {
+        claims.automaton = automata_.add(source.text, source.options, kind).value_or(kNoAutomaton);
     }
 }
 
@@ -244,7 +263,7 @@ bool RuleFilter::holdsOne(const RequiredSet &set, TextFacts &text) {
            });
 }
 
-bool RuleFilter::mayMatch(std::uint32_t expression, TextFacts &text) const {
+bool RuleFilter::passes(std::uint32_t expression, TextFacts &text) const {
     const Claims &claims = claims_[expression];
     if (text.length() < claims.minimumLength || text.length() > claims.maximumLength) {
         return false;
@@ -330,7 +349,7 @@ std::size_t RuleFilter::memoryBytes() const {
         return of.matcher.memoryBytes() + bytes(of.first) + bytes(of.firstPlain) + bytes(of.keys);
     };
     return keys(plain_) + keys(squeezed_) + bytes(unfiltered_) + bytes(claims_) + bytes(needles_) +
-           bytes(needleBytes_) + bytes(sets_) + phrases_.memoryBytes();
+           bytes(needleBytes_) + bytes(sets_) + phrases_.memoryBytes() + automata_.memoryBytes();
 }
 
 } // namespace Corvane::Heuristic

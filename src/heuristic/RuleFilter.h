@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "heuristic/ScanMemory.h"
+#include "host/regex/AutomatonTable.h"
 #include "host/regex/LiteralMatcher.h"
 #include "host/regex/Literals.h"
 #include "host/regex/PhraseTable.h"
@@ -84,8 +85,21 @@ public:
     void select(const unsigned char *base, std::size_t readable, ScanMemory &memory,
                 Admit admit) const;
 
-    // Whether the text passes what else is known of the expression: its length, a second literal, bytes it must hold.
-    bool mayMatch(std::uint32_t expression, TextFacts &text) const;
+    // Whether the text passes what else is known of the expression: its length, a second literal, bytes it must hold, and
+    // where there is one its automaton.
+    bool mayMatch(std::uint32_t expression, TextFacts &text) const {
+        return passes(expression, text) && isAccepted(expression, text);
+    }
+
+    // The same in two steps: all but the automaton, and that for many texts at once. Of the numbers those whose text it
+    // accepts are left, in their order; the text of number i is texts[i].
+    bool passes(std::uint32_t expression, TextFacts &text) const;
+    void select(std::uint32_t expression, const Regex::AutomatonTable::Text *texts,
+                std::vector<std::uint32_t> &numbers) const {
+        if (claims_[expression].automaton != kNoAutomaton) {
+            automata_.select(claims_[expression].automaton, texts, numbers);
+        }
+    }
 
     // Whether the expression, which is not searched for, is nothing but literals: mayMatch tells whether it matches then,
     // and it cannot fail.
@@ -102,12 +116,14 @@ private:
         bool ignoreCase;
     };
     static constexpr std::uint32_t kAnyFirst = 0xFFFFFFFF;
+    static constexpr std::uint32_t kNoAutomaton = 0xFFFFFFFF;
     struct Claims {
         std::uint32_t minimumLength = 0;
         std::uint32_t maximumLength = 0xFFFFFFFF;
         std::uint32_t wholeUpTo = 0;
         // Its position in sets_; kAnyFirst for an expression that says nothing of the first byte.
         std::uint32_t firstByte = kAnyFirst;
+        std::uint32_t automaton = kNoAutomaton;
         std::uint32_t firstNeedle = 0;
         std::uint32_t firstSet = 0;
         std::uint8_t needles = 0;
@@ -158,7 +174,14 @@ private:
     template <class Admit>
     class HitTaker;
 
+    bool isAccepted(std::uint32_t expression, TextFacts &text) const {
+        const std::uint32_t automaton = claims_[expression].automaton;
+        return automaton == kNoAutomaton ||
+               automata_.mayMatch(automaton, {text.data(), text.length()});
+    }
     void claim(Claims &claims, const Regex::RequiredLiterals &required, bool keyIsFirst);
+    void addAutomaton(Claims &claims, const Regex::RequiredLiterals &required, const Source &source,
+                      Regex::TextKind kind);
     void claimWhole(Claims &claims, const Regex::RequiredLiterals &required);
     bool addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals);
     std::uint32_t addNeedle(const Regex::Literal &literal);
@@ -183,6 +206,7 @@ private:
     std::string needleBytes_;
     std::vector<RequiredSet> sets_;
     Regex::PhraseTable phrases_;
+    Regex::AutomatonTable automata_;
 };
 
 // Finds the text that holds the byte before an end offset. Offsets come almost in order.

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/regex/AutomatonTable.h"
 #include "host/regex/LiteralMatcher.h"
 
 namespace Corvane::Heuristic {
@@ -70,6 +71,9 @@ struct ScanMemory {
     // The letters and digits of the texts alone, and the texts as ranges of them.
     std::vector<unsigned char> squeezed;
     std::vector<ScanText> squeezedTexts;
+    // The texts as automata read them, and units on which a pattern is being tried.
+    std::vector<Regex::AutomatonTable::Text> views;
+    std::vector<std::uint32_t> units;
     // What is to be tried, or decided: patterns on units.
     std::vector<Candidate> candidates;
     // What has matched: units and rules, in the order of trying.

@@ -164,8 +164,9 @@ TEST(LiteralMatcher, ScansOnSeveralThreadsAndAfterAMove) {
     LiteralMatcher source({{"needle", true}, {"\xE4\xBD\xA0", false}});
     const LiteralMatcher matcher = std::move(source);
     const std::string text = "Needle in \xE4\xBD\xA0 needle";
-    std::vector<std::thread> threads;
     std::vector<std::size_t> found(4);
+    std::vector<std::thread> threads;
+    threads.reserve(found.size());
     for (std::size_t &count : found) {
         threads.emplace_back([&] {
             LiteralScratch scratch;

@@ -1,7 +1,8 @@
 // Random patterns against random subjects: whenever an expression matches, what was said to be
-// required must be there. CORVANE_LITERAL_PAIRS gives another number of pairs than kPairs, and
+// required must be there, and its automaton must accept the subject. CORVANE_LITERAL_PAIRS gives another number of pairs than kPairs, and
 // CORVANE_LITERAL_SEED another beginning.
 
+#include "host/regex/AutomatonTable.h"
 #include "host/regex/Literals.h"
 #include "host/regex/PhraseTable.h"
 
@@ -436,6 +437,8 @@ struct Count {
     unsigned long claims = 0;
     unsigned long wholes = 0;
     unsigned long phrases = 0;
+    unsigned long automata = 0;
+    unsigned long rejected = 0;
 };
 
 // Compiles what the generator gave; nothing where it is no pattern.
@@ -447,18 +450,37 @@ std::optional<Expression> s_compiled(const std::string &text, unsigned int optio
     }
 }
 
+// The automaton of an expression, where it has one.
+class Automaton {
+public:
+    Automaton(const std::string &text, unsigned int options, TextKind kind)
+        : number_(table_.add(text, options, kind)) {}
+
+    bool isMade() const { return number_.has_value(); }
+    bool rejects(const std::string &subject) const {
+        const auto *data = reinterpret_cast<const unsigned char *>(subject.data());
+        return isMade() && !table_.mayMatch(*number_, {data, subject.size()});
+    }
+
+private:
+    AutomatonTable table_;
+    std::optional<std::uint32_t> number_;
+};
+
 void s_try(Generator &generator, Count &count) {
     const Part part = generator.pattern();
     const std::string text = generator.text(part.text);
     const unsigned int options = generator.options();
     const std::optional<Expression> expression = s_compiled(text, options);
-    const RequiredLiterals required =
-        requiredLiterals(text, options, static_cast<TextKind>(generator.below(4)));
+    const auto kind = static_cast<TextKind>(generator.below(4));
+    const RequiredLiterals required = requiredLiterals(text, options, kind);
+    const Automaton automaton(text, options, kind);
     if (!expression.has_value() || expression->isNull()) {
         return;
     }
     ++count.patterns;
     count.wholes += required.whole ? 1U : 0U;
+    count.automata += automaton.isMade() ? 1U : 0U;
     count.phrases += required.whole && !required.phrases.empty() ? 1U : 0U;
     for (unsigned long i = 0; i < kSubjectsPerPattern; ++i) {
         const std::string subject = generator.subject(part);
@@ -467,7 +489,8 @@ void s_try(Generator &generator, Count &count) {
         const bool claims = !required.alternatives.empty() || !required.squeezed.empty();
         count.matches += matches ? 1 : 0;
         count.claims += matches && claims ? 1 : 0;
-        ASSERT_TRUE(!matches || s_holdsAll(required, subject))
+        count.rejected += automaton.rejects(subject) ? 1U : 0U;
+        ASSERT_TRUE(!matches || (s_holdsAll(required, subject) && !automaton.rejects(subject)))
             << s_visible(text) << " options " << options << " on " << s_visible(subject);
         ASSERT_FALSE(s_misjudges(required, subject, matches) || (failed && required.whole))
             << s_visible(text) << " options " << options << " on " << s_visible(subject);
@@ -485,11 +508,16 @@ TEST(RequiredLiterals, HoldForEveryMatchOfRandomPatterns) {
     RecordProperty("claims", std::to_string(count.claims));
     RecordProperty("wholes", std::to_string(count.wholes));
     RecordProperty("phrases", std::to_string(count.phrases));
+    RecordProperty("automata", std::to_string(count.automata));
+    RecordProperty("rejected", std::to_string(count.rejected));
     // A generator whose patterns hardly ever match, or hardly ever hold a literal, tests nothing.
     EXPECT_GT(count.matches, pairs / 3);
     EXPECT_GT(count.claims, pairs / 20);
     EXPECT_GT(count.wholes, count.patterns / 100);
     EXPECT_GT(count.phrases, count.patterns / 200);
+    EXPECT_GT(count.automata, count.patterns / 3);
+    // Of the subjects without a match most.
+    EXPECT_GT(count.rejected, count.automata);
 }
 
 } // namespace

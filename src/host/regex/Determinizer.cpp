@@ -1,0 +1,299 @@
+#include "host/regex/Determinizer.h"
+
+#include <algorithm>
+#include <map>
+#include <queue>
+#include <unordered_set>
+#include <utility>
+
+#include "host/regex/LiteralFrequency.h"
+
+namespace Corvane::Regex {
+
+namespace {
+
+using Number = PatternSteps::Number;
+// Steps that may come next, in ascending order.
+using Steps = std::vector<Number>;
+
+constexpr std::size_t kBytes = 256;
+// Beyond so many states those that are met less often than this in a text are not told apart.
+constexpr std::size_t kCheapStates = 64;
+constexpr double kLeastWeight = 1e-7;
+// Steps that are looked at, over all states. Patterns with very many optional parts come to an end so.
+constexpr std::size_t kMaxWork = 4'000'000;
+
+// The classes of bytes that the steps do not tell apart.
+class ByteClasses {
+public:
+    ByteClasses(const PatternSteps &steps, TextKind kind) {
+        std::unordered_set<ByteSet> sets;
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            const auto step = static_cast<Number>(i);
+            if (steps.isByte(step) && sets.insert(steps.bytes(step)).second) {
+                split(steps.bytes(step));
+            }
+        }
+        ByteSet lineEnds;
+        split(lineEnds.set('\r').set('\n'));
+        weigh(kind);
+    }
+
+    std::size_t size() const { return first_.size(); }
+    const std::array<std::uint8_t, kBytes> &numbers() const { return numbers_; }
+    // One of the class.
+    std::size_t byte(std::size_t number) const { return first_[number]; }
+    // How many of all bytes of a text are of the class.
+    double share(std::size_t number) const { return shares_[number]; }
+
+private:
+    void split(const ByteSet &set) {
+        std::map<std::pair<std::uint8_t, bool>, std::uint8_t> parts;
+        first_.clear();
+        for (std::size_t byte = 0; byte < kBytes; ++byte) {
+            const auto next = static_cast<std::uint8_t>(parts.size());
+            const auto [part, fresh] = parts.emplace(std::pair(numbers_[byte], set[byte]), next);
+            if (fresh) {
+                first_.push_back(byte);
+            }
+            numbers_[byte] = part->second;
+        }
+    }
+
+    void weigh(TextKind kind) {
+        std::vector<ByteSet> sets(size());
+        for (std::size_t byte = 0; byte < kBytes; ++byte) {
+            sets[numbers_[byte]].set(byte);
+        }
+        double sum = 0;
+        for (const ByteSet &set : sets) {
+            shares_.push_back(expectedShare(set, kind));
+            sum += shares_.back();
+        }
+        for (double &share : shares_) {
+            share /= sum;
+        }
+    }
+
+    std::array<std::uint8_t, kBytes> numbers_{};
+    std::vector<std::size_t> first_;
+    std::vector<double> shares_;
+};
+
+class Determinizer {
+public:
+    Determinizer(const PatternSteps &steps, TextKind kind)
+        : steps_(steps), classes_(steps, kind), after_(steps.size()), begins_(steps.size()) {}
+
+    std::optional<DeterministicAutomaton> run(const AutomatonLimits &limits);
+
+private:
+    static constexpr std::size_t kAccepts = static_cast<std::size_t>(-1);
+
+    // A state: how far matches may have come. One may also begin anywhere, so the steps that it begins with are part of
+    // every state, and not noted.
+    struct Place {
+        const Steps *steps;
+        double weight = 0;             // how often it is met, roughly
+        std::vector<std::size_t> next; // by class; empty until that was worked out
+    };
+
+    bool findBeginnings();
+    const PatternSteps::Next &after(Number step);
+    bool addAfter(Number step, Steps &next);
+    std::size_t stateOf(Steps steps);
+    void expand(std::size_t number);
+    std::size_t nextOf(const Steps &steps, std::size_t byteClass);
+    bool acceptsAtEnd(const Place &state) const;
+    DeterministicAutomaton collect() const;
+    double acceptance(const DeterministicAutomaton &automaton) const;
+
+    const PatternSteps &steps_;
+    ByteClasses classes_;
+    std::vector<std::optional<PatternSteps::Next>> after_; // by step
+    std::vector<bool> begins_;                // by step: whether a match may begin with it
+    std::vector<std::optional<Steps>> begun_; // by class: what follows there; nothing: a match
+    std::map<Steps, std::size_t> numbers_;
+    std::vector<Place> states_;
+    std::vector<std::size_t> expanded_;
+    std::size_t work_ = 0;
+};
+
+const PatternSteps::Next &Determinizer::after(Number step) {
+    if (!after_[step].has_value()) {
+        after_[step] = steps_.after(step);
+        work_ += steps_.size();
+    }
+    return *after_[step];
+}
+
+// Adds what follows the step; answers false where that completes a match.
+bool Determinizer::addAfter(Number step, Steps &next) {
+    const PatternSteps::Next &follow = after(step);
+    work_ += follow.steps.size() + 1;
+    std::copy_if(follow.steps.begin(), follow.steps.end(), std::back_inserter(next),
+                 [this](Number each) { return !begins_[each]; });
+    return !follow.accepts;
+}
+
+// Answers false where every text has a match.
+bool Determinizer::findBeginnings() {
+    const PatternSteps::Next beginnings = steps_.elsewhere();
+    for (const Number step : beginnings.steps) {
+        begins_[step] = true;
+    }
+    const bool matchesNothing = beginnings.accepts || steps_.atStart().accepts ||
+                                std::any_of(beginnings.steps.begin(), beginnings.steps.end(),
+                                            [this](Number step) { return steps_.isEnd(step); });
+    for (std::size_t each = 0; each < classes_.size(); ++each) {
+        std::optional<Steps> next = Steps();
+        for (const Number step : beginnings.steps) {
+            if (next.has_value() && steps_.isByte(step) &&
+                steps_.bytes(step)[classes_.byte(each)] &&
+                (work_ > kMaxWork || !addAfter(step, *next))) {
+                next.reset();
+            }
+        }
+        begun_.push_back(std::move(next));
+    }
+    return !matchesNothing;
+}
+
+std::size_t Determinizer::stateOf(Steps steps) {
+    std::sort(steps.begin(), steps.end());
+    steps.erase(std::unique(steps.begin(), steps.end()), steps.end());
+    const auto [found, fresh] = numbers_.emplace(std::move(steps), states_.size());
+    if (fresh) {
+        states_.push_back({&found->first, 0, {}});
+    }
+    return found->second;
+}
+
+// The state after a byte of the class.
+std::size_t Determinizer::nextOf(const Steps &steps, std::size_t byteClass) {
+    if (work_ > kMaxWork || !begun_[byteClass].has_value()) {
+        return kAccepts;
+    }
+    work_ += begun_[byteClass]->size() + steps.size();
+    const std::size_t byte = classes_.byte(byteClass);
+    Steps next = *begun_[byteClass];
+    for (const Number step : steps) {
+        if (steps_.isEnd(step)) {
+            // Line ends at the end of the text count as its end.
+            if (byte == '\r' || byte == '\n') {
+                next.push_back(step);
+            }
+        } else if (steps_.bytes(step)[byte] && !addAfter(step, next)) {
+            return kAccepts;
+        }
+    }
+    return stateOf(std::move(next));
+}
+
+void Determinizer::expand(std::size_t number) {
+    expanded_.push_back(number);
+    const Steps &steps = *states_[number].steps;
+    const double weight = states_[number].weight;
+    std::vector<std::size_t> next;
+    for (std::size_t each = 0; each < classes_.size(); ++each) {
+        next.push_back(nextOf(steps, each));
+        if (next.back() != kAccepts) {
+            states_[next.back()].weight += weight * classes_.share(each);
+        }
+    }
+    states_[number].next = std::move(next);
+}
+
+bool Determinizer::acceptsAtEnd(const Place &state) const {
+    return std::any_of(state.steps->begin(), state.steps->end(),
+                       [this](Number step) { return steps_.isEnd(step); });
+}
+
+std::optional<DeterministicAutomaton> Determinizer::run(const AutomatonLimits &limits) {
+    if (!findBeginnings()) {
+        return std::nullopt;
+    }
+    Steps first = steps_.atStart().steps;
+    first.erase(
+        std::remove_if(first.begin(), first.end(), [this](Number step) { return begins_[step]; }),
+        first.end());
+    // One more state is that which accepts, and one more cell of each is for the end.
+    const std::size_t most = std::min(limits.states, limits.cells / (classes_.size() + 1)) - 1;
+    std::priority_queue<std::pair<double, std::size_t>> open;
+    open.emplace(1, stateOf(std::move(first)));
+    states_[0].weight = 1;
+    const auto isEnough = [&] {
+        return expanded_.size() >= most ||
+               (expanded_.size() >= kCheapStates && open.top().first < kLeastWeight);
+    };
+    while (!open.empty() && !isEnough()) {
+        const std::size_t number = open.top().second;
+        open.pop();
+        if (!states_[number].next.empty()) {
+            continue;
+        }
+        expand(number);
+        for (const std::size_t next : states_[number].next) {
+            if (next != kAccepts && states_[next].next.empty()) {
+                open.emplace(states_[next].weight, next);
+            }
+        }
+    }
+    DeterministicAutomaton automaton = collect();
+    automaton.acceptance = acceptance(automaton);
+    return automaton;
+}
+
+DeterministicAutomaton Determinizer::collect() const {
+    using State = DeterministicAutomaton::State;
+    DeterministicAutomaton automaton;
+    automaton.classes = classes_.numbers();
+    automaton.classCount = classes_.size();
+    std::vector<State> renumbered(states_.size(), DeterministicAutomaton::kAccepts);
+    for (std::size_t i = 0; i < expanded_.size(); ++i) {
+        renumbered[expanded_[i]] = static_cast<State>(i + 1);
+    }
+    automaton.start = renumbered[0];
+    automaton.next.emplace_back(classes_.size() + 1, DeterministicAutomaton::kAccepts);
+    for (const std::size_t number : expanded_) {
+        const State own = renumbered[number];
+        std::vector<State> row;
+        for (const std::size_t next : states_[number].next) {
+            row.push_back(next == kAccepts ? DeterministicAutomaton::kAccepts : renumbered[next]);
+        }
+        row.push_back(acceptsAtEnd(states_[number]) ? DeterministicAutomaton::kAccepts : own);
+        if (std::all_of(row.begin(), row.end(), [own](State next) { return next == own; })) {
+            automaton.dead = own;
+        }
+        automaton.next.push_back(std::move(row));
+    }
+    return automaton;
+}
+
+// Follows the shares of texts that are in each state.
+double Determinizer::acceptance(const DeterministicAutomaton &automaton) const {
+    std::map<std::size_t, double> shares{{automaton.start, 1}};
+    for (std::size_t taken = 0; taken < kUsualBytes; ++taken) {
+        std::map<std::size_t, double> later;
+        for (const auto &[state, share] : shares) {
+            for (std::size_t each = 0; each < classes_.size(); ++each) {
+                later[automaton.next[state][each]] += share * classes_.share(each);
+            }
+        }
+        shares = std::move(later);
+    }
+    double accepted = 0;
+    for (const auto &[state, share] : shares) {
+        accepted += automaton.next[state].back() == DeterministicAutomaton::kAccepts ? share : 0;
+    }
+    return accepted;
+}
+
+} // namespace
+
+std::optional<DeterministicAutomaton> determinize(const PatternSteps &steps, TextKind kind,
+                                                  const AutomatonLimits &limits) {
+    return Determinizer(steps, kind).run(limits);
+}
+
+} // namespace Corvane::Regex
