@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <numeric>
 
 #include "heuristic/BodyRule.h"
 #include "host/regex/LiteralMatcher.h"
@@ -53,22 +52,30 @@ public:
             return false;
         }
         bool failed = false;
-        return run(pattern, range, &failed) == positive && !failed;
+        const bool matched =
+            rule(pattern).expression->matches(facts.data(), facts.length(), 0, &failed);
+        return !failed && matched == positive;
     }
 
-    // The units are the texts, each in the slot of its number, and the pattern is one that must match: leaves the units
-    // where it is worth trying.
-    void narrow(std::uint32_t pattern, std::vector<std::uint32_t> &units) {
-        const auto fails = [&](std::uint32_t unit) {
-            TextFacts facts = factsOf(rangeOf(unit), unit);
-            return !index_.filter->passes(pattern, facts);
-        };
-        units.erase(std::remove_if(units.begin(), units.end(), fails), units.end());
-        index_.filter->select(pattern, memory_.views.data(), units);
+    // Where units are texts, each in the slot of its number, and the pattern must match: those from first to before last
+    // where it is worth trying. Good until the next call.
+    const std::vector<Text> &worthTrying(std::uint32_t pattern, std::uint32_t first,
+                                         std::uint32_t last) {
+        std::vector<Text> &considered = memory_.considered;
+        considered.clear();
+        for (std::uint32_t unit = first; unit < last; ++unit) {
+            const ScanText &text = memory_.texts[unit];
+            TextFacts facts = factsOf({text.start, text.length}, unit);
+            if (index_.filter->passes(pattern, facts)) {
+                considered.push_back({facts.data(), facts.length(), unit});
+            }
+        }
+        index_.filter->select(pattern, considered);
+        return considered;
     }
 
-    bool matchesUnit(std::uint32_t pattern, std::uint32_t unit) const {
-        return run(pattern, rangeOf(unit), nullptr);
+    bool matches(std::uint32_t pattern, const Text &text) const {
+        return rule(pattern).expression->matches(text.data, text.length, 0, nullptr);
     }
 
 private:
@@ -76,16 +83,8 @@ private:
         return index_.rules[*index_.rulesBegin(pattern)];
     }
 
-    Range rangeOf(std::uint32_t unit) const {
-        return {memory_.texts[unit].start, memory_.texts[unit].length};
-    }
-
     TextFacts factsOf(const Range &range, std::size_t slot) {
         return {base_ + range.start, range.length, lowered_, range.start, memory_.known[slot]};
-    }
-
-    bool run(std::uint32_t pattern, const Range &range, bool *failed) const {
-        return rule(pattern).expression->matches(base_ + range.start, range.length, 0, failed);
     }
 
     const KindIndex &index_;
@@ -177,10 +176,6 @@ void FilteredPass::search(const unsigned char *base, std::size_t readable) {
 void FilteredPass::select(const unsigned char *base, std::size_t readable, Wanted wanted) {
     base_ = base;
     search(base, readable);
-    memory_->views.clear();
-    for (const ScanText &text : memory_->texts) {
-        memory_->views.push_back({base + text.start, text.length});
-    }
     Prober prober(list_.rules(), base, endOfTexts(), size(), *memory_);
     tryCandidates(prober, wanted);
     for (const std::uint32_t pattern : list_.rules().filter->unfiltered()) {
@@ -201,35 +196,19 @@ void FilteredPass::selectStaged(Wanted wanted) {
 }
 
 void FilteredPass::tryCandidates(Prober &prober, Wanted wanted) {
-    const std::vector<Candidate> &candidates = memory_->candidates;
-    for (auto first = candidates.begin(); first != candidates.end();) {
-        const auto last = std::find_if(first, candidates.end(), [first](const Candidate &each) {
-            return each.pattern() != first->pattern();
-        });
-        tryRun(first, last, prober, wanted);
-        first = last;
-    }
-}
-
-// Tries one pattern.
-void FilteredPass::tryRun(Candidates first, Candidates last, Prober &prober, Wanted wanted) {
-    const std::uint32_t pattern = first->pattern();
-    std::vector<std::uint32_t> &units = memory_->units;
-    const bool isFirstAll = wanted == Wanted::FirstMatch;
-    for (auto each = first; each != last;) {
-        units.clear();
-        for (; each != last && !each->decided() && units.size() < kTriedAtOnce; ++each) {
-            units.push_back(each->unit());
+    std::uint32_t settled = std::numeric_limits<std::uint32_t>::max();
+    for (const Candidate &candidate : memory_->candidates) {
+        const std::uint32_t pattern = candidate.pattern();
+        const std::uint32_t unit = candidate.unit();
+        if (pattern == settled) {
+            continue;
         }
-        if (tryUnits(pattern, prober, wanted) && isFirstAll) {
-            return;
+        if (candidate.decided()) {
+            addRules(pattern, unit);
+        } else if (!tryText(pattern, unit, prober)) {
+            continue;
         }
-        for (; each != last && each->decided(); ++each) {
-            addRules(pattern, each->unit());
-            if (isFirstAll) {
-                return;
-            }
-        }
+        settled = wanted == Wanted::FirstMatch ? pattern : settled;
     }
 }
 
@@ -237,29 +216,37 @@ void FilteredPass::tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted w
     if (!isOpen(pattern)) {
         return;
     }
-    std::vector<std::uint32_t> &units = memory_->units;
-    bool done = false;
-    for (std::uint32_t first = 0; first < size() && !done; first += kTriedAtOnce) {
-        units.resize(std::min(kTriedAtOnce, size() - first));
-        std::iota(units.begin(), units.end(), first);
-        done = tryUnits(pattern, prober, wanted) && wanted == Wanted::FirstMatch;
+    const std::uint32_t step = list_.rules().filter->hasAutomaton(pattern) ? kReadAtOnce : 1;
+    for (std::uint32_t unit = 0; unit < size(); unit += step) {
+        const bool matched =
+            step == 1 ? tryText(pattern, unit, prober) : tryTexts(pattern, unit, prober, wanted);
+        if (matched && wanted == Wanted::FirstMatch) {
+            return;
+        }
     }
 }
 
-// Tries the pattern on the units noted, in order; answers whether it matches one.
-bool FilteredPass::tryUnits(std::uint32_t pattern, Prober &prober, Wanted wanted) {
-    prober.narrow(pattern, memory_->units);
-    bool found = false;
-    for (const std::uint32_t unit : memory_->units) {
-        if (prober.matchesUnit(pattern, unit)) {
-            addRules(pattern, unit);
-            found = true;
-            if (wanted == Wanted::FirstMatch) {
-                break;
-            }
+bool FilteredPass::tryText(std::uint32_t pattern, std::uint32_t unit, Prober &prober) {
+    const ScanText &text = memory_->texts[unit];
+    const bool matched = prober.matches(pattern, {text.start, text.length}, unit);
+    if (matched) {
+        addRules(pattern, unit);
+    }
+    return matched;
+}
+
+// The same for up to kReadAtOnce texts from that unit on; answers whether any matched.
+bool FilteredPass::tryTexts(std::uint32_t pattern, std::uint32_t first, Prober &prober,
+                            Wanted wanted) {
+    const std::uint32_t last = first + std::min(kReadAtOnce, size() - first);
+    bool matched = false;
+    for (const Text &text : prober.worthTrying(pattern, first, last)) {
+        if (!(matched && wanted == Wanted::FirstMatch) && prober.matches(pattern, text)) {
+            addRules(pattern, static_cast<std::uint32_t>(text.number));
+            matched = true;
         }
     }
-    return found;
+    return matched;
 }
 
 void FilteredPass::addRules(std::uint32_t pattern, std::uint32_t unit) {

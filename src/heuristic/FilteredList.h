@@ -144,17 +144,17 @@ public:
 
 private:
     class Prober;
-    using Candidates = std::vector<Candidate>::const_iterator;
-    // Texts that are read at once, while it is not known yet whether one of them matches.
-    static constexpr std::uint32_t kTriedAtOnce = 32;
+    using Text = Regex::AutomatonTable::Text;
+    // Texts that an automaton reads before it is known whether one of them matches.
+    static constexpr std::uint32_t kReadAtOnce = 32;
 
     const std::vector<unsigned char> &padded();
     void skipTo(std::uint32_t unit);
     void search(const unsigned char *base, std::size_t readable);
     void tryCandidates(Prober &prober, Wanted wanted);
     void tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted wanted);
-    void tryRun(Candidates first, Candidates last, Prober &prober, Wanted wanted);
-    bool tryUnits(std::uint32_t pattern, Prober &prober, Wanted wanted);
+    bool tryText(std::uint32_t pattern, std::uint32_t unit, Prober &prober);
+    bool tryTexts(std::uint32_t pattern, std::uint32_t first, Prober &prober, Wanted wanted);
     void tryHeader(const Candidate &candidate, const Headers &headers, Prober &prober);
     void addRules(std::uint32_t pattern, std::uint32_t unit);
     bool isOpen(std::uint32_t pattern) const;

@@ -158,7 +158,7 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
     claims.minimumLength = static_cast<std::uint32_t>(std::min(required.minimumLength, kMost));
     claims.maximumLength = static_cast<std::uint32_t>(std::min(required.maximumLength, kMost));
     if (!required.firstBytes.all()) {
-        claims.firstByte = static_cast<std::uint32_t>(sets_.size());
+        claims.boundStart = true;
         sets_.push_back(requiredSet(required.firstBytes));
     }
     claims.whole = keyIsFirst && required.whole;
@@ -181,7 +181,9 @@ void RuleFilter::addAutomaton(Claims &claims, const Regex::RequiredLiterals &req
         tries = required.alternativesPerMiB;
     }
     if (!claims.whole && tries > kFrequentPerMiB) {
-        claims.automaton = automata_.add(source.text, source.options, kind).value_or(kNoAutomaton);
+        claims.automaton =
+            automata_.add(source.text, source.options, kind, Regex::AutomatonTable::When::Faster)
+                .value_or(kNoAutomaton);
     }
 }
 
@@ -268,8 +270,8 @@ bool RuleFilter::passes(std::uint32_t expression, TextFacts &text) const {
     if (text.length() < claims.minimumLength || text.length() > claims.maximumLength) {
         return false;
     }
-    if (claims.firstByte != kAnyFirst &&
-        (text.length() == 0 || !s_holds(sets_[claims.firstByte].bytes, text.data()[0]))) {
+    if (claims.boundStart &&
+        (text.length() == 0 || !s_holds(sets_[claims.firstSet - 1].bytes, text.data()[0]))) {
         return false;
     }
     for (std::uint32_t i = 0; i < claims.sets; ++i) {

@@ -91,13 +91,15 @@ public:
         return passes(expression, text) && isAccepted(expression, text);
     }
 
-    // The same in two steps: all but the automaton, and that for many texts at once. Of the numbers those whose text it
-    // accepts are left, in their order; the text of number i is texts[i].
+    // The same in two steps: all but the automaton, and that, if there is one, for many texts at once; those that it accepts
+    // are left, in their order.
+    bool hasAutomaton(std::uint32_t expression) const {
+        return claims_[expression].automaton != kNoAutomaton;
+    }
     bool passes(std::uint32_t expression, TextFacts &text) const;
-    void select(std::uint32_t expression, const Regex::AutomatonTable::Text *texts,
-                std::vector<std::uint32_t> &numbers) const {
-        if (claims_[expression].automaton != kNoAutomaton) {
-            automata_.select(claims_[expression].automaton, texts, numbers);
+    void select(std::uint32_t expression, std::vector<Regex::AutomatonTable::Text> &texts) const {
+        if (hasAutomaton(expression)) {
+            automata_.select(claims_[expression].automaton, texts);
         }
     }
 
@@ -115,19 +117,18 @@ private:
         std::uint16_t length;
         bool ignoreCase;
     };
-    static constexpr std::uint32_t kAnyFirst = 0xFFFFFFFF;
     static constexpr std::uint32_t kNoAutomaton = 0xFFFFFFFF;
     struct Claims {
         std::uint32_t minimumLength = 0;
         std::uint32_t maximumLength = 0xFFFFFFFF;
         std::uint32_t wholeUpTo = 0;
-        // Its position in sets_; kAnyFirst for an expression that says nothing of the first byte.
-        std::uint32_t firstByte = kAnyFirst;
         std::uint32_t automaton = kNoAutomaton;
         std::uint32_t firstNeedle = 0;
         std::uint32_t firstSet = 0;
         std::uint8_t needles = 0;
         std::uint8_t sets = 0;
+        // Whether one more set, before those, says what texts begin with.
+        bool boundStart = false;
         std::uint8_t form = 0;
         bool searched = true;
         // Of a searched one: each text with one of the literals, in its phrase if it has one, matches.
@@ -177,7 +178,7 @@ private:
     bool isAccepted(std::uint32_t expression, TextFacts &text) const {
         const std::uint32_t automaton = claims_[expression].automaton;
         return automaton == kNoAutomaton ||
-               automata_.mayMatch(automaton, {text.data(), text.length()});
+               automata_.mayMatch(automaton, {text.data(), text.length(), 0});
     }
     void claim(Claims &claims, const Regex::RequiredLiterals &required, bool keyIsFirst);
     void addAutomaton(Claims &claims, const Regex::RequiredLiterals &required, const Source &source,

@@ -71,9 +71,8 @@ struct ScanMemory {
     // The letters and digits of the texts alone, and the texts as ranges of them.
     std::vector<unsigned char> squeezed;
     std::vector<ScanText> squeezedTexts;
-    // The texts as automata read them, and units on which a pattern is being tried.
-    std::vector<Regex::AutomatonTable::Text> views;
-    std::vector<std::uint32_t> units;
+    // Texts on which a pattern is tried next, each with its unit.
+    std::vector<Regex::AutomatonTable::Text> considered;
     // What is to be tried, or decided: patterns on units.
     std::vector<Candidate> candidates;
     // What has matched: units and rules, in the order of trying.

@@ -5,8 +5,9 @@
 // hold no literal worth looking for.
 //
 //     AutomatonTable table;
-//     const auto number = table.add("/[\"'].{0,3}\\bor\\b/i", kAnyLineEnd, TextKind::Text);
-//     if (number.has_value() && !table.mayMatch(*number, {text.data(), text.length()})) {
+//     const auto number = table.add("/[\"'].{0,3}\\bor\\b/i", kAnyLineEnd, TextKind::Text,
+//                                   AutomatonTable::When::Faster);
+//     if (number.has_value() && !table.mayMatch(*number, {text.data(), text.length(), 0})) {
 //         // the expression does not match text
 //     }
 //
@@ -32,10 +33,12 @@ class CORVANE_REGEX_API AutomatonTable {
 public:
     static constexpr std::size_t kMaxStates = 1000;
 
-    // Borrowed for a call; data may be null where length is 0.
+    // The bytes are borrowed for a call; data may be null where length is 0. The number is the caller's, to know the text
+    // by.
     struct Text {
         const unsigned char *data = nullptr;
         std::size_t length = 0;
+        std::size_t number = 0;
     };
 
     AutomatonTable();
@@ -44,15 +47,18 @@ public:
     ~AutomatonTable();
 
     // text and options as the constructor of Expression takes them. Nothing for a pattern that is not understood
-    // throughout, and for one whose automaton would accept about every text of that kind.
-    std::optional<std::uint32_t> add(const std::string &text, unsigned int options, TextKind kind);
+    // throughout, and for one that matches every text; with Faster also where asking the automaton first would cost more
+    // than it spares, as far as that can be guessed: it would accept most texts of that kind, or the engine finds out soon
+    // by itself.
+    enum class When { Possible, Faster };
+    std::optional<std::uint32_t> add(const std::string &text, unsigned int options, TextKind kind,
+                                     When when);
 
     // Whether the expression may match the text from its beginning on.
     bool mayMatch(std::uint32_t number, const Text &text) const;
 
-    // The same for many texts, which is faster: leaves of the numbers, in their order, those whose text may match. The text
-    // of number i is texts[i]; no number is 0xFFFFFFFF.
-    void select(std::uint32_t number, const Text *texts, std::vector<std::uint32_t> &numbers) const;
+    // The same for many texts, which is faster: leaves those that the expression may match, in their order.
+    void select(std::uint32_t number, std::vector<Text> &texts) const;
 
     // Bytes allocated.
     std::size_t memoryBytes() const;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "host/parser/Exception.h"
 #include "host/regex/Determinizer.h"
@@ -14,6 +15,11 @@ namespace {
 
 // An automaton that accepts more texts than this is not worth the time to ask it.
 constexpr double kMaxAcceptance = 0.7;
+// Where the first few bytes settle it, the engine is as fast.
+constexpr double kFewBytesRead = 24;
+// The engine looks for the first bytes of a match many at a time: where no more places than this come into question, it is
+// faster.
+constexpr double kFewBeginnings = 1.0 / 128;
 // All can be named by 16 bits.
 constexpr std::size_t kMaxCells = std::size_t{std::numeric_limits<std::uint16_t>::max()} + 1;
 // How many texts are read at once, since each byte has to wait for the one before it.
@@ -21,8 +27,13 @@ constexpr std::size_t kLanes = 4;
 // So many bytes are read before it is asked whether the others matter.
 constexpr std::size_t kStride = 32;
 
+bool s_isFaster(const DeterministicAutomaton &automaton) {
+    return automaton.acceptance <= kMaxAcceptance && automaton.bytesRead >= kFewBytesRead;
+}
+
 std::optional<DeterministicAutomaton> s_automaton(const std::string &text, unsigned int options,
-                                                  TextKind kind) {
+                                                  TextKind kind, AutomatonTable::When when) {
+    const bool always = when == AutomatonTable::When::Possible;
     try {
         const Definition definition = parseDefinition(text, options);
         const auto parsed = parsePattern(definition);
@@ -33,9 +44,11 @@ std::optional<DeterministicAutomaton> s_automaton(const std::string &text, unsig
         const auto steps =
             PatternSteps::of(parsed->root, definition.utf ? PatternSteps::Edges::Ignored
                                                           : PatternSteps::Edges::Kept);
-        return steps.has_value()
-                   ? determinize(*steps, kind, {AutomatonTable::kMaxStates, kMaxCells})
-                   : std::nullopt;
+        if (!steps.has_value() || !(always || beginnings(*steps, kind) > kFewBeginnings)) {
+            return std::nullopt;
+        }
+        auto made = determinize(*steps, kind, {AutomatonTable::kMaxStates, kMaxCells});
+        return made.has_value() && (always || s_isFaster(*made)) ? std::move(made) : std::nullopt;
     } catch (const Exception &) {
         return std::nullopt;
     }
@@ -49,9 +62,9 @@ AutomatonTable &AutomatonTable::operator=(AutomatonTable &&source) noexcept = de
 AutomatonTable::~AutomatonTable() = default;
 
 std::optional<std::uint32_t> AutomatonTable::add(const std::string &text, unsigned int options,
-                                                 TextKind kind) {
-    const auto made = text.empty() ? std::nullopt : s_automaton(text, options, kind);
-    if (!made.has_value() || made->acceptance > kMaxAcceptance) {
+                                                 TextKind kind, When when) {
+    const auto made = text.empty() ? std::nullopt : s_automaton(text, options, kind, when);
+    if (!made.has_value()) {
         return std::nullopt;
     }
     const std::size_t width = made->classCount + 1;
@@ -138,36 +151,43 @@ bool AutomatonTable::mayMatch(std::uint32_t number, const Text &text) const {
     return reader.readToEnd(reader.lane(text, 0));
 }
 
-void AutomatonTable::select(std::uint32_t number, const Text *texts,
-                            std::vector<std::uint32_t> &numbers) const {
-    constexpr std::uint32_t kRejected = 0xFFFFFFFF;
+void AutomatonTable::select(std::uint32_t number, std::vector<Text> &texts) const {
+    // No text is that long.
+    constexpr std::size_t kRejected = std::numeric_limits<std::size_t>::max();
     const Reader reader(automata_[number], cells_);
-    std::size_t next = 0;
-    const auto take = [&] {
-        const std::size_t place = next++;
-        return reader.lane(texts[numbers[place]], place);
-    };
-    const auto judge = [&](const Reader::Lane &lane, bool accepted) {
-        numbers[lane.place] = accepted ? numbers[lane.place] : kRejected;
-    };
     std::array<Reader::Lane, kLanes> lanes;
     std::size_t open = 0;
-    while (open < kLanes && next < numbers.size()) {
-        lanes[open++] = take();
+    std::size_t next = 0;
+    const auto take = [&](Reader::Lane &lane) {
+        lane = reader.lane(texts[next], next);
+        ++next;
+    };
+    const auto judge = [&](const Reader::Lane &lane, bool accepted) {
+        texts[lane.place].length = accepted ? texts[lane.place].length : kRejected;
+    };
+    while (open < kLanes && next < texts.size()) {
+        take(lanes[open++]);
     }
     while (open == kLanes) {
         reader.advance(lanes);
         for (std::size_t i = 0; i < open; ++i) {
-            if (reader.isDone(lanes[i])) {
-                judge(lanes[i], reader.accepts(lanes[i]));
-                lanes[i] = next < numbers.size() ? take() : lanes[--open];
+            if (!reader.isDone(lanes[i])) {
+                continue;
+            }
+            judge(lanes[i], reader.accepts(lanes[i]));
+            if (next < texts.size()) {
+                take(lanes[i]);
+            } else {
+                lanes[i] = lanes[--open];
             }
         }
     }
     for (std::size_t i = 0; i < open; ++i) {
         judge(lanes[i], reader.readToEnd(lanes[i]));
     }
-    numbers.erase(std::remove(numbers.begin(), numbers.end(), kRejected), numbers.end());
+    texts.erase(std::remove_if(texts.begin(), texts.end(),
+                               [](const Text &text) { return text.length == kRejected; }),
+                texts.end());
 }
 
 std::size_t AutomatonTable::memoryBytes() const {

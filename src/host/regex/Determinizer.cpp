@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <queue>
+#include <set>
 #include <unordered_set>
 #include <utility>
 
@@ -13,10 +14,13 @@ namespace Corvane::Regex {
 namespace {
 
 using Number = PatternSteps::Number;
+using State = DeterministicAutomaton::State;
 // Steps that may come next, in ascending order.
 using Steps = std::vector<Number>;
 
 constexpr std::size_t kBytes = 256;
+// Where the engine looks for the bytes that a match begins with.
+constexpr std::size_t kFirstBytes = 4;
 // Beyond so many states those that are met less often than this in a text are not told apart.
 constexpr std::size_t kCheapStates = 64;
 constexpr double kLeastWeight = 1e-7;
@@ -106,7 +110,7 @@ private:
     std::size_t nextOf(const Steps &steps, std::size_t byteClass);
     bool acceptsAtEnd(const Place &state) const;
     DeterministicAutomaton collect() const;
-    double acceptance(const DeterministicAutomaton &automaton) const;
+    void rate(DeterministicAutomaton &automaton) const;
 
     const PatternSteps &steps_;
     ByteClasses classes_;
@@ -240,12 +244,11 @@ std::optional<DeterministicAutomaton> Determinizer::run(const AutomatonLimits &l
         }
     }
     DeterministicAutomaton automaton = collect();
-    automaton.acceptance = acceptance(automaton);
+    rate(automaton);
     return automaton;
 }
 
 DeterministicAutomaton Determinizer::collect() const {
-    using State = DeterministicAutomaton::State;
     DeterministicAutomaton automaton;
     automaton.classes = classes_.numbers();
     automaton.classCount = classes_.size();
@@ -271,25 +274,64 @@ DeterministicAutomaton Determinizer::collect() const {
 }
 
 // Follows the shares of texts that are in each state.
-double Determinizer::acceptance(const DeterministicAutomaton &automaton) const {
-    std::map<std::size_t, double> shares{{automaton.start, 1}};
+void Determinizer::rate(DeterministicAutomaton &automaton) const {
+    std::map<State, double> shares{{automaton.start, 1}};
+    automaton.bytesRead = 0;
     for (std::size_t taken = 0; taken < kUsualBytes; ++taken) {
-        std::map<std::size_t, double> later;
+        std::map<State, double> later;
         for (const auto &[state, share] : shares) {
+            const bool isSettled =
+                state == DeterministicAutomaton::kAccepts || state == automaton.dead;
+            automaton.bytesRead += isSettled ? 0 : share;
             for (std::size_t each = 0; each < classes_.size(); ++each) {
                 later[automaton.next[state][each]] += share * classes_.share(each);
             }
         }
         shares = std::move(later);
     }
-    double accepted = 0;
+    automaton.acceptance = 0;
     for (const auto &[state, share] : shares) {
-        accepted += automaton.next[state].back() == DeterministicAutomaton::kAccepts ? share : 0;
+        const bool isAccepted = automaton.next[state].back() == DeterministicAutomaton::kAccepts;
+        automaton.acceptance += isAccepted ? share : 0;
     }
-    return accepted;
+}
+
+// What may come after any of the steps, of which none is an end.
+PatternSteps::Next s_afterAll(const PatternSteps &steps, const Steps &before) {
+    std::set<Number> later;
+    PatternSteps::Next next;
+    for (const Number step : before) {
+        const PatternSteps::Next after = steps.after(step);
+        later.insert(after.steps.begin(), after.steps.end());
+        next.accepts = next.accepts || after.accepts;
+    }
+    next.steps.assign(later.begin(), later.end());
+    return next;
 }
 
 } // namespace
+
+double beginnings(const PatternSteps &steps, TextKind kind) {
+    PatternSteps::Next next = steps.elsewhere();
+    double first = 1;
+    double second = 1;
+    const auto isEnd = [&](Number step) { return steps.isEnd(step); };
+    for (std::size_t place = 0; place < kFirstBytes; ++place) {
+        if (next.accepts || next.steps.empty() ||
+            std::any_of(next.steps.begin(), next.steps.end(), isEnd)) {
+            break;
+        }
+        ByteSet bytes;
+        for (const Number step : next.steps) {
+            bytes |= steps.bytes(step);
+        }
+        const double share = expectedShare(bytes, kind);
+        second = std::min(second, std::max(first, share));
+        first = std::min(first, share);
+        next = s_afterAll(steps, next.steps);
+    }
+    return first * second;
+}
 
 std::optional<DeterministicAutomaton> determinize(const PatternSteps &steps, TextKind kind,
                                                   const AutomatonLimits &limits) {

@@ -14,6 +14,12 @@
 
 namespace Corvane::Regex {
 
+// At which share of all places of a text a match may begin, as far as the two rarest of its first bytes tell; 1 where it
+// begins at the start of the text.
+double beginnings(const PatternSteps &steps, TextKind kind);
+
+constexpr std::size_t kUsualBytes = 64;
+
 struct DeterministicAutomaton {
     // State 0 accepts, whatever follows.
     using State = std::uint16_t;
@@ -28,11 +34,11 @@ struct DeterministicAutomaton {
     State start = kAccepts;
     // The state, if there is one, from which no other is reached.
     std::optional<State> dead;
-    // Which share of texts of kUsualBytes bytes is accepted, as a coarse guess.
+    // Of texts of kUsualBytes bytes, as a coarse guess: which share is accepted, and how many bytes are read until nothing
+    // that follows matters.
     double acceptance = 1;
+    double bytesRead = kUsualBytes;
 };
-
-constexpr std::size_t kUsualBytes = 64;
 
 // What an automaton may have; next has so many cells at most.
 struct AutomatonLimits {

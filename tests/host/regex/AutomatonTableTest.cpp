@@ -1,7 +1,7 @@
 #include "host/regex/AutomatonTable.h"
 
-#include <numeric>
-#include <optional>
+#include <algorithm>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -13,8 +13,18 @@
 namespace Corvane::Regex {
 namespace {
 
+using When = AutomatonTable::When;
+
 AutomatonTable::Text s_view(const std::string &text) {
-    return {reinterpret_cast<const unsigned char *>(text.data()), text.size()};
+    return {reinterpret_cast<const unsigned char *>(text.data()), text.size(), 0};
+}
+
+std::vector<std::size_t> s_numbers(const std::vector<AutomatonTable::Text> &texts) {
+    std::vector<std::size_t> numbers;
+    for (const AutomatonTable::Text &text : texts) {
+        numbers.push_back(text.number);
+    }
+    return numbers;
 }
 
 bool s_matches(const std::string &pattern, const std::string &subject) {
@@ -37,7 +47,7 @@ class AutomatonOf : public testing::TestWithParam<AutomatonRow> {};
 TEST_P(AutomatonOf, AcceptsWhatTheEngineMatches) {
     const AutomatonRow &row = GetParam();
     AutomatonTable table;
-    const auto number = table.add(row.pattern, kAnyLineEnd, TextKind::Text);
+    const auto number = table.add(row.pattern, kAnyLineEnd, TextKind::Text, When::Possible);
     ASSERT_TRUE(number.has_value());
     EXPECT_EQ(table.mayMatch(*number, s_view(row.subject)), row.expected);
     EXPECT_EQ(s_matches(row.pattern, row.subject), row.expected);
@@ -92,13 +102,41 @@ TEST(AutomatonTable, HasNothingForWhatItCannotTell) {
         huge += "[ab]";
     }
     for (const std::string &pattern :
-         {std::string(), std::string("a*"), std::string("x?$"), std::string("[^\\n]"),
-          std::string("(?R)"), std::string("(*UTF)a"), std::string("(a"), std::string("/a"),
-          huge}) {
-        EXPECT_FALSE(table.add(pattern, kNoOptions, TextKind::Text).has_value()) << pattern;
+         {std::string(), std::string("a*"), std::string("x?$"), std::string("(?R)"),
+          std::string("(*UTF)a"), std::string("(a"), std::string("/a"), huge}) {
+        EXPECT_FALSE(table.add(pattern, kNoOptions, TextKind::Text, When::Possible).has_value())
+            << pattern;
     }
     EXPECT_EQ(table.memoryBytes(), 0U);
 }
+
+struct WorthRow {
+    const char *name;
+    const char *pattern;
+    bool expected;
+};
+
+void PrintTo(const WorthRow &row, std::ostream *out) {
+    *out << row.name;
+}
+
+class WorthOf : public testing::TestWithParam<WorthRow> {};
+
+TEST_P(WorthOf, IsGuessed) {
+    AutomatonTable table;
+    EXPECT_EQ(table.add(GetParam().pattern, kNoOptions, TextKind::Text, When::Faster).has_value(),
+              GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, WorthOf,
+    testing::Values(WorthRow{"manyBeginnings", R"((?:and|x?or|not)[\s(]+\w+=\d)", true},
+                    WorthRow{"goesOnFromTheStart", R"(^[^.]*?[*?]+/)", true},
+                    WorthRow{"acceptsMostTexts", R"([^ ] [^ ])", false},
+                    WorthRow{"rareBeginning", R"(jq\w+[;!])", false},
+                    WorthRow{"rareSecondByte", R"(\w[@#]\d)", false},
+                    WorthRow{"failsAtTheStart", R"(^\d+[;!])", false}),
+    [](const testing::TestParamInfo<WorthRow> &row) { return row.param.name; });
 
 // Assertions and back-references count as true, and a pattern that would need more than the states or the steps that are
 // spent on it accepts the more.
@@ -111,7 +149,7 @@ TEST(AutomatonTable, AcceptsTooMuchRatherThanTooLittle) {
                                        std::string(R"(\d(?<=1)x1!)"), "1(?:x|" + optional + "9)1!",
                                        std::string("1(?:(?:x{1,50}){1,50}){1,50}1!")}) {
         AutomatonTable table;
-        const auto number = table.add(pattern, kNoOptions, TextKind::Text);
+        const auto number = table.add(pattern, kNoOptions, TextKind::Text, When::Possible);
         ASSERT_TRUE(s_matches(pattern, "0x 1x1! 1")) << pattern;
         EXPECT_TRUE(!number.has_value() || table.mayMatch(*number, s_view("0x 1x1! 1"))) << pattern;
     }
@@ -119,8 +157,8 @@ TEST(AutomatonTable, AcceptsTooMuchRatherThanTooLittle) {
 
 TEST(AutomatonTable, SelectsOfManyTextsWhatItAcceptsOfEach) {
     AutomatonTable table;
-    ASSERT_EQ(table.add(R"(^\d+;)", kNoOptions, TextKind::Text), 0U);
-    ASSERT_EQ(table.add(R"([01]2[^x]{0,40}[;:]$)", kNoOptions, TextKind::Text), 1U);
+    ASSERT_EQ(table.add(R"(^\d+;)", kNoOptions, TextKind::Text, When::Possible), 0U);
+    ASSERT_EQ(table.add(R"([01]2[^x]{0,40}[;:]$)", kNoOptions, TextKind::Text, When::Possible), 1U);
     std::mt19937_64 random(5);
     for (std::size_t count : {0U, 1U, 3U, 4U, 5U, 200U}) {
         std::vector<std::string> subjects(count);
@@ -130,19 +168,16 @@ TEST(AutomatonTable, SelectsOfManyTextsWhatItAcceptsOfEach) {
                 subject += "01222 ;x"[random() % 8];
             }
             texts.push_back(s_view(subject));
+            texts.back().number = texts.size();
         }
         for (std::uint32_t number : {0U, 1U}) {
-            // Every second one is asked for.
-            std::vector<std::uint32_t> selected;
-            std::vector<std::uint32_t> expected;
-            for (std::uint32_t i = 0; i < count; i += 2) {
-                selected.push_back(i);
-                if (table.mayMatch(number, texts[i])) {
-                    expected.push_back(i);
-                }
-            }
-            table.select(number, texts.data(), selected);
-            EXPECT_EQ(selected, expected);
+            std::vector<AutomatonTable::Text> selected = texts;
+            table.select(number, selected);
+            std::vector<AutomatonTable::Text> expected;
+            std::copy_if(
+                texts.begin(), texts.end(), std::back_inserter(expected),
+                [&](const AutomatonTable::Text &text) { return table.mayMatch(number, text); });
+            EXPECT_EQ(s_numbers(selected), s_numbers(expected));
         }
     }
 }

@@ -454,12 +454,12 @@ std::optional<Expression> s_compiled(const std::string &text, unsigned int optio
 class Automaton {
 public:
     Automaton(const std::string &text, unsigned int options, TextKind kind)
-        : number_(table_.add(text, options, kind)) {}
+        : number_(table_.add(text, options, kind, AutomatonTable::When::Possible)) {}
 
     bool isMade() const { return number_.has_value(); }
     bool rejects(const std::string &subject) const {
         const auto *data = reinterpret_cast<const unsigned char *>(subject.data());
-        return isMade() && !table_.mayMatch(*number_, {data, subject.size()});
+        return isMade() && !table_.mayMatch(*number_, {data, subject.size(), 0});
     }
 
 private:
