@@ -241,9 +241,12 @@ bool FilteredPass::tryTexts(std::uint32_t pattern, std::uint32_t first, Prober &
     const std::uint32_t last = first + std::min(kReadAtOnce, size() - first);
     bool matched = false;
     for (const Text &text : prober.worthTrying(pattern, first, last)) {
-        if (!(matched && wanted == Wanted::FirstMatch) && prober.matches(pattern, text)) {
+        if (prober.matches(pattern, text)) {
             addRules(pattern, static_cast<std::uint32_t>(text.number));
             matched = true;
+            if (wanted == Wanted::FirstMatch) {
+                break;
+            }
         }
     }
     return matched;

@@ -19,19 +19,29 @@ constexpr unsigned int s_bit(HeaderForm form) {
     return 1U << static_cast<unsigned int>(form);
 }
 
-// Whether the conversion to UTF-8 leaves the value as it is, as far as that can be told at a glance.
-bool s_isShortAscii(const std::string &value) {
+// A high bit is left for each byte above 127, and for a zero byte.
+std::uint64_t s_oddBytes(const char *data, std::size_t count) {
     constexpr std::uint64_t kLowBits = 0x0101010101010101;
     constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    if (value.size() >= kHeaderRoomBytes) {
+    std::uint64_t bytes = kLowBits;
+    std::memcpy(&bytes, data, count);
+    return (bytes | (bytes - kLowBits)) & kHighBits;
+}
+
+// Whether the conversion to UTF-8 leaves the value as it is, as far as that can be told at a glance.
+bool s_isShortAscii(const std::string &value) {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    const std::size_t size = value.size();
+    if (size >= kHeaderRoomBytes) {
         return false;
     }
-    // A high bit is left for each byte above 127, and for a zero byte.
-    std::uint64_t odd = 0;
-    for (std::size_t at = 0; at < value.size(); at += sizeof odd) {
-        std::uint64_t bytes = kLowBits;
-        std::memcpy(&bytes, value.data() + at, std::min(sizeof bytes, value.size() - at));
-        odd |= (bytes | (bytes - kLowBits)) & kHighBits;
+    if (size < kWord) {
+        return s_oddBytes(value.data(), size) == 0;
+    }
+    // The last word may overlap the one before: whole words are read many at a time.
+    std::uint64_t odd = s_oddBytes(value.data() + size - kWord, kWord);
+    for (std::size_t at = 0; at + kWord < size; at += kWord) {
+        odd |= s_oddBytes(value.data() + at, kWord);
     }
     return odd == 0;
 }

@@ -21,6 +21,8 @@ using Steps = std::vector<Number>;
 constexpr std::size_t kBytes = 256;
 // Where the engine looks for the bytes that a match begins with.
 constexpr std::size_t kFirstBytes = 4;
+// Where more steps than this may come next, no byte is rare.
+constexpr std::size_t kManySteps = 256;
 // Beyond so many states those that are met less often than this in a text are not told apart.
 constexpr std::size_t kCheapStates = 64;
 constexpr double kLeastWeight = 1e-7;
@@ -146,7 +148,7 @@ bool Determinizer::findBeginnings() {
     for (const Number step : beginnings.steps) {
         begins_[step] = true;
     }
-    const bool matchesNothing = beginnings.accepts || steps_.atStart().accepts ||
+    const bool matchesEverywhere = beginnings.accepts || steps_.atStart().accepts ||
                                 std::any_of(beginnings.steps.begin(), beginnings.steps.end(),
                                             [this](Number step) { return steps_.isEnd(step); });
     for (std::size_t each = 0; each < classes_.size(); ++each) {
@@ -160,7 +162,7 @@ bool Determinizer::findBeginnings() {
         }
         begun_.push_back(std::move(next));
     }
-    return !matchesNothing;
+    return !matchesEverywhere;
 }
 
 std::size_t Determinizer::stateOf(Steps steps) {
@@ -317,7 +319,7 @@ double beginnings(const PatternSteps &steps, TextKind kind) {
     double second = 1;
     const auto isEnd = [&](Number step) { return steps.isEnd(step); };
     for (std::size_t place = 0; place < kFirstBytes; ++place) {
-        if (next.accepts || next.steps.empty() ||
+        if (next.accepts || next.steps.empty() || next.steps.size() > kManySteps ||
             std::any_of(next.steps.begin(), next.steps.end(), isEnd)) {
             break;
         }
