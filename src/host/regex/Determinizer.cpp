@@ -149,8 +149,8 @@ bool Determinizer::findBeginnings() {
         begins_[step] = true;
     }
     const bool matchesEverywhere = beginnings.accepts || steps_.atStart().accepts ||
-                                std::any_of(beginnings.steps.begin(), beginnings.steps.end(),
-                                            [this](Number step) { return steps_.isEnd(step); });
+                                   std::any_of(beginnings.steps.begin(), beginnings.steps.end(),
+                                               [this](Number step) { return steps_.isEnd(step); });
     for (std::size_t each = 0; each < classes_.size(); ++each) {
         std::optional<Steps> next = Steps();
         for (const Number step : beginnings.steps) {
