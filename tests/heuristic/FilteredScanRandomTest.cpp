@@ -40,6 +40,10 @@ constexpr std::array kSelectors = {
     "Subject",  "From:addr",        "From:name", "To:raw",    "X-*",       "*",
     "ALL",      "ALL:raw",          "ToCc",      "MESSAGEID", "x-*r:addr", "subject:raw",
     "*e*:name", "EnvelopeFrom:addr"};
+// What no literal can be looked for, and what begins almost anywhere.
+constexpr std::array kLoosePatterns = {
+    "(?:of+|an?d|x?f)[r-v\\W]*[=!<e.]", "[a-f][\\W_]*[r-v]\\S?[.!-]", "^[^.]*?[!=_]\\S",
+    "(?:re|of|\\d).[^e]*?\\.\\s?[a-c]", "[.-]\\s*[a-o]+[!\"]?$",      "(?:[.\\-_][^.\\-_]*?){4}"};
 constexpr std::array kTails = {"", "", "", "i", "i", "s", "m", "x", "u", "iu", "is"};
 constexpr std::array kScores = {"1",    "0.1", "0.3",  "-0.7", "1e7",
                                 "-1e7", "2.5", "1e-3", "0",    "0.7"};
@@ -101,7 +105,7 @@ private:
     std::string part() {
         const std::string word = of(kWords);
         const std::string other = of(kWords);
-        switch (below(18)) {
+        switch (below(19)) {
         case 0:
             return "(?:" + word + '|' + other + '|' + of(kWords) + ')';
         case 1:
@@ -130,6 +134,8 @@ private:
             return '[' + word.substr(0, 1) + "0]" + word.substr(1);
         case 12:
             return word + '{' + std::to_string(below(3)) + ',' + (oneIn(2) ? "3}" : "}");
+        case 13:
+            return of(kLoosePatterns);
         default:
             return word;
         }

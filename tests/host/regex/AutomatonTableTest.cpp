@@ -20,10 +20,9 @@ AutomatonTable::Text s_view(const std::string &text) {
 }
 
 std::vector<std::size_t> s_numbers(const std::vector<AutomatonTable::Text> &texts) {
-    std::vector<std::size_t> numbers;
-    for (const AutomatonTable::Text &text : texts) {
-        numbers.push_back(text.number);
-    }
+    std::vector<std::size_t> numbers(texts.size());
+    std::transform(texts.begin(), texts.end(), numbers.begin(),
+                   [](const AutomatonTable::Text &text) { return text.number; });
     return numbers;
 }
 
