@@ -60,7 +60,6 @@ private:
     Next follow(Number first, bool start) const;
 
     std::vector<Step> steps_;
-    std::size_t room_ = 0;
     Number entry_ = 0;
 };
 
