@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "heuristic/BodyRule.h"
+#include "heuristic/RuleFilterSearch.h"
 #include "host/regex/LiteralMatcher.h"
 
 namespace Corvane::Heuristic {
@@ -70,7 +71,7 @@ public:
                 considered.push_back({facts.data(), facts.length(), unit});
             }
         }
-        index_.filter->select(pattern, considered);
+        index_.filter->selectAccepted(pattern, considered);
         return considered;
     }
 

@@ -46,10 +46,10 @@ public:
     AutomatonTable &operator=(AutomatonTable &&source) noexcept;
     ~AutomatonTable();
 
-    // text and options as the constructor of Expression takes them. Nothing for a pattern that is not understood
-    // throughout, and for one that matches every text; with Faster also where asking the automaton first would cost more
-    // than it spares, as far as that can be guessed: it would accept most texts of that kind, or the engine finds out soon
-    // by itself.
+    // text and options as the constructor of Expression takes them; the answer means nothing where that refuses them.
+    // Nothing for a pattern that is not understood throughout, and for one that matches every text; with Faster also where
+    // asking the automaton first would cost more than it spares, as far as that can be guessed: it would accept most texts
+    // of that kind, or the engine finds out soon by itself. Nothing is thrown but for want of memory.
     enum class When { Possible, Faster };
     std::optional<std::uint32_t> add(const std::string &text, unsigned int options, TextKind kind,
                                      When when);

@@ -64,7 +64,8 @@ AutomatonTable::~AutomatonTable() = default;
 std::optional<std::uint32_t> AutomatonTable::add(const std::string &text, unsigned int options,
                                                  TextKind kind, When when) {
     const auto made = text.empty() ? std::nullopt : s_automaton(text, options, kind, when);
-    if (!made.has_value()) {
+    const bool fits = cells_.size() <= std::numeric_limits<std::uint32_t>::max() - kMaxCells;
+    if (!made.has_value() || !fits) {
         return std::nullopt;
     }
     const std::size_t width = made->classCount + 1;

@@ -189,7 +189,7 @@ std::size_t Determinizer::nextOf(const Steps &steps, std::size_t byteClass) {
             if (byte == '\r' || byte == '\n') {
                 next.push_back(step);
             }
-        } else if (steps_.bytes(step)[byte] && !addAfter(step, next)) {
+        } else if (steps_.bytes(step)[byte] && (work_ > kMaxWork || !addAfter(step, next))) {
             return kAccepts;
         }
     }
@@ -277,24 +277,25 @@ DeterministicAutomaton Determinizer::collect() const {
 
 // Follows the shares of texts that are in each state.
 void Determinizer::rate(DeterministicAutomaton &automaton) const {
-    std::map<State, double> shares{{automaton.start, 1}};
+    std::vector<double> shares(automaton.next.size(), 0);
+    shares.at(automaton.start) = 1;
     automaton.bytesRead = 0;
     for (std::size_t taken = 0; taken < kUsualBytes; ++taken) {
-        std::map<State, double> later;
-        for (const auto &[state, share] : shares) {
+        std::vector<double> later(shares.size(), 0);
+        for (std::size_t state = 0; state < shares.size(); ++state) {
             const bool isSettled =
                 state == DeterministicAutomaton::kAccepts || state == automaton.dead;
-            automaton.bytesRead += isSettled ? 0 : share;
-            for (std::size_t each = 0; each < classes_.size(); ++each) {
-                later[automaton.next[state][each]] += share * classes_.share(each);
+            automaton.bytesRead += isSettled ? 0 : shares[state];
+            for (std::size_t each = 0; each < classes_.size() && shares[state] > 0; ++each) {
+                later[automaton.next[state][each]] += shares[state] * classes_.share(each);
             }
         }
-        shares = std::move(later);
+        shares.swap(later);
     }
     automaton.acceptance = 0;
-    for (const auto &[state, share] : shares) {
+    for (std::size_t state = 0; state < shares.size(); ++state) {
         const bool isAccepted = automaton.next[state].back() == DeterministicAutomaton::kAccepts;
-        automaton.acceptance += isAccepted ? share : 0;
+        automaton.acceptance += isAccepted ? shares[state] : 0;
     }
 }
 

@@ -157,6 +157,11 @@ bool Parser::skipIgnored(const Options &options) {
         }
         return true;
     }
+    // Only to some releases of the engine white space as a byte.
+    if (!reader_.utf() && reader_.looksAt("\x85")) {
+        reader_.fail();
+        return true;
+    }
     // White space too, in UTF-8.
     for (const char *white :
          {"\xC2\x85", "\xE2\x80\x8E", "\xE2\x80\x8F", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {

@@ -102,7 +102,8 @@ TEST(AutomatonTable, HasNothingForWhatItCannotTell) {
     }
     for (const std::string &pattern :
          {std::string(), std::string("a*"), std::string("x?$"), std::string("(?R)"),
-          std::string("(*UTF)a"), std::string("(a"), std::string("/a"), huge}) {
+          std::string("/[ab]\x85\\d/x"), std::string("(*UTF)a"), std::string("(a"),
+          std::string("/a"), huge}) {
         EXPECT_FALSE(table.add(pattern, kNoOptions, TextKind::Text, When::Possible).has_value())
             << pattern;
     }

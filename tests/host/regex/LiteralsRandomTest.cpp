@@ -306,18 +306,31 @@ private:
         return part;
     }
 
-    static constexpr std::array<const char *, 24> kCharacters = {"a",        "b",
-                                                                 "k",        "s",
-                                                                 "K",        "S",
-                                                                 "a",        "b",
-                                                                 "1",        "_",
-                                                                 " ",        "-",
-                                                                 ".",        "#",
-                                                                 "/",        "\n",
-                                                                 "{",        "]",
-                                                                 "\xc3\xa9", "\xe2\x84\xaa",
-                                                                 "\xc5\xbf", "\xe4\xb8\xad",
-                                                                 ",",        "8"};
+    static constexpr std::array<const char *, 25> kCharacters = {"\x85",
+                                                                 "a",
+                                                                 "b",
+                                                                 "k",
+                                                                 "s",
+                                                                 "K",
+                                                                 "S",
+                                                                 "a",
+                                                                 "b",
+                                                                 "1",
+                                                                 "_",
+                                                                 " ",
+                                                                 "-",
+                                                                 ".",
+                                                                 "#",
+                                                                 "/",
+                                                                 "\n",
+                                                                 "{",
+                                                                 "]",
+                                                                 "\xc3\xa9",
+                                                                 "\xe2\x84\xaa",
+                                                                 "\xc5\xbf",
+                                                                 "\xe4\xb8\xad",
+                                                                 ",",
+                                                                 "8"};
 
     std::mt19937_64 random_;
 };
