@@ -171,7 +171,7 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
     }
 }
 
-// For what would be tried often.
+// Where the expression would be tried often, adds its automaton if that is worth asking.
 void RuleFilter::addAutomaton(Claims &claims, const Regex::RequiredLiterals &required,
                               const Source &source, Regex::TextKind kind) {
     double tries = std::numeric_limits<double>::infinity();

@@ -20,7 +20,8 @@ class TextLocator {
 public:
     explicit TextLocator(const std::vector<ScanText> &texts) : texts_(texts), at_(0) {}
 
-    // The number of the text that holds all of the range, or none() for a range that crosses an edge.
+    // The number of the text that holds all of the range, or none() for a range that crosses an
+    // edge.
     std::size_t find(std::size_t end, std::size_t length);
     static constexpr std::size_t none() { return static_cast<std::size_t>(-1); }
 

@@ -17,8 +17,8 @@ namespace {
 constexpr double kMaxAcceptance = 0.7;
 // Where the first few bytes settle it, the engine is as fast.
 constexpr double kFewBytesRead = 24;
-// The engine looks for the first bytes of a match many at a time: where no more places than this come into question, it is
-// faster.
+// The engine looks for the first bytes of a match many at a time: where no more places than this
+// come into question, it is faster.
 constexpr double kFewBeginnings = 1.0 / 128;
 // All can be named by 16 bits.
 constexpr std::size_t kMaxCells = std::size_t{std::numeric_limits<std::uint16_t>::max()} + 1;

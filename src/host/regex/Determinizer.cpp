@@ -26,7 +26,8 @@ constexpr std::size_t kManySteps = 256;
 // Beyond so many states those that are met less often than this in a text are not told apart.
 constexpr std::size_t kCheapStates = 64;
 constexpr double kLeastWeight = 1e-7;
-// Steps that are looked at, over all states. Patterns with very many optional parts come to an end so.
+// Steps that are looked at, over all states. Patterns with very many optional parts come to an end
+// so.
 constexpr std::size_t kMaxWork = 4'000'000;
 
 // The classes of bytes that the steps do not tell apart.
@@ -96,8 +97,8 @@ public:
 private:
     static constexpr std::size_t kAccepts = static_cast<std::size_t>(-1);
 
-    // A state: how far matches may have come. One may also begin anywhere, so the steps that it begins with are part of
-    // every state, and not noted.
+    // A state: how far matches may have come. One may also begin anywhere, so the steps that it
+    // begins with are part of every state, and not noted.
     struct Place {
         const Steps *steps;
         double weight = 0;             // how often it is met, roughly

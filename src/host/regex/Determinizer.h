@@ -1,7 +1,8 @@
 #ifndef CORVANE_SRC_HOST_REGEX_DETERMINIZER_H
 #define CORVANE_SRC_HOST_REGEX_DETERMINIZER_H
 
-// Makes a deterministic automaton of a pattern's steps, one that looks for a match anywhere in a text.
+// Makes a deterministic automaton of a pattern's steps, one that looks for a match anywhere in a
+// text.
 
 #include <array>
 #include <cstddef>
@@ -14,8 +15,8 @@
 
 namespace Corvane::Regex {
 
-// At which share of all places of a text a match may begin, as far as the two rarest of its first bytes tell; 1 where it
-// begins at the start of the text.
+// At which share of all places of a text a match may begin, as far as the two rarest of its first
+// bytes tell; 1 where it begins at the start of the text.
 double beginnings(const PatternSteps &steps, TextKind kind);
 
 constexpr std::size_t kUsualBytes = 64;
@@ -28,14 +29,14 @@ struct DeterministicAutomaton {
     // Bytes of one class are not told apart.
     std::array<std::uint8_t, 256> classes{};
     std::size_t classCount = 0;
-    // By state, and by class, the next state; behind the last class what the end of the text leads to, which is state 0 or
-    // the same one.
+    // By state, and by class, the next state; behind the last class what the end of the text leads
+    // to, which is state 0 or the same one.
     std::vector<std::vector<State>> next;
     State start = kAccepts;
     // The state, if there is one, from which no other is reached.
     std::optional<State> dead;
-    // Of texts of kUsualBytes bytes, as a coarse guess: which share is accepted, and how many bytes are read until nothing
-    // that follows matters.
+    // Of texts of kUsualBytes bytes, as a coarse guess: which share is accepted, and how many bytes
+    // are read until nothing that follows matters.
     double acceptance = 1;
     double bytesRead = kUsualBytes;
 };
@@ -46,8 +47,8 @@ struct AutomatonLimits {
     std::size_t cells;
 };
 
-// Of more states those that are the least likely to be met in such text are taken for state 0. Nothing where every text
-// would be accepted.
+// Of more states those that are the least likely to be met in such text are taken for state 0.
+// Nothing where every text would be accepted.
 std::optional<DeterministicAutomaton> determinize(const PatternSteps &steps, TextKind kind,
                                                   const AutomatonLimits &limits);
 

@@ -10,7 +10,6 @@ namespace {
 // A dollar sign also matches before the last line end of the subject.
 constexpr std::size_t kLineEndBytes = 2;
 constexpr std::size_t kMaxWideBytes = 4;
-constexpr std::size_t kFirstHighByte = 128;
 
 constexpr std::size_t kUnlimited = PatternNode::kUnlimited;
 
@@ -81,7 +80,7 @@ bool s_isBoundToEnd(const PatternNode &root) {
 bool s_addFirst(const PatternNode &node, ByteSet &first) {
     switch (node.kind) {
     case PatternNode::Kind::Set:
-        first |= node.wide ? node.bytes | ~ByteSet() << kFirstHighByte : node.bytes;
+        first |= node.wide ? node.bytes | highBytes() : node.bytes;
         return false;
     case PatternNode::Kind::Sequence:
         return std::all_of(node.children.begin(), node.children.end(),

@@ -26,7 +26,6 @@ constexpr double kPieceCost = 4;
 // Sets with more of all bytes than this are in almost every text.
 constexpr double kMaxSetShare = 0.1;
 
-constexpr std::size_t kFirstHighByte = 128;
 constexpr std::size_t kCaseBit = 0x20;
 
 bool s_isLower(std::size_t byte) {
@@ -44,16 +43,11 @@ bool s_isAlphanumeric(std::size_t byte) {
 const ByteSet &s_alphanumeric() {
     static const ByteSet s_set = [] {
         ByteSet set;
-        for (std::size_t byte = 0; byte < kFirstHighByte; ++byte) {
+        for (std::size_t byte = 0; byte < set.size(); ++byte) {
             set[byte] = s_isAlphanumeric(byte);
         }
         return set;
     }();
-    return s_set;
-}
-
-const ByteSet &s_highBytes() {
-    static const ByteSet s_set = ~ByteSet() << kFirstHighByte;
     return s_set;
 }
 
@@ -335,7 +329,7 @@ Facts FactFinder::ofSet(const PatternNode &node) {
     facts.least = 1;
     if (view_ == View::Bytes) {
         facts.exact = false;
-        addSet(facts, node.wide ? node.bytes | s_highBytes() : node.bytes);
+        addSet(facts, node.wide ? node.bytes | highBytes() : node.bytes);
         return facts;
     }
     const bool squeezed = view_ == View::Squeezed;

@@ -157,7 +157,7 @@ bool Parser::skipIgnored(const Options &options) {
         }
         return true;
     }
-    // Only to some releases of the engine white space as a byte.
+    // The engine skips this byte, too; not every release of it need do so.
     if (!reader_.utf() && reader_.looksAt("\x85")) {
         reader_.fail();
         return true;

@@ -19,6 +19,12 @@ namespace Corvane::Regex {
 
 using ByteSet = std::bitset<256>;
 
+// The bytes above 127: those of the UTF-8 sequences that have several.
+inline const ByteSet &highBytes() {
+    static const ByteSet s_set = ~ByteSet() << 128;
+    return s_set;
+}
+
 struct PatternNode {
     enum class Kind {
         Empty,       // matches nothing, everywhere

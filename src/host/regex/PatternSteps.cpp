@@ -9,12 +9,8 @@ namespace {
 constexpr std::size_t kMaxSteps = 8192;
 // A repetition is told apart up to so many steps; beyond, more of it counts as any number.
 constexpr std::size_t kRepeatedSteps = 192;
-constexpr std::size_t kFirstHighByte = 128;
-
-const ByteSet &s_highBytes() {
-    static const ByteSet s_set = ~ByteSet() << kFirstHighByte;
-    return s_set;
-}
+// For a set that matches sequences of several bytes too.
+constexpr std::size_t kWideSteps = 4;
 
 // How often a repetition is told apart: least times, and then so many times more or any number.
 struct Times {
@@ -38,7 +34,7 @@ std::size_t s_size(const PatternNode &node) {
     std::size_t size = 1;
     switch (node.kind) {
     case PatternNode::Kind::Set:
-        return node.wide ? 4 : 1;
+        return node.wide ? kWideSteps : 1;
     case PatternNode::Kind::Sequence:
     case PatternNode::Kind::Alternation:
         for (const PatternNode &child : node.children) {
@@ -110,7 +106,7 @@ PatternSteps::Number PatternSteps::buildSet(const PatternNode &node, Number next
     }
     // A sequence of bytes above 127.
     const Number again = add({Step::Kind::Either, next, 0, nullptr});
-    const Number high = add({Step::Kind::Bytes, again, 0, &s_highBytes()});
+    const Number high = add({Step::Kind::Bytes, again, 0, &highBytes()});
     steps_[again].other = high;
     return add({Step::Kind::Either, narrow, high, nullptr});
 }

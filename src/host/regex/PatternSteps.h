@@ -1,8 +1,8 @@
 #ifndef CORVANE_SRC_HOST_REGEX_PATTERNSTEPS_H
 #define CORVANE_SRC_HOST_REGEX_PATTERNSTEPS_H
 
-// A pattern as a non-deterministic automaton: steps that take one byte each, and which of them may follow which. The tree
-// must outlive it.
+// A pattern as a non-deterministic automaton: steps that take one byte each, and which of them may
+// follow which. The tree must outlive it.
 
 #include <cstddef>
 #include <cstdint>
@@ -23,8 +23,9 @@ public:
         bool accepts = false;
     };
 
-    // Nothing where the pattern would have too many steps. Matches all that the tree matches; more where parts of it are
-    // repeated often, and without the assertions of edges where the caller says so.
+    // Nothing where the pattern would have too many steps. Matches all that the tree matches; more
+    // where parts of it are repeated often, and without the assertions of edges where the caller
+    // says so.
     enum class Edges { Kept, Ignored };
     static std::optional<PatternSteps> of(const PatternNode &root, Edges edges);
 

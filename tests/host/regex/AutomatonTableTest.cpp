@@ -138,8 +138,8 @@ INSTANTIATE_TEST_SUITE_P(
                     WorthRow{"failsAtTheStart", R"(^\d+[;!])", false}),
     [](const testing::TestParamInfo<WorthRow> &row) { return row.param.name; });
 
-// Assertions and back-references count as true, and a pattern that would need more than the states or the steps that are
-// spent on it accepts the more.
+// Assertions and back-references count as true, and a pattern that would need more than the states
+// or the steps that are spent on it accepts the more.
 TEST(AutomatonTable, AcceptsTooMuchRatherThanTooLittle) {
     std::string optional;
     for (int i = 0; i < 1000; ++i) {
