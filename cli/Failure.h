@@ -22,6 +22,9 @@ std::string systemReason(int error);
 // of the system's; 0 where it could.
 int flushed(std::ostream &out);
 
+// What to say where memory ran out, behind what could not be done.
+constexpr const char *kOutOfMemory = "out of memory; let it have more, or scan on fewer threads";
+
 // One printable line for a user: the command's own failures are sentences already, those of the
 // libraries need their details.
 std::string readable(const Exception &failure);

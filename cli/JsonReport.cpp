@@ -1,19 +1,23 @@
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "Report.h"
+#include "corvane/Engine.h"
 
 namespace Corvane::Cli {
 
 namespace {
 
 // What a program that reads the objects may count on; raised when a field changes its meaning.
-constexpr unsigned int kFormatVersion = 1;
+constexpr unsigned int kFormatVersion = 2;
 
-// Fields in the order they are set; floats, so that a score is written with the digits it has.
+// Fields in the order they are set; floats, so that a score is written with no more digits than
+// tell it from others.
 using Json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool,
                                   std::int64_t, std::uint64_t, float>;
 
@@ -46,62 +50,98 @@ void s_setName(Json &object, const std::string &key, const std::string &name) {
     }
 }
 
-Json s_rules(const Verdict &verdict) {
+Json s_names(const std::vector<std::string> &names) {
+    Json array = Json::array();
+    for (const std::string &name : names) {
+        array.push_back(name);
+    }
+    return array;
+}
+
+Json s_rules(const corvane::Verdict &verdict) {
     Json rules = Json::array();
-    for (const TrippedRule &rule : verdict.rules) {
+    for (const corvane::Hit &hit : verdict.hits()) {
         Json object;
-        s_setName(object, "name", rule.name);
-        object["kind"] = rule.kind;
-        object["score"] = rule.score;
-        object["language"] = verdict.language;
+        s_setName(object, "name", hit.name);
+        object["kind"] = corvane::kindName(hit.kind);
+        object["score"] = hit.score;
+        object["language"] = verdict.language();
         rules.push_back(object);
     }
     return rules;
 }
 
-void s_setResult(Json &object, const Verdict &verdict) {
-    object["language"] = verdict.language;
-    object["mask"] = verdict.mask;
-    object["score"] = verdict.score;
-    object["tripped"] = verdict.tripped;
-    object["over"] = verdict.over;
-    object["rules"] = s_rules(verdict);
-    object["limits"] = Json::array();
-    for (const MailLimit limit : verdict.limits) {
-        object["limits"].push_back(mailLimitName(limit));
-    }
-    object["ms"] = verdict.millis;
+// The text of a version without what sets it off in the log: "v5.123" of " (v5.123)".
+std::string s_plainVersion(const std::string &version) {
+    const std::size_t begin = version.find_first_not_of(" (");
+    const std::size_t end = version.find_last_not_of(" )");
+    return begin == std::string::npos ? std::string() : version.substr(begin, end + 1 - begin);
+}
+
+Json s_ruleSet(const corvane::RuleSet &rules) {
+    const corvane::RuleCounts &counts = rules.counts();
+    Json object;
+    object["loaded"] = counts.loaded;
+    object["active"] = counts.active;
+    object["refused"] = counts.refused;
+    object["duplicates"] = counts.duplicates;
+    object["version"] = s_plainVersion(rules.version());
+    object["generation"] = rules.generation();
+    object["engine"] = corvane::engine();
+    return object;
 }
 
 class JsonReport final : public Report {
 public:
-    explicit JsonReport(std::ostream &out) : out_(out) {}
+    JsonReport(std::ostream &out, ReportContext context)
+        : out_(out), context_(std::move(context)), ruleSet_(s_ruleSet(context_.rules)) {}
 
-    void message(const Verdict &verdict) override {
+    void message(const MessageResult &result) override {
         Json object;
         object["version"] = kFormatVersion;
-        s_setName(object, "file", verdict.file);
-        if (verdict.index > 0) {
-            object["index"] = verdict.index;
+        s_setName(object, "file", result.file);
+        if (result.index > 0) {
+            object["index"] = result.index;
         }
-        if (verdict.failure.empty()) {
-            s_setResult(object, verdict);
+        if (result.failure.empty()) {
+            setVerdict(object, result.verdict);
+            object["ms"] = result.millis;
         } else {
-            object["error"] = verdict.failure;
+            object["error"] = result.failure;
         }
+        object["ruleset"] = ruleSet_;
         out_ << s_rendered(object, Json::error_handler_t::replace) << '\n';
     }
 
     void summary(const Totals & /*totals*/) override {}
 
 private:
+    void setVerdict(Json &object, const corvane::Verdict &verdict) const {
+        object["language"] = verdict.language();
+        object["mask"] = verdict.mask();
+        object["score"] = shownTotal(verdict, context_.threshold);
+        object["tripped"] = verdict.stopped();
+        object["over"] = verdict.over();
+        object["rules"] = s_rules(verdict);
+        object["limits"] = Json::array();
+        for (const std::string_view limit : verdict.limits()) {
+            object["limits"].push_back(limit);
+        }
+        object["stepLimited"] = verdict.stepLimited();
+        if (context_.verbose) {
+            object["stepLimitedRules"] = s_names(verdict.stepLimitedRules());
+        }
+    }
+
     std::ostream &out_;
+    ReportContext context_;
+    Json ruleSet_;
 };
 
 } // namespace
 
-std::unique_ptr<Report> makeJsonReport(std::ostream &out) {
-    return std::make_unique<JsonReport>(out);
+std::unique_ptr<Report> makeJsonReport(std::ostream &out, ReportContext context) {
+    return std::make_unique<JsonReport>(out, std::move(context));
 }
 
 } // namespace Corvane::Cli

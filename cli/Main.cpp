@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "ExitStatus.h"
 #include "Failure.h"
 #include "Scan.h"
+#include "host/parser/Logger.h"
 
 namespace {
 
@@ -36,6 +39,21 @@ std::string s_firstOption(const std::vector<std::string> &arguments) {
         });
     return found == arguments.end() ? std::string() : *found;
 }
+
+// An option that may be given more than once still takes one value each time, which dots behind it
+// would deny.
+class HelpFormatter final : public CLI::Formatter {
+public:
+    std::string make_option_opts(const CLI::Option *option) const override {
+        const std::string dots = " ...";
+        std::string text = CLI::Formatter::make_option_opts(option);
+        const std::size_t found = text.find(dots);
+        if (option->nonpositional() && found != std::string::npos) {
+            text.erase(found, dots.size());
+        }
+        return text;
+    }
+};
 
 // What the library would say less well. It complains of what is missing first, even where an option
 // was not known.
@@ -82,8 +100,9 @@ int s_refuse(const CLI::App &app, const CLI::ParseError &error, int argc, char *
 int s_run(int argc, char **argv) {
     CLI::App app("Scores e-mail messages against heuristic rules.", "corvane");
     app.set_version_flag("--version", std::string("corvane ") + CORVANE_VERSION);
+    app.formatter(std::make_shared<HelpFormatter>());
     app.require_subcommand(1);
-    ScanOptions scan;
+    ScanArguments scan;
     RuleSetCopyOptions encrypt;
     RuleSetCopyOptions decrypt;
     addScanCommand(app, scan);
@@ -109,11 +128,23 @@ int s_run(int argc, char **argv) {
     return runScan(scan, out, std::cerr);
 }
 
+// What the libraries log is what the problems of a rule set tell with their places, and no news of
+// the system's.
+void s_ignoreLog() {
+    Corvane::Logger::instance(false).sink(
+        [](unsigned int /*id*/, int /*level*/, const std::string & /*text*/) {});
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     try {
+        s_ignoreLog();
         return s_run(argc, argv);
+    } catch (const Corvane::Exception &failure) {
+        std::cerr << "corvane: " << readable(failure) << '\n';
+    } catch (const std::bad_alloc &) {
+        std::cerr << "corvane: " << kOutOfMemory << '\n';
     } catch (const std::exception &failure) {
         std::cerr << "corvane: " << failure.what() << '\n';
     } catch (...) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include <fnmatch.h>
+
 #include "Files.h"
 
 namespace Corvane::Cli {
@@ -41,13 +43,15 @@ bool s_isMaildir(const std::string &directory) {
 
 } // namespace
 
-MessageFiles::MessageFiles(const std::vector<std::string> &arguments)
-    : arguments_(arguments.begin(), arguments.end()) {}
+MessageFiles::MessageFiles(const std::vector<std::string> &arguments,
+                           const std::vector<std::string> &include)
+    : arguments_(arguments.begin(), arguments.end()), include_(include) {}
 
 bool MessageFiles::next(std::string &path) {
     while (nextPath(path)) {
-        const Kind kind = levels_.empty() ? s_argumentKind(path) : s_entryKind(path);
-        if (kind == Kind::File) {
+        const bool isArgument = levels_.empty();
+        const Kind kind = isArgument ? s_argumentKind(path) : s_entryKind(path);
+        if (kind == Kind::File && (isArgument || isIncluded(path))) {
             return true;
         }
         if (kind == Kind::Directory) {
@@ -68,6 +72,14 @@ bool MessageFiles::nextPath(std::string &path) {
     path = levels_.empty() ? names.front() : joined(levels_.back().directory, names.front());
     names.pop_front();
     return true;
+}
+
+bool MessageFiles::isIncluded(const std::string &path) const {
+    const std::string name = std::filesystem::path(path).filename().string();
+    return include_.empty() ||
+           std::any_of(include_.begin(), include_.end(), [&name](const std::string &pattern) {
+               return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+           });
 }
 
 void MessageFiles::enter(const std::string &directory) {

@@ -14,7 +14,10 @@ namespace Corvane::Cli {
 
 class MessageFiles {
 public:
-    explicit MessageFiles(const std::vector<std::string> &arguments);
+    // With include, of the files in directories only those whose names match one of these patterns
+    // of the shell's.
+    MessageFiles(const std::vector<std::string> &arguments,
+                 const std::vector<std::string> &include);
 
     // Puts the next file into path, depth first and in the byte order of names; answers false at the
     // end. Whatever is named by an argument and is no directory counts as a file, "-" too. In
@@ -30,9 +33,11 @@ private:
     };
 
     bool nextPath(std::string &path);
+    bool isIncluded(const std::string &path) const;
     void enter(const std::string &directory);
 
     std::deque<std::string> arguments_;
+    std::vector<std::string> include_;
     std::vector<Level> levels_;
 };
 

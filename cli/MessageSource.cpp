@@ -1,18 +1,24 @@
 #include "MessageSource.h"
 
 #include <algorithm>
+#include <new>
 
 #include "Failure.h"
+#include "MailboxMark.h"
 
 namespace Corvane::Cli {
 
 namespace {
 
-constexpr std::string_view kSeparator = "From ";
-
 bool s_beginsMessage(InputFile &file) {
-    const std::string_view ahead = file.ahead(kSeparator.size());
-    return ahead.substr(0, kSeparator.size()) == kSeparator;
+    // Most lines are told by their first bytes.
+    if (file.ahead(kMarkStart.size()).substr(0, kMarkStart.size()) != kMarkStart) {
+        return false;
+    }
+    const std::string_view ahead = file.ahead(kMaxMarkBytes).substr(0, kMaxMarkBytes);
+    const std::size_t end = ahead.find('\n');
+    const bool isWhole = end != std::string_view::npos || ahead.size() < kMaxMarkBytes;
+    return isWhole && isMailboxMark(ahead.substr(0, end));
 }
 
 // The empty line that comes next, "" where another one does.
@@ -26,13 +32,12 @@ std::string s_emptyLine(InputFile &file) {
 }
 
 // What is wrong with a message as a whole; "" where nothing is.
-std::string s_fault(const std::string &label, const Buffer &bytes) {
+std::string s_fault(const std::string &label, const std::string &bytes) {
     const std::string called = label == kStandardInput ? "standard input" : "'" + label + "'";
-    if (bytes.isEmpty()) {
+    if (bytes.empty()) {
         return called + " is empty; a message has at least a header";
     }
-    const unsigned char *end = bytes.data() + bytes.length();
-    if (std::all_of(bytes.data(), end, [](unsigned char byte) { return byte == 0; })) {
+    if (bytes.find_first_not_of('\0') == std::string::npos) {
         return called + " is no message: it holds nothing but NUL bytes";
     }
     return {};
@@ -44,8 +49,9 @@ std::string MessageSource::label(const std::string &file, std::size_t index) {
     return index == 0 ? file : file + " #" + std::to_string(index);
 }
 
-MessageSource::MessageSource(const std::vector<std::string> &arguments, unsigned int maxBytes)
-    : files_(arguments), maxBytes_(maxBytes) {}
+MessageSource::MessageSource(const std::vector<std::string> &arguments,
+                             const std::vector<std::string> &include, unsigned int maxBytes)
+    : files_(arguments, include), maxBytes_(maxBytes) {}
 
 std::optional<RawMessage> MessageSource::next() {
     RawMessage message;
@@ -60,17 +66,23 @@ std::optional<RawMessage> MessageSource::next() {
         message = s_beginsMessage(*open_) ? readFromMbox() : read(open_->name());
         message.failure = s_fault(label(message.file, message.index), message.bytes);
     } catch (const Exception &failure) {
-        message.failure = readable(failure);
-        message.file = open_ == nullptr ? message.file : open_->name();
-        message.index = index_;
-        open_.reset();
+        message = failed(message.file, readable(failure));
+    } catch (const std::bad_alloc &) {
+        message = failed(message.file, {});
+        message.failure = "cannot read '" + message.file + "': " + kOutOfMemory;
     }
+    return message;
+}
+
+RawMessage MessageSource::failed(const std::string &file, const std::string &reason) {
+    RawMessage message{open_ == nullptr ? file : open_->name(), index_, {}, reason};
+    open_.reset();
     return message;
 }
 
 RawMessage MessageSource::read(const std::string &name) {
     RawMessage message{name, 0, {}, {}};
-    while (message.bytes.length() <= maxBytes_) {
+    while (message.bytes.size() <= maxBytes_) {
         const std::string_view bytes = open_->ahead(1);
         if (bytes.empty()) {
             break;
@@ -85,7 +97,7 @@ RawMessage MessageSource::read(const std::string &name) {
 RawMessage MessageSource::readFromMbox() {
     RawMessage message{open_->name(), ++index_, {}, {}};
     readLine(nullptr);
-    // An empty line is the message's own only once another line than a separator follows.
+    // An empty line is the message's own only once another line than a mark follows.
     std::string gap;
     while (!open_->ahead(1).empty()) {
         if (!gap.empty() && s_beginsMessage(*open_)) {
@@ -104,7 +116,7 @@ RawMessage MessageSource::readFromMbox() {
 }
 
 // A line may be as long as the file: it is moved in pieces.
-void MessageSource::readLine(Buffer *line) {
+void MessageSource::readLine(std::string *line) {
     bool ended = false;
     while (!ended) {
         const std::string_view bytes = open_->ahead(1);
@@ -118,11 +130,8 @@ void MessageSource::readLine(Buffer *line) {
     }
 }
 
-void MessageSource::keep(Buffer &bytes, std::string_view more) const {
-    const std::size_t room = maxBytes_ + 1 - std::min<std::size_t>(bytes.length(), maxBytes_ + 1);
-    const std::size_t count = std::min(room, more.size());
-    bytes.append(reinterpret_cast<const unsigned char *>(more.data()),
-                 static_cast<unsigned int>(count));
+void MessageSource::keep(std::string &bytes, std::string_view more) const {
+    bytes.append(more.substr(0, maxBytes_ + 1 - std::min(bytes.size(), maxBytes_ + 1)));
 }
 
 } // namespace Corvane::Cli

@@ -3,12 +3,12 @@
 
 // The messages that the arguments of a scan stand for, one at a time:
 //
-//     MessageSource source(arguments, limits.value(MailLimit::MessageBytes));
+//     MessageSource source(arguments, {}, options.limits.messageBytes);
 //     while (const std::optional<RawMessage> message = source.next()) { ... }
 //
-// A file that begins with "From " is an mbox: it is split at the lines that begin so behind an empty
-// line, without a look at the rest of the line or at any Content-Length. Those lines, and the empty
-// lines before them, are no part of a message; ">From " is left as it stands.
+// A file whose first line is a mailbox mark (see MailboxMark.h) is an mbox: it is split at the marks
+// behind an empty line, without a look at any Content-Length. The marks, and the empty lines before
+// them, are no part of a message; other lines that begin with "From " or ">From " are.
 //
 // Threads: one thread.
 
@@ -16,11 +16,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Files.h"
 #include "MessageFiles.h"
-#include "host/parser/Buffer.h"
 
 namespace Corvane::Cli {
 
@@ -29,7 +29,7 @@ struct RawMessage {
     std::string file;
     std::size_t index = 0;
 
-    Buffer bytes;
+    std::string bytes;
     // Why the message could not be read; "" where it was.
     std::string failure;
 };
@@ -39,19 +39,21 @@ public:
     // The usual way to name a message to a user: the file, and where it is an mbox the place in it.
     static std::string label(const std::string &file, std::size_t index);
 
-    // Of a message no more than maxBytes + 1 bytes are kept, enough to tell that there are more
+    // The arguments stand for files as MessageFiles says. Of a message no more than maxBytes + 1 bytes are kept, enough to tell that there are more
     // than maxBytes, and of an mbox one message at a time.
-    MessageSource(const std::vector<std::string> &arguments, unsigned int maxBytes);
+    MessageSource(const std::vector<std::string> &arguments,
+                  const std::vector<std::string> &include, unsigned int maxBytes);
 
     // The next message; none at the end. Whatever cannot be read, and a message that is empty or
     // holds nothing but NUL bytes, gives one with a failure.
     std::optional<RawMessage> next();
 
 private:
+    RawMessage failed(const std::string &file, const std::string &reason);
     RawMessage read(const std::string &name);
     RawMessage readFromMbox();
-    void readLine(Buffer *line);
-    void keep(Buffer &bytes, std::string_view more) const;
+    void readLine(std::string *line);
+    void keep(std::string &bytes, std::string_view more) const;
 
     MessageFiles files_;
     std::size_t maxBytes_;

@@ -8,17 +8,44 @@
 #include <cstddef>
 #include <memory>
 #include <ostream>
+#include <string>
 
-#include "ScanMessage.h"
+#include "corvane/RuleSet.h"
+#include "corvane/Verdict.h"
 
 namespace Corvane::Cli {
 
+// What became of one message.
+struct MessageResult {
+    // As in RawMessage. With a failure there is no verdict.
+    std::string file;
+    std::size_t index = 0;
+    std::string failure;
+
+    corvane::Verdict verdict;
+    float millis = 0.0F;
+
+    // Whether the scan ended before the verdict was decided: what it left might have taken the
+    // total above the threshold.
+    bool isUndecided() const;
+};
+
 struct Totals {
-    std::size_t scanned = 0;
+    std::size_t scanned = 0; // the next two included
     std::size_t over = 0;
+    std::size_t undecided = 0;
     std::size_t failed = 0;
 
     std::size_t all() const { return scanned + failed; }
+};
+
+// What a report tells besides the results.
+struct ReportContext {
+    corvane::RuleSet rules;
+    float threshold = 0.0F;
+    // Names the rules whose tries were given up.
+    bool verbose = false;
+    bool coloured = false;
 };
 
 class Report {
@@ -30,21 +57,28 @@ public:
 
     // Called for each message in turn, for those that failed too; the caller tells the user of the
     // failure itself.
-    virtual void message(const Verdict &verdict) = 0;
+    virtual void message(const MessageResult &result) = 0;
 
     // Called once, at the end.
     virtual void summary(const Totals &totals) = 0;
 };
 
-enum class Colours { Off, On };
-
-// For people: a line for each message, one for each rule below it, and a summary unless there was
-// exactly one message. out must outlive the report, as below.
-std::unique_ptr<Report> makeTextReport(std::ostream &out, float threshold, Colours colours);
+// For people: a line for each message, others below it for what tripped or was cut, and at the end
+// how many rules there were and, unless there was exactly one message, a summary. out must outlive
+// the report, as below.
+std::unique_ptr<Report> makeTextReport(std::ostream &out, ReportContext context);
 
 // For programs: one JSON object a line for each message, no summary. Bytes that are not UTF-8 are
 // replaced; what they were is told in hexadecimal beside the name.
-std::unique_ptr<Report> makeJsonReport(std::ostream &out);
+std::unique_ptr<Report> makeJsonReport(std::ostream &out, ReportContext context);
+
+// The shortest decimal that stands for this float and no other.
+std::string shortest(float value);
+
+// The total of a verdict as it is shown: that of the scores as they are shown. A running total of
+// floats picks up a last digit or two that no score has (96.535995 for 96.536); it is shown itself
+// only where the other would lie on the wrong side of the threshold.
+float shownTotal(const corvane::Verdict &verdict, float threshold);
 
 } // namespace Corvane::Cli
 

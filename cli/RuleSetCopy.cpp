@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <sstream>
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -11,8 +12,7 @@
 #include "ExitStatus.h"
 #include "Failure.h"
 #include "Files.h"
-#include "LogSummary.h"
-#include "RuleDirectory.h"
+#include "RuleLoad.h"
 #include "StopSignals.h"
 #include "host/parser/Logger.h"
 
@@ -183,13 +183,12 @@ unsigned int s_copyEntries(const RuleSetFiles &from, const Staging &staging, Con
     return copied;
 }
 
-// What this loading logs is not shown: it was for the original.
-void s_requireSameCount(unsigned int expected, const std::string &copy) {
-    LogSummary log;
-    const unsigned int count = loadRules(copy, log).ruleCount();
-    if (count != expected) {
-        refuse("the copy gives " + std::to_string(count) + " rules instead of " +
-               std::to_string(expected) + "; did the files change meanwhile? Try again");
+void s_requireSame(const corvane::RuleSet &rules, const std::string &copy) {
+    // What is wrong with its rules was said of the original.
+    std::ostringstream ignored;
+    if (loadRules({copy}, ignored).generation() != rules.generation()) {
+        refuse("the copy gives other rules than the original; did the files change meanwhile? Try "
+               "again");
     }
 }
 
@@ -207,22 +206,18 @@ void s_copy(const RuleSetCopyOptions &options, Conversion conversion, std::ostre
     const std::string to = s_withoutSlashes(options.to);
     const RuleSetFiles from(options.from);
     s_requireFit(from, to, conversion);
-    unsigned int rules = 0;
-    {
-        LogSummary log;
-        rules = loadRules(options.from, log).ruleCount();
-        log.show(err);
-    }
+    const corvane::RuleSet rules = loadRules({options.from}, err);
+    showProblems(rules, err);
     Staging staging(to);
     const unsigned int files = s_copyEntries(from, staging, conversion, signals, err);
     s_requireNoSignal(signals, to);
-    s_requireSameCount(rules, staging.path());
+    s_requireSame(rules, staging.path());
     s_requireNoSignal(signals, to);
     staging.publish();
     if (conversion == Conversion::Encrypt) {
         s_warnOfFullPath(to, err);
     }
-    out << (conversion == Conversion::Encrypt ? "encrypted " : "decrypted ") << rules
+    out << (conversion == Conversion::Encrypt ? "encrypted " : "decrypted ") << rules.size()
         << " rules in " << files << " files to " << Logger::printable(to) << '\n';
 }
 

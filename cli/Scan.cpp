@@ -1,23 +1,26 @@
 #include "Scan.h"
 
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <new>
 #include <optional>
+#include <string_view>
 
 #include <unistd.h>
 
 #include "ExitStatus.h"
 #include "Failure.h"
-#include "LogSummary.h"
 #include "MessageSource.h"
 #include "Progress.h"
 #include "Report.h"
-#include "RuleDirectory.h"
-#include "ScanMessage.h"
+#include "RuleLoad.h"
 #include "WorkerPool.h"
+#include "host/parser/EmailAddress.h"
+#include "host/parser/Logger.h"
 
 namespace Corvane::Cli {
 
@@ -38,24 +41,26 @@ private:
 // Shows verdicts as they come and counts them.
 class Results {
 public:
-    Results(const ScanOptions &options, std::ostream &out, std::ostream &err)
-        : out_(out), err_(err),
-          report_(options.json ? makeJsonReport(out)
-                               : makeTextReport(out, options.threshold, s_colours())),
-          progress_(err, s_progress(options)) {}
+    Results(const ScanArguments &arguments, const corvane::RuleSet &rules, std::ostream &out,
+            std::ostream &err)
+        : out_(out), err_(err), report_(s_report(arguments, rules, out)),
+          progress_(err, s_progress(arguments)) {}
 
-    void take(const Verdict &verdict) {
-        if (verdict.failure.empty()) {
+    void take(const MessageResult &result) {
+        if (result.failure.empty()) {
             ++totals_.scanned;
-            totals_.over += verdict.over ? 1U : 0U;
+            totals_.over += result.verdict.over() ? 1U : 0U;
         } else {
             ++totals_.failed;
-            // So that the two come in order where they go to one place.
-            flush();
-            progress_.clear();
-            err_ << "corvane: " << Logger::printable(verdict.failure) << '\n';
+            complain(result.failure);
         }
-        report_->message(verdict);
+        report_->message(result);
+        if (result.isUndecided()) {
+            ++totals_.undecided;
+            complain("'" + MessageSource::label(result.file, result.index) +
+                     "' is undecided: its budget was used up before all rules were tried; give a "
+                     "larger --budget");
+        }
         flush();
         progress_.step(totals_);
     }
@@ -75,21 +80,32 @@ public:
     const Totals &totals() const { return totals_; }
 
 private:
+    void complain(const std::string &sentence) {
+        // So that the two come in order where they go to one place.
+        flush();
+        progress_.clear();
+        err_ << "corvane: " << Logger::printable(sentence) << '\n';
+    }
+
     void flush() {
         const int error = flushed(out_);
         error_ = error_ == 0 ? error : error_;
     }
 
-    static Colours s_colours() {
+    static std::unique_ptr<Report> s_report(const ScanArguments &arguments,
+                                            const corvane::RuleSet &rules, std::ostream &out) {
         const char *noColor = std::getenv("NO_COLOR");
         const bool refused = noColor != nullptr && *noColor != '\0';
-        return !refused && isatty(STDOUT_FILENO) != 0 ? Colours::On : Colours::Off;
+        ReportContext context{rules, arguments.scan.threshold, arguments.verbose,
+                              !refused && isatty(STDOUT_FILENO) != 0};
+        return arguments.json ? makeJsonReport(out, std::move(context))
+                              : makeTextReport(out, std::move(context));
     }
 
     // Results that run over the terminal, and a trace, show progress enough.
-    static Progress::Mode s_progress(const ScanOptions &options) {
+    static Progress::Mode s_progress(const ScanArguments &arguments) {
         const bool isAlone = isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0;
-        return isAlone && !options.verbose ? Progress::Mode::On : Progress::Mode::Off;
+        return isAlone && !arguments.verbose ? Progress::Mode::On : Progress::Mode::Off;
     }
 
     std::ostream &out_;
@@ -101,51 +117,74 @@ private:
 };
 
 // "<>" and "" stand for the empty sender that bounces have.
-std::optional<EmailAddress> s_sender(const ScanOptions &options) {
-    if (options.sender.empty()) {
+std::optional<std::string> s_sender(const ScanArguments &arguments) {
+    if (arguments.sender.empty()) {
         return {};
     }
-    const std::string &text = options.sender.back();
-    EmailAddress sender = EmailAddress::rfc5322Parse(text, true);
-    if (sender.isNull() && !text.empty() && text != "<>") {
+    const std::string &text = arguments.sender.back();
+    const bool isAddress = !EmailAddress::rfc5322Parse(text, true).isNull();
+    if (!isAddress && !text.empty() && text != "<>") {
         refuse("'" + text + "' is no address; --sender takes one such as joe@example.org, or <>");
     }
-    return sender;
+    return text;
 }
 
-ScanSettings s_settings(const ScanOptions &options, LogSummary &log) {
-    if (options.verbose && options.workers > 1) {
+corvane::ScanOptions s_options(const ScanArguments &arguments) {
+    if (arguments.verbose && arguments.workers > 1) {
         refuse("--verbose shows the rules in the order they are tried; leave -j out");
     }
-    ScanSettings settings;
-    settings.sender = s_sender(options);
-    settings.percent = options.percent;
-    settings.threshold = options.threshold;
-    settings.stop = options.stop;
-    settings.verbose = options.verbose;
-    settings.scanner = loadRules(options.rules, log);
-    return settings;
+    corvane::ScanOptions options = arguments.scan;
+    options.sender = s_sender(arguments);
+    options.trace = arguments.verbose;
+    options.budget = std::chrono::duration_cast<std::chrono::nanoseconds>(
+        std::chrono::duration<double>(arguments.budgetSeconds));
+    return options;
 }
 
-void s_scanAll(const ScanSettings &settings, const ScanOptions &options, Results &results) {
-    MessageSource source(options.messages, settings.limits.value(MailLimit::MessageBytes));
-    WorkerPool pool(options.workers);
+// Any number of threads may scan with the same set and options. Nothing is thrown.
+MessageResult s_scan(const corvane::RuleSet &rules, const corvane::ScanOptions &options,
+                     const RawMessage &message) {
+    MessageResult result{message.file, message.index, message.failure, {}, 0.0F};
+    if (!result.failure.empty()) {
+        return result;
+    }
+    const std::string failed =
+        "cannot scan '" + MessageSource::label(message.file, message.index) + "': ";
+    try {
+        result.verdict = rules.scan(message.bytes, options);
+    } catch (const std::bad_alloc &) {
+        result.failure = failed + kOutOfMemory;
+    } catch (const std::exception &failure) {
+        result.failure = failed + failure.what();
+    }
+    result.millis = std::chrono::duration<float, std::milli>(result.verdict.readingTime() +
+                                                             result.verdict.scanningTime())
+                        .count();
+    return result;
+}
+
+void s_scanAll(const corvane::RuleSet &rules, const ScanArguments &arguments,
+               const corvane::ScanOptions &options, Results &results) {
+    MessageSource source(arguments.messages, arguments.include, options.limits.messageBytes);
+    WorkerPool pool(arguments.workers);
     while (!results.isBroken()) {
-        const std::optional<RawMessage> message = source.next();
-        if (!message) {
+        // Shared, so that a task and its copies hold one message.
+        const auto message = std::make_shared<const std::optional<RawMessage>>(source.next());
+        if (!message->has_value()) {
             break;
         }
-        const auto task = [&settings, &results, message]() -> WorkerPool::Finish {
-            const auto verdict = std::make_shared<const Verdict>(scanMessage(settings, *message));
-            return [&results, verdict] { results.take(*verdict); };
+        const auto task = [&rules, &options, &results, message]() -> WorkerPool::Finish {
+            const auto result =
+                std::make_shared<const MessageResult>(s_scan(rules, options, **message));
+            return [&results, result] { results.take(*result); };
         };
-        pool.submit(task, message->bytes.length());
+        pool.submit(task, (*message)->bytes.size());
     }
     pool.drain();
 }
 
 int s_exitStatus(const Totals &totals) {
-    if (totals.failed > 0) {
+    if (totals.failed > 0 || totals.undecided > 0) {
         return kExitFailed;
     }
     return totals.over > 0 ? kExitOver : kExitClean;
@@ -174,80 +213,123 @@ std::string s_refusePercent(const std::string &text) {
 
 std::string s_refuseWorkers(const std::string &text) {
     unsigned int value = 0;
-    return CLI::detail::lexical_cast(text, value) && value > 0 && value <= ScanOptions::kMaxWorkers
+    return CLI::detail::lexical_cast(text, value) && value > 0 &&
+                   value <= ScanArguments::kMaxWorkers
                ? std::string()
                : "'" + text + "' is no number of threads; give one from 1 to " +
-                     std::to_string(ScanOptions::kMaxWorkers);
+                     std::to_string(ScanArguments::kMaxWorkers);
 }
 
-void s_addRuleOptions(CLI::App &scan, ScanOptions &options) {
-    scan.add_option("--rules", options.rules, "Directory that holds the rule set")
+std::string s_refuseBudget(const std::string &text) {
+    constexpr double kMostSeconds = 1e6;
+    double value = 0.0;
+    return CLI::detail::lexical_cast(text, value) && value >= 0.0 && value <= kMostSeconds
+               ? std::string()
+               : "'" + text +
+                     "' is no number of seconds up to 1000000; give one such as 0.5, or 0 for no "
+                     "bound";
+}
+
+std::string s_refuseInclude(const std::string &text) {
+    return !text.empty() && text.find('/') == std::string::npos
+               ? std::string()
+               : "'" + text + "' is no pattern for a file's name; give one such as '*.eml'";
+}
+
+void s_addRuleOptions(CLI::App &scan, ScanArguments &arguments) {
+    scan.add_option("--rules", arguments.rules,
+                    "Directory that holds the rule set; may be given more than once: the first "
+                    "definition of a rule counts, and the last score")
         ->required()
+        ->allow_extra_args(false)
         ->type_name("DIR");
-    scan.add_option("--percent", options.percent,
+    scan.add_flag("--strict", arguments.strict, "End with status 2 if a rule was refused");
+    scan.add_option("--percent", arguments.scan.percent,
                     "Try only the rules loaded first, so many in a hundred; 0 is all. Full rules "
                     "are tried on the lines of a message in any case")
         ->capture_default_str()
         ->check(s_refusePercent, "")
         ->type_name("P");
-    scan.add_option("--threshold", options.threshold, "Score above which a message counts as over")
+    scan.add_option("--threshold", arguments.scan.threshold,
+                    "Score above which a message counts as over")
         ->capture_default_str()
         ->check(s_refuseNonFinite, "")
         ->type_name("SCORE");
-    scan.add_flag("--stop", options.stop,
+    scan.add_flag("--stop", arguments.scan.stop,
                   "Stop with a message once it is over the threshold (not for one of 0)");
+    scan.add_option("--budget", arguments.budgetSeconds,
+                    "Processor time that the scan of one message may take; 0 is any")
+        ->capture_default_str()
+        ->check(s_refuseBudget, "")
+        ->type_name("SECONDS");
+}
+
+void s_addMessageOptions(CLI::App &scan, ScanArguments &arguments) {
+    scan.add_option("--sender", arguments.sender,
+                    "Envelope sender of the messages, instead of their Return-Path")
+        ->expected(1)
+        ->type_name("ADDR");
+    scan.add_option("--include", arguments.include,
+                    "Of the files in directories, only those whose names match GLOB; may be given "
+                    "more than once")
+        ->allow_extra_args(false)
+        ->check(s_refuseInclude, "")
+        ->type_name("GLOB");
+    scan.add_option("MESSAGE", arguments.messages,
+                    "Message files, mbox files, directories of them, Maildirs; - is standard "
+                    "input")
+        ->required()
+        ->type_name("");
+}
+
+int s_run(const ScanArguments &arguments, std::ostream &out, std::ostream &err) {
+    const corvane::ScanOptions options = s_options(arguments);
+    const corvane::RuleSet rules = loadRules(arguments.rules, err);
+    showProblems(rules, err,
+                 arguments.verbose ? std::numeric_limits<std::size_t>::max() : kMostProblems);
+    Results results(arguments, rules, out, err);
+    {
+        const auto redirection =
+            arguments.verbose ? std::make_unique<TraceToStandardError>() : nullptr;
+        s_scanAll(rules, arguments, options, results);
+    }
+    results.finish();
+    if (results.error() != 0) {
+        refuse("cannot write the results: " + systemReason(results.error()));
+    }
+    if (arguments.strict && rules.counts().refused > 0) {
+        refuse("rules were refused, which is a failure with --strict: " +
+               std::to_string(rules.counts().refused));
+    }
+    return s_exitStatus(results.totals());
 }
 
 } // namespace
 
-void addScanCommand(CLI::App &app, ScanOptions &options) {
+void addScanCommand(CLI::App &app, ScanArguments &arguments) {
     CLI::App *scan = app.add_subcommand("scan", "Score messages and show which rules tripped");
-    s_addRuleOptions(*scan, options);
-    scan->add_option("--sender", options.sender,
-                     "Envelope sender of the messages, instead of their Return-Path")
-        ->expected(1)
-        ->type_name("ADDR");
-    scan->add_option("-j", options.workers, "Threads that scan, 1 to 64")
+    s_addRuleOptions(*scan, arguments);
+    s_addMessageOptions(*scan, arguments);
+    scan->add_option("-j", arguments.workers, "Threads that scan, 1 to 64")
         ->capture_default_str()
         ->check(s_refuseWorkers, "")
         ->type_name("N");
-    scan->add_flag("--json", options.json, "Print one JSON object a line for each message");
-    scan->add_flag("--verbose", options.verbose,
-                   "Name each rule on standard error before it is tried; not with -j");
-    scan->add_option("MESSAGE", options.messages,
-                     "Message files, mbox files, directories of them, Maildirs; - is standard "
-                     "input")
-        ->required()
-        ->type_name("");
-    scan->footer("Exit status: 0 no message is over the threshold, 1 at least one is, 2 something "
-                 "could not be read.\n");
+    scan->add_flag("--json", arguments.json, "Print one JSON object a line for each message");
+    scan->add_flag("--verbose", arguments.verbose,
+                   "Name each rule on standard error before it is tried, and those that were given "
+                   "up; not with -j");
+    scan->footer("Exit status: 0 no message is over the threshold; 1 at least one is; 2 something "
+                 "could not be read or written, or not be tried within the budget, a rule was "
+                 "refused with --strict, or the command line is wrong.\n");
 }
 
-int runScan(const ScanOptions &options, std::ostream &out, std::ostream &err) {
-    LogSummary log;
-    ScanSettings settings;
+int runScan(const ScanArguments &arguments, std::ostream &out, std::ostream &err) {
     try {
-        settings = s_settings(options, log);
+        return s_run(arguments, out, err);
     } catch (const Exception &failure) {
-        log.show(err);
         err << "corvane: " << readable(failure) << '\n';
         return kExitFailed;
     }
-    log.show(err);
-
-    Results results(options, out, err);
-    {
-        const auto redirection =
-            options.verbose ? std::make_unique<TraceToStandardError>() : nullptr;
-        s_scanAll(settings, options, results);
-    }
-    results.finish();
-    log.show(err);
-    if (results.error() != 0) {
-        err << "corvane: cannot write the results: " << systemReason(results.error()) << '\n';
-        return kExitFailed;
-    }
-    return s_exitStatus(results.totals());
 }
 
 } // namespace Corvane::Cli

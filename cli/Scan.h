@@ -1,7 +1,7 @@
 #ifndef CORVANE_CLI_SCAN_H
 #define CORVANE_CLI_SCAN_H
 
-// corvane scan: loads the rule set of a directory and scores messages with it.
+// corvane scan: loads a rule set and scores messages with it.
 //
 // Threads: one thread; it starts those that it is told to.
 
@@ -11,32 +11,36 @@
 
 #include <CLI/CLI.hpp>
 
+#include "corvane/ScanOptions.h"
+
 namespace Corvane::Cli {
 
-struct ScanOptions {
-    static constexpr float kUsualThreshold = 5.0F;
+struct ScanArguments {
     static constexpr unsigned int kMaxWorkers = 64;
+    static constexpr double kUsualBudgetSeconds = 2.0;
 
-    std::string rules;
+    std::vector<std::string> rules;
     std::vector<std::string> messages;
+    std::vector<std::string> include;
     // Missing where the option was not given.
     std::vector<std::string> sender;
-    unsigned int percent = 0;
-    float threshold = kUsualThreshold;
-    bool stop = false;
+    double budgetSeconds = kUsualBudgetSeconds;
+    bool strict = false;
     bool verbose = false;
     bool json = false;
     unsigned int workers = 1;
+    // What the other options say; runScan adds sender, budget and trace.
+    corvane::ScanOptions scan;
 };
 
-// Declares the subcommand and its options, which parsing fills; options must outlive the
+// Declares the subcommand and its options, which parsing fills; arguments must outlive the
 // application object.
-void addScanCommand(CLI::App &app, ScanOptions &options);
+void addScanCommand(CLI::App &app, ScanArguments &arguments);
 
 // Scans every message, writes the results to out and what went wrong to err, and answers the exit
 // status. out must not be std::cout: with verbose the libraries write their trace to it, which is
 // sent to the buffer of std::cerr then.
-int runScan(const ScanOptions &options, std::ostream &out, std::ostream &err);
+int runScan(const ScanArguments &arguments, std::ostream &out, std::ostream &err);
 
 } // namespace Corvane::Cli
 

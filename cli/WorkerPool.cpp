@@ -1,17 +1,31 @@
 #include "WorkerPool.h"
 
 #include <chrono>
+#include <string>
+#include <system_error>
 #include <utility>
+
+#include "Failure.h"
 
 namespace Corvane::Cli {
 
 WorkerPool::WorkerPool(unsigned int workers) {
-    for (unsigned int each = 0; workers > 1 && each < workers; ++each) {
-        threads_.emplace_back([this] { work(); });
+    try {
+        for (unsigned int each = 0; workers > 1 && each < workers; ++each) {
+            threads_.emplace_back([this] { work(); });
+        }
+    } catch (const std::system_error &failure) {
+        close();
+        refuse("cannot start " + std::to_string(workers) + " threads: " + failure.code().message() +
+               "; give -j a smaller number");
     }
 }
 
 WorkerPool::~WorkerPool() {
+    close();
+}
+
+void WorkerPool::close() {
     {
         const Synchronized lock(mutex_);
         closing_ = true;

@@ -39,7 +39,8 @@ public:
     static constexpr std::size_t kTasksPerWorker = 16;
     static constexpr std::size_t kMaxBytes = 64U << 20U;
 
-    // With one worker there is no thread: submit() works on the task and finishes it.
+    // With one worker there is no thread: submit() works on the task and finishes it. Throws code 4,
+    // with the remedy, where the system does not start so many.
     explicit WorkerPool(unsigned int workers);
     WorkerPool(const WorkerPool &) = delete;
     WorkerPool &operator=(const WorkerPool &) = delete;
@@ -60,6 +61,7 @@ private:
         std::size_t bytes;
     };
 
+    void close();
     bool isFull(std::size_t bytes) const;
     void finishFirst();
     void work();

@@ -1,8 +1,9 @@
 # How targets are made here.
 #
-#   corvane_add_box(<name> OUTPUT <file name> SOURCES ... [BOXES ...] [LIBRARIES ...])
+#   corvane_add_box(<name> OUTPUT <file name> SOURCES ... [BOXES ...] [HIDDEN_BOXES ...] [LIBRARIES ...])
 #       One box (layer) of the system: <name>_objects is the object library, <name> the shared object made of it.
-#       BOXES are the boxes below it, LIBRARIES the third-party libraries whose headers stay inside it.
+#       BOXES are the boxes below it, HIDDEN_BOXES those that its headers do not name, LIBRARIES the third-party
+#       libraries whose headers stay inside it.
 #   corvane_add_test(<name> SOURCES ... BOXES ... [LIBRARIES ...])
 #       A GoogleTest program over the object libraries of BOXES, so that it can reach what the shared objects hide.
 #       All boxes that it needs, also indirectly, must be named: objects do not pull in other objects.
@@ -21,7 +22,7 @@ target_compile_features(corvane_options INTERFACE cxx_std_20)
 target_link_libraries(corvane_options INTERFACE corvane_warnings)
 
 function(corvane_add_box box)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT" "SOURCES;BOXES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT" "SOURCES;BOXES;HIDDEN_BOXES;LIBRARIES")
   add_library(${box}_objects OBJECT ${arg_SOURCES})
   target_include_directories(${box}_objects
     PUBLIC ${PROJECT_SOURCE_DIR}/include
@@ -37,7 +38,8 @@ function(corvane_add_box box)
   add_library(${box} SHARED $<TARGET_OBJECTS:${box}_objects>)
   target_include_directories(${box} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
   target_compile_features(${box} PUBLIC cxx_std_17)
-  target_link_libraries(${box} PUBLIC ${arg_BOXES} Threads::Threads PRIVATE ${arg_LIBRARIES})
+  target_link_libraries(${box} PUBLIC ${arg_BOXES} Threads::Threads
+                        PRIVATE ${arg_HIDDEN_BOXES} ${arg_LIBRARIES})
   target_link_options(${box} PRIVATE $<$<NOT:$<BOOL:${CORVANE_LIBFUZZER}>>:-Wl,--no-undefined>
                       -Wl,--as-needed)
   set_target_properties(${box} PROPERTIES

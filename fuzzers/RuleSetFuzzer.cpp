@@ -2,6 +2,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -9,6 +11,7 @@
 
 #include "Require.h"
 #include "RuleChecks.h"
+#include "heuristic/LoadObserver.h"
 #include "heuristic/MetaRule.h"
 #include "heuristic/RuleFactory.h"
 #include "heuristic/Scanner.h"
@@ -148,6 +151,50 @@ void s_requireMeta(const Scanner &scanner, langID language, unsigned int mask,
     requireScore(matches);
 }
 
+// Requires of each line that its pieces stand where they are said to.
+class Watcher final : public LoadObserver {
+public:
+    void content(std::string_view bytes) override {
+        bytes_ = bytes;
+        next_ = 0;
+    }
+
+    void line(const LoadedLine &line) override {
+        require(line.offset >= next_, "lines come in their order");
+        require(bytes_.substr(line.offset, line.text.size()) == line.text, "lines are of the file");
+        next_ = line.offset + 1;
+        for (const LinePart *part : {&line.keyword, &line.name, &line.definition}) {
+            require(part->column == 0 ||
+                        line.text.substr(part->column - 1, part->text.size()) == part->text,
+                    "pieces are of the line");
+        }
+        require(line.faultColumn() >= 1 && line.faultColumn() <= line.text.size() + 1,
+                "a fault lies in the line");
+        filed_ += line.outcome == LoadedLine::RuleFiled || line.outcome == LoadedLine::RuleDuplicate
+                      ? 1U
+                      : 0U;
+    }
+
+    unsigned int built() const { return filed_; }
+
+private:
+    std::string_view bytes_;
+    std::size_t next_ = 0;
+    unsigned int filed_ = 0;
+};
+
+// Requires that the same files in memory, under the eyes of an observer, make the same set.
+void s_requireSameInMemory(const TempDir &directory, const Scanner &scanner) {
+    RuleSource source{directory.path(), std::map<std::string, std::string>()};
+    for (const auto &entry : std::filesystem::directory_iterator(directory.path())) {
+        (*source.files)[entry.path().filename().string()] = TempDir::read(entry.path().string());
+    }
+    Watcher watcher;
+    const Scanner again({source}, watcher);
+    require(watcher.built() == scanner.ruleCount(), "each rule built is told");
+    require(s_listing(scanner.rules()) == s_listing(again.rules()), "memory gives the same set");
+}
+
 } // namespace
 
 // The first byte chooses marker files, the second the rules that have tripped, the third the
@@ -167,6 +214,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const RuleFileParser parser(File::Path(directory.path()), again);
     require(parser.ruleCount() == scanner.ruleCount(), "a set loads with the same count again");
     require(s_listing(scanner.rules()) == s_listing(again), "a set loads the same again");
+    s_requireSameInMemory(directory, scanner);
     s_requireSet(scanner);
     s_requireRefusals(scanner.rules());
     for (int language = DEFAULT; language < ALL; ++language) {

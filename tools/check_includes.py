@@ -14,6 +14,7 @@ BOXES = {
     "regex": ("include/host/regex", "src/host/regex"),
     "crypto": ("include/host/crypto", "src/host/crypto"),
     "heuristic": ("include/heuristic", "src/heuristic"),
+    "corvane": ("include/corvane", "src/corvane"),
     "cli": ("cli",),
     "daemon": ("daemon",),
     "examples": ("examples",),
@@ -24,9 +25,10 @@ BELOW = {
     "regex": {"parser"},
     "crypto": {"parser"},
     "heuristic": HOST,
-    "cli": HOST | {"heuristic"},
-    "daemon": HOST | {"heuristic"},
-    "examples": HOST | {"heuristic"},
+    "corvane": HOST | {"heuristic"},
+    "cli": HOST | {"heuristic", "corvane"},
+    "daemon": HOST | {"heuristic", "corvane"},
+    "examples": HOST | {"heuristic", "corvane"},
 }
 
 # Third-party headers by the start of their name, and the box that owns them. In a library only its

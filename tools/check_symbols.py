@@ -10,7 +10,7 @@ import sys
 
 import check_common
 
-LIBRARIES = ("tesselparser", "tesselregex", "tesselcrypto", "corvane-heuristic")
+LIBRARIES = ("tesselparser", "tesselregex", "tesselcrypto", "corvane-heuristic", "corvane")
 WEAK = "wWvVuU"
 
 

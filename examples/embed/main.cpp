@@ -39,7 +39,7 @@ void logRecord(unsigned int id, int /*level*/, const std::string &text) {
 }
 
 // Makes the rule set of the directory the current one and answers whether it holds rules. A set that cannot be loaded
-// leaves the current one in place. A missing directory would count as an empty set and replace it.
+// leaves the current one in place; one without rules replaces it. A missing directory would count as such.
 bool load(const std::string &directory) {
     const File::Path path(directory);
     return path.exists() && Scanner::instance(&path, false).ruleCount() > 0;
@@ -149,8 +149,8 @@ int run(const std::string &message, const std::string &directory, const std::str
     std::cout << "different while reloading: " << scanWhileReloading(directory, bytes, total)
               << '\n';
 
-    const bool replaced = load(next);
-    std::cout << (replaced ? "replaced: " : "not replaced: ")
+    const bool loaded = load(next);
+    std::cout << (loaded ? "loaded: " : "not loaded: ")
               << Scanner::instance(nullptr, false).ruleCount() << " rules\n";
     return total > kThreshold ? 1 : 0;
 }

@@ -80,6 +80,7 @@ private:
     BodyCheck(FilteredList &filtered, RefMatches &matches);
     void checkPieces(const Buffer &body, bool raw);
     void checkFiltered(const Buffer &body, bool raw);
+    void checkLast(FilteredPass &pass, const Buffer &body);
     bool checkBothFiltered(const Buffer &first, const Buffer &second);
     void addMatches(FilteredPass &pass, std::uint32_t from, std::uint32_t to);
     std::list<RefRule> tryAll(const Buffer &text);

@@ -79,6 +79,7 @@ private:
 
     template <class Headers>
     void checkAll(const Headers &headers);
+    bool walk(const Corvane::Header &header);
     RefRuleList rules_;
 };
 
@@ -94,7 +95,8 @@ public:
     ~FullTap() override;
 
     // Takes the next bytes of the message, which are copied, and checks each line that they complete, line end
-    // included, up to the one that trips the match set. Does nothing once the set is tripped. Always answers true.
+    // included, up to the one that trips the match set or with which the thread's budget ends. Does nothing once the set
+    // is tripped or the budget has ended. Always answers true.
     // Throws as FullCheck::check.
     bool write(const Buffer &data) override;
 
@@ -102,6 +104,7 @@ public:
     bool end() override;
 
 private:
+    bool isOver() const;
     void checkLines();
     void checkLinesFiltered();
 

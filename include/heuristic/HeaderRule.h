@@ -148,6 +148,7 @@ private:
     template <class Iterator>
     void checkFiltered(HeaderPass &pass, Iterator next, Iterator end, HeaderValues values);
     void checkFilteredInUtf8(const EmailAddress &sender, const HeaderList &headers);
+    bool walk(const Header &header);
     RefRuleList rules_;
 };
 

@@ -72,6 +72,7 @@ public:
     bool matches(const RefMatches &matches) const;
 
 private:
+    friend class RuleFileParser;
     friend class RuleIndex;
 
     bool evaluate(const RefMatches &matches) const;

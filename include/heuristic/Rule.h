@@ -25,6 +25,7 @@
 #include "heuristic/Export.h"
 #include "heuristic/Score.h"
 #include "host/include2/TesselRefcounted.h"
+#include "host/parser/Budget.h"
 #include "host/parser/Buffer.h"
 
 namespace Corvane {
@@ -152,7 +153,7 @@ public:
 
     // copy = true:  a list of its own over the same rules; erasing from it leaves source alone.
     // copy = false: a second handle on the same list; an erase shows through both.
-    // Throws code 4 where source is not null but holds no list and copy is false. Either way a null source gives a null handle.
+    // Either way a null source gives a null handle, and one that is not null but holds no list throws code 4.
     RefRuleList(const RefRuleList &source, bool copy);
 
     // A handle on a new, empty list.
@@ -160,7 +161,9 @@ public:
 
     // As in Ref. A list that a container made takes note of the access, since it may be for a change: the next scan
     // compares the list with what was prepared for it. Changes through a pointer, reference or iterator that was kept
-    // since before a scan go unnoticed; ask the handle again for each.
+    // since before a scan go unnoticed; ask the handle again for each. The same holds for a parser: it does not find the
+    // duplicates of rules that were added so since it last read a file.
+    // operator* throws code 4 for a handle that is not null but holds no list, as do the operations below.
     RuleList *operator->() const;
     RuleList &operator*() const;
 
@@ -183,8 +186,8 @@ private:
 
     explicit RefRuleList(RuleList *fresh);
 
-    // The list without a note of the access; throws code 1 for a null handle.
-    const RuleList &peek() const { return Ref<RuleList>::operator*(); }
+    // The list without a note of the access; throws code 1 for a null handle, code 4 where it holds no list.
+    const RuleList &peek() const;
 };
 
 // The rules that one message has tripped, at most one of a name, ordered by name, with the sum of
@@ -263,7 +266,8 @@ private:
 };
 
 // Base of every check: what to fill, which rules to leave out, and whether to trace. Not for use on
-// its own.
+// its own. Where the thread uses a budget (Budget.h), no check tries a rule once that has ended; what
+// was added until then stays.
 //
 // Threads: a check belongs to one thread.
 class CORVANE_HEURISTIC_API RuleCheck {
@@ -279,6 +283,9 @@ protected:
     RuleCheck(const RuleCheck &);
     RuleCheck &operator=(const RuleCheck &);
 
+    // Whether nothing more is to be tried: the match set has tripped, or the thread's budget has ended.
+    bool isOver() const { return matches_->tripped() || Budget::isOver(); }
+
     // Whether the entry is null or its rule at or past the cutoff.
     bool skips(const RefRule &rule) const;
 
@@ -286,9 +293,14 @@ protected:
     void trace(const RefRule &rule) const;
 
     // One pass: tries each rule that is not left out, in order, and adds those that match to the set; ends where an
-    // addition trips it. Answers the rules that matched. matches is called with a Rule of the list's kind.
+    // addition trips it, and with the thread's budget. Answers the rules that matched. matches is called with a Rule of
+    // the list's kind.
     template <class Match>
     std::list<RefRule> tryRules(const RefRuleList &rules, Match matches);
+
+    // One try. Where it ended at the step limit, the rule's name goes to the thread's budget, which may be null.
+    template <class Match>
+    static bool tryRule(const Rule &rule, Budget *budget, Match matches);
 
     // The list without the note that it may have been changed; throws code 1 for a null handle.
     static const RuleList &contents(const RefRuleList &rules) { return rules.peek(); }
@@ -304,14 +316,27 @@ protected:
 };
 
 template <class Match>
+bool RuleCheck::tryRule(const Rule &rule, Budget *budget, Match matches) {
+    const bool matched = matches(rule);
+    if (budget != nullptr && budget->takeUnnamed()) {
+        budget->addStepLimitedRule(rule.name());
+    }
+    return matched;
+}
+
+template <class Match>
 std::list<RefRule> RuleCheck::tryRules(const RefRuleList &rules, Match matches) {
     std::list<RefRule> matched;
+    Budget *budget = Budget::ofThisThread();
     for (const RefRule &rule : contents(rules)) {
+        if (budget != nullptr && budget->ended()) {
+            break;
+        }
         if (skips(rule)) {
             continue;
         }
         trace(rule);
-        if (matches(*rule)) {
+        if (tryRule(*rule, budget, matches)) {
             matched.push_back(rule);
             if (matches_.add(rule)) {
                 break;

@@ -23,19 +23,27 @@
 // Threads: one thread at a time for a parser and its container; parsers of different containers may
 // run side by side.
 
+#include <istream>
 #include <map>
 #include <string>
-#include <unordered_set>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "heuristic/Export.h"
 #include "heuristic/Rule.h"
 #include "heuristic/Score.h"
 #include "host/parser/Buffer.h"
 #include "host/parser/File.h"
-#include "host/parser/Header.h"
+#include "host/parser/Media.h"
 
 namespace Corvane::Heuristic {
+
+class LoadObserver;
+struct LoadedLine;
+struct RulePlace;
+struct RuleSource;
 
 class CORVANE_HEURISTIC_API RuleFileParser : public File::Processor {
 public:
@@ -48,6 +56,13 @@ public:
     // missing directory, and one without rule files, give no rules. Throws code 4 where the
     // directory or a file of it cannot be read or decrypted.
     RuleFileParser(const File::Path &directory, RuleContainer &container);
+
+    // The same for several directories, in their order, on disk or in memory: what one parser reads
+    // first of a name, language and kind is the rule, what it reads last for a name is the score.
+    // Each directory has its own markers. An observer, if not null, hears of each file and line
+    // while this constructor runs; it sees a file whole, which is held in memory for that.
+    RuleFileParser(const std::vector<RuleSource> &sources, RuleContainer &container,
+                   LoadObserver *observer);
 
     // Loads nothing: for callers that choose the files themselves, parse() each, and call
     // activateMetaSubrules() and assignScores() after the last.
@@ -99,28 +114,51 @@ public:
     unsigned int ruleCount() const { return ruleCount_; }
 
 private:
-    // The names in a list of the container, good while nobody else has had access to the list.
+    // The names in a list of the container with the ordinals of their rules, good while nobody else
+    // has had access to the list.
     struct Filed {
         RefRuleList list;
         unsigned int accesses = 0;
-        std::unordered_set<std::string> names;
+        std::unordered_map<std::string, unsigned int> names;
     };
 
-    void parseEncrypted(const File::Path &file);
-    void parseLine(const char *line, int length, langID &language);
-    void place(const RefRule &rule, langID language);
-    void placeIn(const RefRule &rule, langID language);
+    void load(const RuleSource &source);
+    void parse(const std::string &path, const std::string &bytes);
+    bool begin(const std::string &path);
+    void parseEncrypted(MediaIn &in);
+    void parseStream(std::istream &stream);
+    void parseLines(std::istream &stream, std::string_view bytes);
+    void parseLine(LoadedLine &line, langID &language);
+    static void parseComment(LoadedLine &line, langID &language);
+    static void parseDescription(LoadedLine &line);
+    void takeScore(LoadedLine &line, std::size_t skipped);
+    void buildRule(LoadedLine &line);
+    void buildRule(LoadedLine &line, Rule::Type kind);
+    static void noteMetaFault(LoadedLine &line);
+    void notePlace(const LoadedLine &line);
+    RulePlace placeOf(unsigned int ordinal) const;
+    void place(LoadedLine &line);
+    bool placeIn(LoadedLine &line, langID language);
     Filed &filedIn(const RefRuleList &list, langID language, Rule::Type kind);
-    TypeAndValue tokenize(const char *text, int length) const;
 
     bool encrypted_;
     unsigned int ruleCount_;
     RuleContainer &container_;
+    LoadObserver *observer_;
     std::map<std::string, RefScore> scores_;
     std::map<std::pair<langID, Rule::Type>, Filed> filed_;
     // Where the statement at hand stands, for the log; empty while no file is read.
     std::string file_;
     unsigned int line_;
+    // For an observer: the files so far, and where the rules so far stand, in the order of their
+    // ordinals; file counts from 1.
+    struct Position {
+        std::size_t file = 0;
+        unsigned int line = 0;
+        unsigned int column = 0;
+    };
+    std::vector<std::string> files_;
+    std::vector<Position> places_;
 };
 
 } // namespace Corvane::Heuristic

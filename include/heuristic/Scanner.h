@@ -19,6 +19,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "heuristic/Export.h"
 #include "heuristic/Rule.h"
@@ -32,6 +33,9 @@
 #include "host/parser/Mutex.h"
 
 namespace Corvane::Heuristic {
+
+class LoadObserver;
+struct RuleSource;
 
 // A loaded rule set.
 class CORVANE_HEURISTIC_API ScannerRules : public RefImpl {
@@ -64,6 +68,10 @@ public:
     // A scanner with the rule set of the directory; logs its counts and version (0x300002C). A directory that is missing
     // or holds no rule files gives an empty set. Throws what RuleFileParser throws.
     explicit Scanner(const File::Path &directory);
+
+    // The same for several directories, on disk or in memory, by one parser; the version is the first that one of them
+    // has. The observer hears of each file and line, and at the end of the counts, before this constructor returns.
+    Scanner(const std::vector<RuleSource> &sources, LoadObserver &observer);
 
     Scanner(const Scanner &);
     Scanner(Scanner &&) noexcept;
@@ -124,6 +132,7 @@ public:
                unsigned int percent, bool verbose);
 
 private:
+    void load(const std::vector<RuleSource> &sources, LoadObserver *observer);
     static bool waitUntilReady();
 
     static Mutex m_mutex;

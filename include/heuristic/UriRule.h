@@ -9,6 +9,7 @@
 // Threads: a rule is immutable once its value is set; a check belongs to one thread.
 
 #include <string>
+#include <vector>
 
 #include "heuristic/Export.h"
 #include "heuristic/Rule.h"
@@ -60,6 +61,9 @@ private:
     UriCheck(FilteredList &filtered, RefMatches &matches);
 
     void checkFiltered(const UriContainer &uris);
+    std::size_t checkFiltered(const std::vector<const Corvane::Uri *> &uris, std::size_t first,
+                              std::size_t &atOnce);
+    void walk(const Corvane::Uri &uri);
 
     RefRuleList rules_;
 };

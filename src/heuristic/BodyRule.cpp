@@ -63,17 +63,17 @@ void s_cut(const Buffer &body, bool raw, Take take) {
     }
 }
 
-// The pieces of a text that was or will be copied behind what was copied before.
-void s_addPieces(FilteredPass &pass, const Buffer &body, bool raw) {
-    const auto offset = static_cast<std::uint32_t>(pass.stagedBytes());
-    s_cut(body, raw, [&](const Piece &piece) {
-        pass.add(offset + piece.start, piece.length);
-        return false;
-    });
-}
-
 // Bodies up to this are copied rather than scanned without bytes behind them.
 constexpr std::size_t kMaxCopiedBytes = FilteredPass::kPassBytes;
+
+// The pieces of a decoded text that will be copied to that offset; not all where it is too long for
+// that.
+void s_addPieces(FilteredPass &pass, const Buffer &body, std::size_t offset) {
+    s_cut(body, false, [&](const Piece &piece) {
+        pass.add(static_cast<std::uint32_t>(offset) + piece.start, piece.length);
+        return pass.endOfTexts() > kMaxCopiedBytes;
+    });
+}
 
 } // namespace
 
@@ -117,6 +117,9 @@ BodyCheck &BodyCheck::operator=(const BodyCheck &) = default;
 BodyCheck::~BodyCheck() = default;
 
 void BodyCheck::check(const Buffer &body, bool raw) {
+    if (Budget::isOver()) {
+        return;
+    }
     try {
         if (filtered_ != nullptr) {
             checkFiltered(body, raw);
@@ -129,6 +132,9 @@ void BodyCheck::check(const Buffer &body, bool raw) {
 }
 
 void BodyCheck::checkBoth(const Buffer &first, const Buffer &second) {
+    if (Budget::isOver()) {
+        return;
+    }
     try {
         if (filtered_ != nullptr && checkBothFiltered(first, second)) {
             return;
@@ -151,44 +157,70 @@ void BodyCheck::checkPieces(const Buffer &body, bool raw) {
             return true;
         }
         eraseAll(rules_, tryAll(text));
-        return matches_->tripped();
+        return isOver();
     });
 }
 
+// In portions where the body is of a length that none has which was read with limits.
 void BodyCheck::checkFiltered(const Buffer &body, bool raw) {
     FilteredPass pass(*filtered_);
-    s_addPieces(pass, body, raw);
+    bool tripped = false;
+    s_cut(body, raw, [&](const Piece &piece) {
+        if (pass.isFullAt(piece.start)) {
+            pass.select(body.data(), body.length());
+            addMatches(pass, 0, pass.size());
+            pass.clear();
+            tripped = matches_->tripped();
+        }
+        if (!tripped) {
+            pass.add(piece.start, piece.length);
+        }
+        return tripped;
+    });
+    if (!tripped) {
+        checkLast(pass, body);
+    }
+}
+
+void BodyCheck::checkLast(FilteredPass &pass, const Buffer &body) {
     const std::size_t end = pass.endOfTexts();
-    if (end > kMaxCopiedBytes || end + Regex::LiteralMatcher::kPaddingBytes <= body.length()) {
-        pass.select(body.data(), body.length(), FilteredPass::Wanted::FirstMatch);
+    if (end > kMaxCopiedBytes || end + Regex::LiteralMatcher::kPaddingBytes <= body.length() ||
+        !pass.isWorthSearching()) {
+        pass.select(body.data(), body.length());
     } else {
         pass.stageBytes(body.data(), end);
-        pass.selectStaged(FilteredPass::Wanted::FirstMatch);
+        pass.selectStaged();
     }
     addMatches(pass, 0, pass.size());
 }
 
 // Answers false, with nothing done but the first, where the second has to be checked on its own.
 bool BodyCheck::checkBothFiltered(const Buffer &first, const Buffer &second) {
-    FilteredPass pass(*filtered_);
-    s_addPieces(pass, first, false);
-    const std::uint32_t firstPieces = pass.size();
-    const std::size_t firstEnd = pass.endOfTexts();
-    pass.stageBytes(first.data(), firstEnd);
-    s_addPieces(pass, second, false);
-    if (pass.endOfTexts() > kMaxCopiedBytes) {
+    bool areSearched = false;
+    {
+        FilteredPass pass(*filtered_);
+        s_addPieces(pass, first, 0);
+        const std::uint32_t firstPieces = pass.size();
+        const std::size_t firstEnd = pass.endOfTexts();
+        s_addPieces(pass, second, firstEnd);
+        areSearched = pass.endOfTexts() <= kMaxCopiedBytes && pass.isWorthSearching();
+        if (areSearched) {
+            pass.stageBytes(first.data(), firstEnd);
+            pass.stageBytes(second.data(), pass.endOfTexts() - firstEnd);
+            pass.selectStaged();
+            addMatches(pass, 0, firstPieces);
+            // What tripped the match set may have kept rules of the first from being added, and the
+            // second has a piece tried yet.
+            if (matches_->tripped()) {
+                return false;
+            }
+            addMatches(pass, firstPieces, pass.size());
+        }
+    }
+    if (!areSearched) {
         checkFiltered(first, false);
-        return false;
     }
-    pass.stageBytes(second.data(), pass.endOfTexts() - firstEnd);
-    pass.selectStaged(FilteredPass::Wanted::FirstMatch);
-    addMatches(pass, 0, firstPieces);
-    // What tripped the match set may have kept rules of the first from being added, and the second has a piece tried yet.
-    if (matches_->tripped()) {
-        return false;
-    }
-    addMatches(pass, firstPieces, pass.size());
-    return true;
+    return areSearched;
 }
 
 // The end of a first piece that nothing matches may be the end as well.

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "heuristic/BodyRule.h"
+#include "heuristic/PassProber.h"
 #include "heuristic/RuleFilterSearch.h"
+#include "heuristic/SearchPolicy.h"
 #include "host/regex/LiteralMatcher.h"
 
 namespace Corvane::Heuristic {
@@ -14,7 +17,31 @@ FilteredList::FilteredList(const RuleIndex &index, langID language, Rule::Type k
     : index_(index), rules_(index.of(kind)),
       language_(static_cast<std::uint8_t>(1U << static_cast<unsigned int>(language))),
       cutoff_(ordinalCutoff == 0 ? std::numeric_limits<std::uint64_t>::max() : ordinalCutoff),
-      done_(rules_.rules.size()) {}
+      done_(rules_.rules.size()) {
+    if (ordinalCutoff == 0) {
+        counts_ = rules_.counts[static_cast<std::size_t>(language)];
+        return;
+    }
+    for (std::uint32_t i = 0; i < rules_.rules.size() && rules_.rules[i].ordinal < cutoff_; ++i) {
+        if (admits(i)) {
+            counts_.add(rules_.rules[i]);
+        }
+    }
+}
+
+// The rules still to be tried, and maybe others: counted anew where they have become half as many.
+const std::vector<std::uint32_t> &FilteredList::few() {
+    if (!fewOf_.has_value() || counts_.all.rules < *fewOf_ / 2) {
+        few_.clear();
+        fewOf_ = counts_.all.rules;
+        for (std::uint32_t i = 0; i < rules_.rules.size(); ++i) {
+            if (admits(i)) {
+                few_.push_back(i);
+            }
+        }
+    }
+    return few_;
+}
 
 RefRuleList FilteredList::remaining() const {
     RefRuleList list = RefRuleList::create();
@@ -25,74 +52,6 @@ RefRuleList FilteredList::remaining() const {
     }
     return list;
 }
-
-// Tries patterns on texts of a pass.
-class FilteredPass::Prober {
-public:
-    // Each text has a slot, below slots, for what is known of it.
-    Prober(const KindIndex &index, const unsigned char *base, std::size_t length, std::size_t slots,
-           ScanMemory &memory)
-        : index_(index), base_(base), lowered_(base, length, memory), memory_(memory) {
-        std::vector<KnownBytes> &known = memory_.known;
-        known.resize(std::max(known.size(), slots));
-        for (std::size_t slot = 0; slot < slots; ++slot) {
-            known[slot].isCounted = false;
-        }
-    }
-
-    bool matches(std::uint32_t pattern, const Range &range, std::size_t slot) {
-        const RuleFilter &filter = *index_.filter;
-        // Equal patterns are also tried in the same way.
-        const bool positive = rule(pattern).trial == IndexedRule::Trial::Match;
-        TextFacts facts = factsOf(range, slot);
-        if (filter.isLiteral(pattern)) {
-            return filter.mayMatch(pattern, facts) == positive;
-        }
-        // What is not worth trying cannot match, but may fail, which is no match of a negated rule.
-        if (positive && !filter.mayMatch(pattern, facts)) {
-            return false;
-        }
-        bool failed = false;
-        const bool matched =
-            rule(pattern).expression->matches(facts.data(), facts.length(), 0, &failed);
-        return !failed && matched == positive;
-    }
-
-    // Where units are texts, each in the slot of its number, and the pattern must match: those from first to before last
-    // where it is worth trying. Good until the next call.
-    const std::vector<Text> &worthTrying(std::uint32_t pattern, std::uint32_t first,
-                                         std::uint32_t last) {
-        std::vector<Text> &considered = memory_.considered;
-        considered.clear();
-        for (std::uint32_t unit = first; unit < last; ++unit) {
-            const ScanText &text = memory_.texts[unit];
-            TextFacts facts = factsOf({text.start, text.length}, unit);
-            if (index_.filter->passes(pattern, facts)) {
-                considered.push_back({facts.data(), facts.length(), unit});
-            }
-        }
-        index_.filter->selectAccepted(pattern, considered);
-        return considered;
-    }
-
-    bool matches(std::uint32_t pattern, const Text &text) const {
-        return rule(pattern).expression->matches(text.data, text.length, 0, nullptr);
-    }
-
-private:
-    const IndexedRule &rule(std::uint32_t pattern) const {
-        return index_.rules[*index_.rulesBegin(pattern)];
-    }
-
-    TextFacts factsOf(const Range &range, std::size_t slot) {
-        return {base_ + range.start, range.length, lowered_, range.start, memory_.known[slot]};
-    }
-
-    const KindIndex &index_;
-    const unsigned char *base_;
-    LoweredRange lowered_;
-    ScanMemory &memory_;
-};
 
 void FilteredPass::clear() {
     memory_->texts.clear();
@@ -113,12 +72,16 @@ void FilteredPass::stage(std::initializer_list<std::string_view> parts) {
 FilteredPass::Range FilteredPass::stage(std::initializer_list<std::string_view> parts,
                                         std::uint32_t unit, HeaderForm form) {
     std::vector<unsigned char> &staged = memory_->staged;
+    if (!staged.empty()) {
+        staged.push_back(0);
+    }
     const auto start = static_cast<std::uint32_t>(staged.size());
     for (const std::string_view part : parts) {
         const auto *bytes = reinterpret_cast<const unsigned char *>(part.data());
         staged.insert(staged.end(), bytes, bytes + part.size());
     }
     const auto length = static_cast<std::uint32_t>(staged.size()) - start;
+    spend(length);
     memory_->texts.push_back({start, length, unit, 0, static_cast<std::uint8_t>(form), 0});
     return {start, length};
 }
@@ -153,35 +116,81 @@ void FilteredPass::alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> 
     }
 }
 
-// Whether any rule of that pattern is still to be tried.
-bool FilteredPass::isOpen(std::uint32_t pattern) const {
-    const KindIndex &index = list_.rules();
-    return std::any_of(index.rulesBegin(pattern), index.rulesEnd(pattern),
-                       [this](std::uint32_t rule) { return list_.admits(rule); });
-}
-
 std::size_t FilteredPass::endOfTexts() const {
     const std::vector<ScanText> &texts = memory_->texts;
     return texts.empty() ? 0 : std::size_t{texts.back().start} + texts.back().length;
 }
 
-// Brings the candidates together.
-void FilteredPass::search(const unsigned char *base, std::size_t readable) {
-    list_.rules().filter->select(base, readable, *memory_,
-                                 [this](std::uint32_t pattern) { return isOpen(pattern); });
+void FilteredPass::spend(std::uint64_t work) const {
+    if (budget_ != nullptr) {
+        budget_->note(work);
+    }
+}
+
+bool FilteredPass::isWorthSearching() const {
+    const std::size_t bytes = size() == 0 ? 0 : endOfTexts() - memory_->texts.front().start;
+    SearchPolicy policy(*this, size(), SearchPolicy::Units::Texts);
+    return policy.effort().hasRoomFor(list_.rules().filter->searchWork(bytes));
+}
+
+// Brings the candidates together, and takes note of the work. Answers false where those of the
+// rules that are searched for are missing.
+bool FilteredPass::search(const unsigned char *base, std::size_t readable, SearchPolicy &policy,
+                          ScanEffort &effort) {
+    const RuleFilter &filter = *list_.rules().filter;
+    const std::size_t start = memory_->texts.empty() ? 0 : memory_->texts.front().start;
+    const ScanEffort::Work work = filter.searchWork(endOfTexts() - start);
+    if (list_.counts().searched.rules == 0 || isOver()) {
+        return true;
+    }
+    if (!policy.effort().hasRoomFor(work)) {
+        return false;
+    }
+    const std::size_t before = memory_->candidates.size();
+    policy.effort().spend(work);
+    const bool isComplete = filter.select(base, readable, *memory_, policy);
+    spend(endOfTexts());
+    effort.spend(-policy.effort().balance());
+    if (isComplete) {
+        effort.spare(policy.workOfSearched());
+    } else {
+        memory_->candidates.resize(before, Candidate(0, 0, false));
+    }
+    return isComplete;
+}
+
+void FilteredPass::sortCandidates() {
     std::vector<Candidate> &candidates = memory_->candidates;
     std::sort(candidates.begin(), candidates.end());
     candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
 }
 
-void FilteredPass::select(const unsigned char *base, std::size_t readable, Wanted wanted) {
+void FilteredPass::select(const unsigned char *base, std::size_t readable) {
     base_ = base;
-    search(base, readable);
-    Prober prober(list_.rules(), base, endOfTexts(), size(), *memory_);
-    tryCandidates(prober, wanted);
-    for (const std::uint32_t pattern : list_.rules().filter->unfiltered()) {
-        tryEverywhere(pattern, prober, wanted);
+    if (size() == 0 || list_.counts().all.rules == 0) {
+        return;
     }
+    SearchPolicy policy(*this, size(), SearchPolicy::Units::Texts);
+    ScanEffort effort;
+    effort.expect(policy.workOf(list_.counts().all));
+    effort.did(policy.workOfFirst());
+    Prober prober(list_.rules(), base, endOfTexts(), size(), *memory_, effort, budget_);
+    const auto tryEach = [&](std::uint32_t pattern) {
+        const std::uint32_t unit = tryEverywhere(pattern, prober);
+        effort.expect(unit < size() ? -policy.workAfter(pattern, unit) : 0);
+    };
+    if (search(base, readable, policy, effort)) {
+        sortCandidates();
+        tryCandidates(prober);
+    } else {
+        for (std::uint32_t pattern = 0; pattern < list_.rules().patterns(); ++pattern) {
+            if (list_.rules().filter->isSearched(pattern)) {
+                tryEach(pattern);
+            }
+        }
+    }
+    const std::vector<std::uint32_t> &unfiltered = list_.rules().filter->unfiltered();
+    std::for_each(unfiltered.begin(), unfiltered.end(), tryEach);
     std::sort(memory_->matches.begin(), memory_->matches.end());
 }
 
@@ -191,12 +200,12 @@ const std::vector<unsigned char> &FilteredPass::padded() {
     return memory_->staged;
 }
 
-void FilteredPass::selectStaged(Wanted wanted) {
+void FilteredPass::selectStaged() {
     const std::vector<unsigned char> &staged = padded();
-    select(staged.data(), staged.size(), wanted);
+    select(staged.data(), staged.size());
 }
 
-void FilteredPass::tryCandidates(Prober &prober, Wanted wanted) {
+void FilteredPass::tryCandidates(Prober &prober) {
     std::uint32_t settled = std::numeric_limits<std::uint32_t>::max();
     for (const Candidate &candidate : memory_->candidates) {
         const std::uint32_t pattern = candidate.pattern();
@@ -204,27 +213,29 @@ void FilteredPass::tryCandidates(Prober &prober, Wanted wanted) {
         if (pattern == settled) {
             continue;
         }
+        if (isOver()) {
+            return;
+        }
         if (candidate.decided()) {
             addRules(pattern, unit);
         } else if (!tryText(pattern, unit, prober)) {
             continue;
         }
-        settled = wanted == Wanted::FirstMatch ? pattern : settled;
+        settled = pattern;
     }
 }
 
-void FilteredPass::tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted wanted) {
-    if (!isOpen(pattern)) {
-        return;
-    }
-    const std::uint32_t step = list_.rules().filter->hasAutomaton(pattern) ? kReadAtOnce : 1;
-    for (std::uint32_t unit = 0; unit < size(); unit += step) {
-        const bool matched =
-            step == 1 ? tryText(pattern, unit, prober) : tryTexts(pattern, unit, prober, wanted);
-        if (matched && wanted == Wanted::FirstMatch) {
-            return;
+// Answers the first unit that matches; size() where none does, or no rule is left to be tried.
+std::uint32_t FilteredPass::tryEverywhere(std::uint32_t pattern, Prober &prober) {
+    std::uint32_t unit = isOpen(pattern) ? 0 : size();
+    for (std::uint32_t next = unit; unit < size() && !isOver(); unit = next) {
+        const std::uint32_t atOnce = prober.textsAtOnce(pattern, unit);
+        next = unit + atOnce;
+        if (atOnce == 1 ? tryText(pattern, unit, prober) : tryTexts(pattern, unit, next, prober)) {
+            break;
         }
     }
+    return unit;
 }
 
 bool FilteredPass::tryText(std::uint32_t pattern, std::uint32_t unit, Prober &prober) {
@@ -236,21 +247,19 @@ bool FilteredPass::tryText(std::uint32_t pattern, std::uint32_t unit, Prober &pr
     return matched;
 }
 
-// The same for up to kReadAtOnce texts from that unit on; answers whether any matched.
-bool FilteredPass::tryTexts(std::uint32_t pattern, std::uint32_t first, Prober &prober,
-                            Wanted wanted) {
-    const std::uint32_t last = first + std::min(kReadAtOnce, size() - first);
-    bool matched = false;
+// The same for the texts up to before last; answers whether any matched.
+bool FilteredPass::tryTexts(std::uint32_t pattern, std::uint32_t first, std::uint32_t last,
+                            Prober &prober) {
     for (const Text &text : prober.worthTrying(pattern, first, last)) {
+        if (isOver()) {
+            break;
+        }
         if (prober.matches(pattern, text)) {
             addRules(pattern, static_cast<std::uint32_t>(text.number));
-            matched = true;
-            if (wanted == Wanted::FirstMatch) {
-                break;
-            }
+            return true;
         }
     }
-    return matched;
+    return false;
 }
 
 void FilteredPass::addRules(std::uint32_t pattern, std::uint32_t unit) {
@@ -264,17 +273,39 @@ void FilteredPass::addRules(std::uint32_t pattern, std::uint32_t unit) {
 
 void FilteredPass::selectHeaders(const Headers &headers) {
     const std::vector<unsigned char> &staged = padded();
-    search(staged.data(), staged.size());
-    Prober prober(list_.rules(), staged.data(), endOfTexts(), headers.units.size() * kForms,
-                  *memory_);
+    const std::size_t units = headers.units.size();
+    ScanEffort effort;
+    SearchPolicy policy(*this, units, SearchPolicy::Units::Headers);
+    effort.expect(policy.workOf(list_.counts().all));
+    effort.did(policy.workOfFirst());
+    Prober prober(list_.rules(), staged.data(), endOfTexts(), units * kForms, *memory_, effort,
+                  budget_);
     memory_->found.resize(std::max(memory_->found.size(), list_.rules().rules.size()), 0);
+    if (!search(staged.data(), staged.size(), policy, effort)) {
+        trySearched(headers, prober);
+    }
+    sortCandidates();
     for (const Candidate &candidate : memory_->candidates) {
+        if (isOver()) {
+            break;
+        }
         tryHeader(candidate, headers, prober);
     }
     for (const UnitRule &match : memory_->matches) {
         memory_->found[match.rule] = 0;
     }
     std::sort(memory_->matches.begin(), memory_->matches.end());
+}
+
+// Tries all rules that are searched for on all headers.
+void FilteredPass::trySearched(const Headers &headers, Prober &prober) {
+    for (std::uint32_t pattern = 0; pattern < list_.rules().patterns(); ++pattern) {
+        const bool isTried = list_.rules().filter->isSearched(pattern) && isOpen(pattern);
+        const std::size_t units = isTried ? headers.units.size() : 0;
+        for (std::uint32_t unit = 0; unit < units && !isOver(); ++unit) {
+            tryHeader(Candidate(pattern, unit, false), headers, prober);
+        }
+    }
 }
 
 // Of a pattern's rules each applies to headers of its own, and is not tried again on one after that which it has matched.
@@ -285,8 +316,8 @@ void FilteredPass::tryHeader(const Candidate &candidate, const Headers &headers,
     const auto applies = [&](std::uint32_t rule) {
         const std::uint32_t *last = selectors + header.lastSelector;
         return memory_->found[rule] == 0 && list_.admits(rule) &&
-               std::find(selectors + header.firstSelector, last, index.rules[rule].selector) !=
-                   last;
+               std::binary_search(selectors + header.firstSelector, last,
+                                  index.rules[rule].selector);
     };
     const std::uint32_t *end = index.rulesEnd(candidate.pattern());
     const std::uint32_t *rule = std::find_if(index.rulesBegin(candidate.pattern()), end, applies);
@@ -327,7 +358,7 @@ bool FilteredPass::addMatches(std::uint32_t unit, const Buffer &text, RefMatches
     auto logging = index.logging.begin();
     const auto log = [&](std::uint32_t before) {
         for (; logging != index.logging.end() && *logging < before; ++logging) {
-            if (list_.admits(*logging)) {
+            if (list_.admits(*logging) && !isOver()) {
                 (void)static_cast<const BodyRule &>(*index.rules[*logging].rule).matches(text);
             }
         }

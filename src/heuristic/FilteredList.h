@@ -7,16 +7,20 @@
 //
 // Only for scans without a trace, which has to name each rule of the walk.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "heuristic/BitSet.h"
 #include "heuristic/Rule.h"
 #include "heuristic/RuleIndex.h"
+#include "heuristic/ScanEffort.h"
 #include "heuristic/ScanMemory.h"
+#include "host/parser/Budget.h"
 #include "host/parser/Buffer.h"
 
 namespace Corvane::Heuristic {
@@ -37,19 +41,66 @@ public:
     }
 
     // The rule is in the match set: to try it again could have no effect.
-    void done(std::uint32_t rule) { done_.set(rule); }
+    void done(std::uint32_t rule) {
+        done_.set(rule);
+        counts_.remove(rules_.rules[rule]);
+    }
+    // The rules still to be tried.
+    const RuleCounts &counts() const { return counts_; }
     bool isDone(std::uint32_t rule) const { return done_.test(rule); }
+
+    // Whether a text should be copied to be searched; otherwise it is better to walk.
+    bool isWorthStaging(std::size_t bytes) const {
+        return bytes <= kMaxStagedBytes && counts_.all.rules > kFewRules;
+    }
+    static constexpr std::uint32_t kFewRules = 5;
+    static constexpr std::size_t kMaxStagedBytes = 128 * 1024;
+
+    // Tries the rules one by one, as the walk does: those that match, by what says so of a rule,
+    // are added in order up to an addition that trips the match set. Throws as RefMatches::add.
+    template <class Matching>
+    void walk(RefMatches &matches, Matching matching) {
+        Budget *budget = Budget::ofThisThread();
+        for (const std::uint32_t each : few()) {
+            if (budget != nullptr && budget->ended()) {
+                return;
+            }
+            if (!admits(each) || !tryRule(*rules_.rules[each].rule, budget, matching)) {
+                continue;
+            }
+            const bool tripped = matches.add(rules_.handles[each]);
+            done(each);
+            if (tripped) {
+                return;
+            }
+        }
+    }
 
     // A list of the rules that are still to be tried.
     RefRuleList remaining() const;
 
 private:
+    template <class Matching>
+    static bool tryRule(const Rule &rule, Budget *budget, Matching &matching) {
+        const bool matched = matching(rule);
+        if (budget != nullptr && budget->takeUnnamed()) {
+            budget->addStepLimitedRule(rule.name());
+        }
+        return matched;
+    }
+
+    const std::vector<std::uint32_t> &few();
+
     const RuleIndex &index_;
     const KindIndex &rules_;
     std::uint8_t language_;
     // Past the highest ordinal where there is no cutoff.
     std::uint64_t cutoff_;
     BitSet done_;
+    RuleCounts counts_;
+    // The rules that were still to be tried when they were last counted.
+    std::vector<std::uint32_t> few_;
+    std::optional<std::uint32_t> fewOf_;
 };
 
 // One pass over texts that are scanned together: name the texts, call select, then take the units in ascending order.
@@ -80,7 +131,9 @@ public:
         std::vector<std::uint32_t> selectors;
     };
 
-    explicit FilteredPass(FilteredList &list) : list_(list) {}
+    // To be used on the constructing thread, and with its budget. Once that has ended nothing more is tried; what has
+    // matched until then can be added.
+    explicit FilteredPass(FilteredList &list) : list_(list), budget_(Budget::ofThisThread()) {}
 
     // Starts anew.
     void clear();
@@ -93,8 +146,8 @@ public:
     // The next text, a range of what select will be given. Texts are units by their numbers, from 0 on.
     void add(std::uint32_t start, std::uint32_t length);
 
-    // The next text, joined of the parts, which are copied behind the texts before it; with a unit where units have
-    // more than one.
+    // The next text, joined of the parts, which are copied behind the texts before it and a zero byte; with a unit where
+    // units have more than one.
     void stage(std::initializer_list<std::string_view> parts);
     Range stage(std::initializer_list<std::string_view> parts, std::uint32_t unit, HeaderForm form);
 
@@ -122,15 +175,26 @@ public:
     static constexpr std::size_t kPassBytes = std::size_t{64} * 1024;
     static constexpr std::size_t kPassTexts = std::size_t{8} * 1024;
 
+    // The same for texts that are ranges of what is not copied: whether the next one should not be
+    // added that begins there.
+    bool isFullAt(std::size_t start) const {
+        const std::vector<ScanText> &texts = memory_->texts;
+        return texts.size() >= ScanMemory::kMaxTexts ||
+               (!texts.empty() && start - texts.front().start >= ScanMemory::kMaxCopiedBytes / 2);
+    }
+
     // Also to be tried on a header, whatever its texts hold.
     void alsoTry(std::uint32_t unit, const std::vector<std::uint32_t> &rules);
 
-    // Whether a rule's first match is all that counts, because no unit has its turn after one where an addition tripped.
-    enum class Wanted { FirstMatch, EveryMatch };
+    // Whether the texts will be searched, so that it is better to stage them; otherwise the rules
+    // are tried one by one.
+    bool isWorthSearching() const;
 
-    // Finds what matches the texts: ranges of base, from where so many bytes may be read, or staged ones.
-    void select(const unsigned char *base, std::size_t readable, Wanted wanted);
-    void selectStaged(Wanted wanted);
+    // Finds what matches the texts: ranges of base, from where so many bytes may be read, or staged
+    // ones. Of each rule the first match is found: no unit may have its turn after one where an
+    // addition tripped.
+    void select(const unsigned char *base, std::size_t readable);
+    void selectStaged();
 
     // The same for headers, whose forms were staged.
     void selectHeaders(const Headers &headers);
@@ -142,24 +206,40 @@ public:
     // The text is for rules that log with each try. Throws as RefMatches::add.
     bool addMatches(std::uint32_t unit, const Buffer &text, RefMatches &matches);
 
+    // Bytes that the pass has allocated, with what its thread keeps.
+    std::size_t memoryBytes() const { return memory_->memoryBytes(); }
+
 private:
     class Prober;
+    class SearchPolicy;
     using Text = Regex::AutomatonTable::Text;
     // Texts that an automaton reads before it is known whether one of them matches.
     static constexpr std::uint32_t kReadAtOnce = 32;
+    static constexpr std::uint32_t kReadAtFirst = 8;
 
     const std::vector<unsigned char> &padded();
     void skipTo(std::uint32_t unit);
-    void search(const unsigned char *base, std::size_t readable);
-    void tryCandidates(Prober &prober, Wanted wanted);
-    void tryEverywhere(std::uint32_t pattern, Prober &prober, Wanted wanted);
+    bool search(const unsigned char *base, std::size_t readable, SearchPolicy &policy,
+                ScanEffort &effort);
+    void sortCandidates();
+    void tryCandidates(Prober &prober);
+    std::uint32_t tryEverywhere(std::uint32_t pattern, Prober &prober);
     bool tryText(std::uint32_t pattern, std::uint32_t unit, Prober &prober);
-    bool tryTexts(std::uint32_t pattern, std::uint32_t first, Prober &prober, Wanted wanted);
+    bool tryTexts(std::uint32_t pattern, std::uint32_t first, std::uint32_t last, Prober &prober);
     void tryHeader(const Candidate &candidate, const Headers &headers, Prober &prober);
+    void trySearched(const Headers &headers, Prober &prober);
     void addRules(std::uint32_t pattern, std::uint32_t unit);
-    bool isOpen(std::uint32_t pattern) const;
+    // Whether any rule of that pattern is still to be tried.
+    bool isOpen(std::uint32_t pattern) const {
+        const KindIndex &index = list_.rules();
+        return std::any_of(index.rulesBegin(pattern), index.rulesEnd(pattern),
+                           [this](std::uint32_t rule) { return list_.admits(rule); });
+    }
+    bool isOver() const { return budget_ != nullptr && budget_->ended(); }
+    void spend(std::uint64_t work) const;
 
     FilteredList &list_;
+    Budget *budget_;
     ScanMemoryLease memory_;
     const unsigned char *base_ = nullptr;
     std::size_t next_ = 0;

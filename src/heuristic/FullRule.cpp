@@ -36,6 +36,10 @@ void s_addLines(FilteredPass &pass, const Buffer &text) {
     }
 }
 
+bool s_isLong(const Corvane::Header &header) {
+    return header.type().size() + header.value().size() > FilteredList::kMaxStagedBytes;
+}
+
 } // namespace
 
 FullRule::FullRule() : FullRule(std::string()) {}
@@ -86,13 +90,27 @@ bool FullCheck::operator()(const Corvane::Header &header) {
     if (matches_->tripped()) {
         return true;
     }
+    const auto matches = [&header](const Rule &rule) {
+        return static_cast<const FullRule &>(rule).matches(header);
+    };
+    Budget *budget = Budget::ofThisThread();
     for (const RefRule &rule : contents(rules_)) {
-        if (skips(rule) || !static_cast<const FullRule &>(*rule).matches(header)) {
-            continue;
-        }
-        if (matches_.add(rule)) {
+        if (budget != nullptr && budget->ended()) {
             break;
         }
+        if (!skips(rule) && tryRule(*rule, budget, matches) && matches_.add(rule)) {
+            break;
+        }
+    }
+    return matches_->tripped();
+}
+
+// Tries the rules one by one on a header that is too long to be copied; answers as operator().
+bool FullCheck::walk(const Corvane::Header &header) {
+    if (!matches_->tripped()) {
+        filtered_->walk(matches_, [&](const Rule &rule) {
+            return static_cast<const FullRule &>(rule).matches(header);
+        });
     }
     return matches_->tripped();
 }
@@ -105,12 +123,18 @@ void FullCheck::checkAll(const Headers &headers) {
         return;
     }
     FilteredPass pass(*filtered_);
-    for (auto next = headers.begin(); next != headers.end();) {
-        for (pass.clear(); next != headers.end() && !pass.isFull(); ++next) {
+    for (auto next = headers.begin(); next != headers.end() && !Budget::isOver();) {
+        if (s_isLong(*next)) {
+            if (walk(*next++)) {
+                return;
+            }
+            continue;
+        }
+        for (pass.clear(); next != headers.end() && !pass.isFull() && !s_isLong(*next); ++next) {
             const std::string_view separator = next->isNull() ? "" : ": ";
             pass.stage({next->type(), separator, next->value()});
         }
-        pass.selectStaged(FilteredPass::Wanted::FirstMatch);
+        pass.selectStaged();
         for (std::uint32_t unit = pass.nextUnit(0, pass.size()); unit < pass.size();
              unit = pass.nextUnit(unit + 1, pass.size())) {
             if (matches_->tripped()) {
@@ -143,7 +167,7 @@ FullTap::FullTap(Scanner &scanner, const RefRuleList &rules, RefMatches &matches
 FullTap::~FullTap() = default;
 
 bool FullTap::write(const Buffer &data) {
-    if (matches_->tripped()) {
+    if (isOver()) {
         return true;
     }
     if (pending_.endOfBuffer()) {
@@ -165,10 +189,14 @@ bool FullTap::write(const Buffer &data) {
     return true;
 }
 
+bool FullTap::isOver() const {
+    return matches_->tripped() || Budget::isOver();
+}
+
 void FullTap::checkLines() {
     for (pending_.getLine(line_, kLineFeed); !line_.isEmpty(); pending_.getLine(line_, kLineFeed)) {
         scanner_.process(rules_, matches_, line_, verbose_);
-        if (matches_->tripped()) {
+        if (isOver()) {
             break;
         }
     }
@@ -181,7 +209,7 @@ void FullTap::checkLinesFiltered() {
         const Buffer rest = pending_.mid(pending_.startOfLine());
         pass.clear();
         s_addLines(pass, rest);
-        pass.select(rest.data(), rest.length(), FilteredPass::Wanted::FirstMatch);
+        pass.select(rest.data(), rest.length());
         for (std::uint32_t line = 0; line < pass.size(); ++line) {
             pending_.getLine(line_, kLineFeed);
             pass.addMatches(line, line_, matches_);
@@ -189,7 +217,7 @@ void FullTap::checkLinesFiltered() {
                 return;
             }
         }
-    } while (pass.size() > 0);
+    } while (pass.size() > 0 && !Budget::isOver());
     line_.length(0);
 }
 

@@ -19,6 +19,8 @@ constexpr unsigned int s_bit(HeaderForm form) {
     return 1U << static_cast<unsigned int>(form);
 }
 
+constexpr unsigned int kAddressForms = s_bit(HeaderForm::Addr) | s_bit(HeaderForm::Name);
+
 // A high bit is left for each byte above 127, and for a zero byte.
 std::uint64_t s_oddBytes(const char *data, std::size_t count) {
     constexpr std::uint64_t kLowBits = 0x0101010101010101;
@@ -51,6 +53,32 @@ bool s_isPlainName(const std::string &name) {
     return !name.empty() && s_isShortAscii(name) && !mayHoldEncodedWord(name);
 }
 
+constexpr std::string_view kWordBegin = "=?";
+constexpr std::string_view kWordEnd = "?=";
+constexpr std::size_t kEncodingBytes = 3;
+
+// Where such a beginning stands, of which the second byte is the rarer one.
+std::size_t s_findWordBegin(std::string_view text) {
+    for (std::size_t at = text.find('?', 1); at != text.npos; at = text.find('?', at + 1)) {
+        if (text[at - 1] == '=') {
+            return at - 1;
+        }
+    }
+    return text.npos;
+}
+
+// What is behind the first letter for an encoding that stands between question marks; empty where there is none.
+std::string_view s_behindEncoding(std::string_view text) {
+    for (std::size_t at = text.find('?'); at != text.npos; at = text.find('?', at + 1)) {
+        const std::string_view encoding = text.substr(at, kEncodingBytes);
+        if (encoding.size() == kEncodingBytes && encoding.back() == '?' &&
+            std::string_view("BbQq").find(encoding[1]) != text.npos) {
+            return text.substr(at + kEncodingBytes);
+        }
+    }
+    return {};
+}
+
 std::string_view s_view(const Buffer &buffer) {
     return {reinterpret_cast<const char *>(buffer.data()), buffer.length()};
 }
@@ -66,14 +94,32 @@ std::string headerValueInUtf8(const std::string &value) {
     return std::string(text.data());
 }
 
-// Looks for the rarer of the two bytes.
-bool mayHoldEncodedWord(const std::string &text) {
-    for (std::size_t at = text.find('?', 1); at != text.npos; at = text.find('?', at + 1)) {
-        if (text[at - 1] == '=') {
+bool mayHoldEncodedWord(std::string_view text) {
+    return s_findWordBegin(text) != text.npos;
+}
+
+// In each line the first of everything leaves most for what must follow.
+bool holdsEncodedWord(std::string_view text) {
+    for (std::size_t at = s_findWordBegin(text); at != text.npos; at = s_findWordBegin(text)) {
+        text.remove_prefix(at + kWordBegin.size());
+        const std::string_view line = text.substr(0, text.find('\n'));
+        if (s_behindEncoding(line).find(kWordEnd) != text.npos) {
             return true;
         }
+        text.remove_prefix(line.size());
     }
     return false;
+}
+
+Header headerFor(const Header &header, HeaderValues values) {
+    return values == HeaderValues::AsTheyAre
+               ? header
+               : Header(header.type(), headerValueInUtf8(header.value()));
+}
+
+bool HeaderPass::isTooLong(const Header &header, HeaderValues values) {
+    const std::size_t value = values == HeaderValues::AsTheyAre ? header.value().size() : 0;
+    return header.type().size() + value > FilteredList::kMaxStagedBytes;
 }
 
 void HeaderPass::add(const Header &header, HeaderValues values) {
@@ -86,12 +132,12 @@ void HeaderPass::add(const Header &header, HeaderValues values) {
         for (const std::uint32_t each : pass_.selectorsOf(header.type())) {
             const HeaderSelectors::Selector &selector = list_.index().headers().at(each);
             pass_.alsoTry(number, selector.unfiltered);
-            wanted |= selector.forms;
+            wanted |= formsOf(selector);
             headers_.selectors.push_back(each);
         }
     }
     unit.lastSelector = headers_.selectors.size();
-    if (wanted == 0) {
+    if (wanted == 0 || list_.counts().all.rules == 0) {
         return;
     }
     if (values == HeaderValues::AsTheyAre || s_isShortAscii(header.value())) {
@@ -101,9 +147,17 @@ void HeaderPass::add(const Header &header, HeaderValues values) {
     }
 }
 
+// The forms that rules still to be tried may look at. Addresses, which are slow to parse, only
+// where there is such a rule.
+unsigned int HeaderPass::formsOf(const HeaderSelectors::Selector &selector) const {
+    const bool isAsked = std::any_of(selector.ofAddress.begin(), selector.ofAddress.end(),
+                                     [this](std::uint32_t rule) { return list_.admits(rule); });
+    return isAsked ? selector.forms : selector.forms & ~kAddressForms;
+}
+
 // Puts the wanted forms of the latest unit's header behind the texts of the pass.
 void HeaderPass::stageForms(const Header &header, const std::string &value, unsigned int wanted) {
-    const bool encoded = mayHoldEncodedWord(value);
+    const bool encoded = holdsEncodedWord(value);
     const unsigned int values = wanted & (s_bit(HeaderForm::Value) | s_bit(HeaderForm::Raw));
     const unsigned int all = wanted & s_bit(HeaderForm::All);
     // Owns what was decoded, or views the value.
@@ -121,7 +175,8 @@ void HeaderPass::stageForms(const Header &header, const std::string &value, unsi
         stageText({}, s_view(decoded), decodedValues);
         stageText({}, s_view(headerValueDecode(header.type() + ": " + value)), all);
     }
-    if ((wanted & (s_bit(HeaderForm::Addr) | s_bit(HeaderForm::Name))) != 0) {
+    if ((wanted & kAddressForms) != 0) {
+        addressBytes_ += value.size();
         const EmailAddress parsed = EmailAddress::rfc5322Parse(value, true);
         const bool isNull = parsed.isNull();
         stageText({}, isNull ? std::string_view() : parsed.address(),
@@ -168,10 +223,16 @@ bool HeaderPass::turns(std::uint32_t first) {
         pass_.addMatches(unit, Buffer(), matches_);
         tripped = matches_->tripped();
     }
+    clear();
+    return tripped;
+}
+
+void HeaderPass::clear() {
     headers_.units.clear();
     headers_.selectors.clear();
     pass_.clear();
-    return tripped;
+    mostAddressBytes_ = std::max(mostAddressBytes_, 2 * addressBytes_);
+    addressBytes_ = 0;
 }
 
 } // namespace Corvane::Heuristic

@@ -28,15 +28,10 @@ Buffer s_copy(const std::string &text) {
     return {text.data(), static_cast<unsigned int>(text.size()), false};
 }
 
-const Regex::Expression &s_encodedWord() {
-    static const Regex::Expression s_expression("=\\?.*\\?[BQ]\\?.*\\?=", Regex::kIgnoreCase, true);
-    return s_expression;
-}
-
 } // namespace
 
 Buffer headerValueDecode(const std::string &text) {
-    if (mayHoldEncodedWord(text) && s_encodedWord()(text, nullptr)) {
+    if (holdsEncodedWord(text)) {
         try {
             return stringDecodeRfc2047(text);
         } catch (const Exception &) {
@@ -235,6 +230,9 @@ HeaderCheck &HeaderCheck::operator=(const HeaderCheck &) = default;
 HeaderCheck::~HeaderCheck() = default;
 
 bool HeaderCheck::operator()(const Header &header) {
+    if (filtered_ != nullptr && HeaderPass::isTooLong(header, HeaderValues::AsTheyAre)) {
+        return walk(header);
+    }
     if (filtered_ != nullptr) {
         HeaderPass pass(*filtered_, matches_);
         pass.add(header, HeaderValues::AsTheyAre);
@@ -248,6 +246,15 @@ bool HeaderCheck::operator()(const Header &header) {
     return matches_->tripped();
 }
 
+// The same for a header that is too long to be copied, rule by rule.
+bool HeaderCheck::walk(const Header &header) {
+    const HeaderRuleParameter parameter(header);
+    filtered_->walk(matches_, [&parameter](const Rule &rule) {
+        return static_cast<const HeaderRule &>(rule).matches(parameter);
+    });
+    return matches_->tripped();
+}
+
 // Each header in order, up to the one that trips the match set.
 template <class Headers>
 void HeaderCheck::checkAll(const Headers &headers) {
@@ -255,7 +262,9 @@ void HeaderCheck::checkAll(const Headers &headers) {
         HeaderPass pass(*filtered_, matches_);
         checkFiltered(pass, headers.begin(), headers.end(), HeaderValues::AsTheyAre);
     } else {
-        (void)std::find_if(headers.begin(), headers.end(), std::ref(*this));
+        (void)std::find_if(headers.begin(), headers.end(), [this](const Header &header) {
+            return Budget::isOver() || (*this)(header);
+        });
     }
 }
 
@@ -263,7 +272,13 @@ void HeaderCheck::checkAll(const Headers &headers) {
 template <class Iterator>
 void HeaderCheck::checkFiltered(HeaderPass &pass, Iterator next, Iterator end,
                                 HeaderValues values) {
-    for (; next != end; ++next) {
+    for (; next != end && !Budget::isOver(); ++next) {
+        if (HeaderPass::isTooLong(*next, values)) {
+            if (pass.run() || walk(headerFor(*next, values))) {
+                return;
+            }
+            continue;
+        }
         pass.add(*next, values);
         if (pass.isFull() && pass.run()) {
             return;
@@ -280,7 +295,10 @@ void HeaderCheck::checkInUtf8(const EmailAddress &sender, const RefHeaderList &h
     check(sender);
     RefHeaderList converted(true);
     for (const Header &header : *headers) {
-        converted->append(Header(header.type(), headerValueInUtf8(header.value())));
+        if (Budget::spend(header.value().size())) {
+            return;
+        }
+        converted->append(headerFor(header, HeaderValues::InUtf8));
     }
     check(converted);
 }
@@ -293,7 +311,9 @@ void HeaderCheck::checkFilteredInUtf8(const EmailAddress &sender, const HeaderLi
         pass.add(Header(kSenderName, sender.asString()), HeaderValues::AsTheyAre);
     }
     auto next = headers.begin();
-    for (; next != headers.end() && !pass.isFull(); ++next) {
+    for (; next != headers.end() && !pass.isFull() && !Budget::isOver() &&
+           !HeaderPass::isTooLong(*next, HeaderValues::InUtf8);
+         ++next) {
         pass.add(*next, HeaderValues::InUtf8);
     }
     pass.select();
@@ -303,8 +323,8 @@ void HeaderCheck::checkFilteredInUtf8(const EmailAddress &sender, const HeaderLi
     try {
         if (hasSender && matches_->tripped()) {
             // Rules that match the sender, but were not added, have their turn with the first header again.
-            HeaderPass again(*filtered_, matches_);
-            checkFiltered(again, headers.begin(), headers.end(), HeaderValues::InUtf8);
+            pass.clear();
+            checkFiltered(pass, headers.begin(), headers.end(), HeaderValues::InUtf8);
         } else if (!pass.turns(hasSender ? 1 : 0)) {
             checkFiltered(pass, next, headers.end(), HeaderValues::InUtf8);
         }

@@ -23,6 +23,8 @@ constexpr std::string_view kNameEnds = "!+-()<> \t\a|&";
 constexpr std::string_view kArithmetic = "+-*/<>";
 constexpr const char *kSubrulePrefix = "__";
 constexpr std::size_t kShortestSubruleName = 3;
+// What one takes, in units of work of a budget.
+constexpr std::uint64_t kRuleWork = 256;
 
 [[noreturn]] void s_refuse(const std::string &expression, unsigned int line) {
     fail("MetaRule::value", Exception::kGeneral, kFile, line, expression);
@@ -147,7 +149,7 @@ MetaCheck &MetaCheck::operator=(const MetaCheck &) = default;
 MetaCheck::~MetaCheck() = default;
 
 bool MetaCheck::operator()(const RefRule &rule) {
-    if (skips(rule)) {
+    if (skips(rule) || Budget::spend(kRuleWork)) {
         return false;
     }
     trace(rule);
@@ -184,6 +186,9 @@ void MetaCheck::checkFiltered() {
     }
     for (auto next = due.findFrom(0); next < due.size(); next = due.findFrom(next + 1)) {
         const RefRule &rule = metas.handles[next];
+        if (Budget::spend(kRuleWork)) {
+            return;
+        }
         if (!filtered_->admits(next) || !static_cast<const MetaRule &>(*rule).matches(matches_)) {
             continue;
         }

@@ -72,6 +72,14 @@ RefRule s_find(const Rules &rules, const std::string &name) {
     return found == rules.end() ? RefRule() : *found;
 }
 
+// A handle may hold no list at all, as one does that was made of a null pointer.
+RuleList &s_held(const Ref<RuleList> &handle) {
+    if (!handle.isNull() && handle.operator->() == nullptr) {
+        fail("RefRuleList", Exception::kGeneral, kFile, __LINE__, "the handle holds no list");
+    }
+    return *handle;
+}
+
 void s_requireLanguage(langID language) {
     if (language < DEFAULT || language > TH) {
         fail("getRules", Exception::kGeneral, kFile, __LINE__, "Rule language is out of range");
@@ -161,9 +169,13 @@ RuleList *RefRuleList::operator->() const {
 }
 
 RuleList &RefRuleList::operator*() const {
-    RuleList &list = Ref<RuleList>::operator*();
+    RuleList &list = s_held(*this);
     WatchedRuleList::noteAccess(&list);
     return list;
+}
+
+const RuleList &RefRuleList::peek() const {
+    return s_held(*this);
 }
 
 RefRule RefRuleList::find(const std::string &name) const {
@@ -182,7 +194,7 @@ void RefRuleList::erase(const RefRule &rule) {
 }
 
 void RefRuleList::add(const RefRule &rule) {
-    (*this)->push_back(rule);
+    (**this).push_back(rule);
 }
 
 Matches::Matches() : total_(0.0F), tripped_(false), threshold_(0.0F) {}

@@ -1,35 +1,30 @@
 #include "heuristic/RuleFactory.h"
 
 #include <algorithm>
-#include <array>
-#include <list>
+#include <locale>
+#include <sstream>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
 #include "heuristic/Failure.h"
+#include "heuristic/LoadObserver.h"
 #include "heuristic/LogRecords.h"
 #include "heuristic/MetaRule.h"
+#include "heuristic/PatternFaults.h"
 #include "heuristic/WatchedRuleList.h"
-#include "host/crypto/DecrypterMediaOut.h"
 #include "host/parser/Buffer.h"
-#include "host/parser/File.h"
 #include "host/parser/Logger.h"
-#include "host/parser/Media.h"
 #include "host/parser/Text.h"
 
 namespace Corvane::Heuristic {
 
 namespace {
 
-constexpr const char *kFile = "RuleFactory";
-constexpr unsigned int kParseLine = 328;
 constexpr std::string_view kSectionMarker = "#[lang section]\t";
 constexpr std::string_view kDescribe = "describe";
 constexpr std::string_view kScore = "score";
-constexpr const char *kTemporaryPattern = "/var/spool/tmp/ruleXXXXXX";
-constexpr unsigned int kVectorBytes = 16;
-constexpr unsigned int kPieceBytes = 512;
+constexpr std::string_view kEval = "eval:";
 constexpr const char *kDefaultScore = "1.0";
 
 const std::map<std::string, Rule::Type> &s_keywords() {
@@ -48,16 +43,43 @@ const std::map<std::string, langID> &s_languages() {
     return s_table;
 }
 
-bool s_holds(const File::Path &directory, const char *name) {
-    return File::Path(directory.asString() + name).exists();
+// Where the first word of a text begins and ends, and where the rest begins; -1 for what is
+// missing.
+struct Words {
+    int name = -1;
+    int nameEnd = -1;
+    int rest = -1;
+};
+
+Words s_words(std::string_view text) {
+    const Buffer buffer(text.data(), static_cast<unsigned int>(text.size()), true);
+    Words words;
+    words.name = buffer.findNonWhiteSpace(0);
+    words.nameEnd = words.name < 0 ? -1 : buffer.findWhiteSpace(words.name);
+    words.rest = words.nameEnd < 0 ? -1 : buffer.findNonWhiteSpace(words.nameEnd);
+    return words;
 }
 
-Buffer s_view(const char *text, int length) {
-    return {text, length > 0 ? static_cast<unsigned int>(length) : 0U, true};
+// The piece of a text from one offset to another (-1: its end), which lies in line.
+LinePart s_part(const LoadedLine &line, std::string_view text, int from, int to) {
+    const auto begin = static_cast<std::size_t>(from);
+    const auto end = to < 0 ? text.size() : static_cast<std::size_t>(to);
+    const std::string_view piece = text.substr(begin, end - begin);
+    return {piece, static_cast<unsigned int>(piece.data() - line.text.data()) + 1};
 }
 
-std::string s_slice(const char *text, int from, int to) {
-    return {text + from, static_cast<std::size_t>(to - from)};
+// Reads name and definition of a statement behind its keyword, as far as they are there; answers
+// whether they both are. The definition keeps its inner and trailing white space.
+bool s_takeStatement(LoadedLine &line, std::size_t skipped) {
+    const std::string_view text = line.text.substr(skipped);
+    const Words words = s_words(text);
+    if (words.name >= 0) {
+        line.name = s_part(line, text, words.name, words.nameEnd);
+    }
+    if (words.rest >= 0) {
+        line.definition = s_part(line, text, words.rest, -1);
+    }
+    return words.rest >= 0;
 }
 
 // Whether text begins with word, whatever the case of either.
@@ -67,15 +89,35 @@ bool s_startsWith(std::string_view text, std::string_view word) {
                       [](char a, char b) { return toLowerAscii(a) == toLowerAscii(b); });
 }
 
-// An unknown name stands for the default language.
-langID s_section(std::string_view text) {
-    std::string name(text);
-    stringRightTrim(name);
-    const auto found = s_languages().find(name);
-    return found == s_languages().end() ? DEFAULT : found->second;
+// How many numbers of a score are read, and whether nothing else stands there.
+LoadedLine::Numbers s_numbers(std::string_view text) {
+    constexpr unsigned int kMostNumbers = 4;
+    LoadedLine::Numbers numbers;
+    std::istringstream all{std::string(text)};
+    all.imbue(std::locale::classic());
+    for (float number = 0.0F; numbers.count < kMostNumbers && all >> number;) {
+        ++numbers.count;
+    }
+    std::istringstream words{std::string(text)};
+    unsigned int count = 0;
+    for (std::string word; words >> word; ++count) {
+        std::istringstream one(word);
+        one.imbue(std::locale::classic());
+        float number = 0.0F;
+        numbers.whole =
+            numbers.whole && one >> number && one.peek() == std::istream::traits_type::eof();
+    }
+    numbers.whole = numbers.whole && count == numbers.count;
+    return numbers;
 }
 
-// The rules of one language by name; where several kinds have one of a name, that of the kind that is searched first.
+bool s_isEval(const Rule &rule) {
+    return rule.type() != Rule::Uri && rule.type() != Rule::Meta &&
+           rule.value().compare(0, kEval.size(), kEval) == 0;
+}
+
+// The rules of one language by name; where several kinds have one of a name, that of the kind that
+// is searched first.
 using RulesByName = std::unordered_map<std::string, RefRule>;
 
 RulesByName s_byName(const RuleContainer &container, langID language) {
@@ -89,29 +131,6 @@ RulesByName s_byName(const RuleContainer &container, langID language) {
     }
     return rules;
 }
-
-// Names the file that is read, for as long as it is. The file that is named already keeps its name
-// while its decrypted copy is read: that one means nothing to whoever wrote the rules.
-class Reading {
-public:
-    Reading(std::string &current, const std::string &file)
-        : current_(current), isOuter_(current.empty()) {
-        if (isOuter_) {
-            current_ = file;
-        }
-    }
-    Reading(const Reading &) = delete;
-    Reading &operator=(const Reading &) = delete;
-    ~Reading() {
-        if (isOuter_) {
-            current_.clear();
-        }
-    }
-
-private:
-    std::string &current_;
-    bool isOuter_;
-};
 
 // Gives the rules that it is applied to the scores of their names.
 class ScoreAssigner {
@@ -138,135 +157,77 @@ private:
 
 } // namespace
 
-RuleFileParser::RuleFileParser(RuleContainer &container)
-    : encrypted_(false), ruleCount_(0), container_(container), line_(0) {}
-
-RuleFileParser::RuleFileParser(const File::Path &directory, RuleContainer &container)
-    : RuleFileParser(container) {
-    File::Selector selector(directory, *this);
-    const bool third = s_holds(directory, "/heuristic.cf3");
-    const bool second = s_holds(directory, "/heuristic.cf2");
-    encrypted_ = s_holds(directory, "/version");
-    std::list<std::string> patterns;
-    if (third) {
-        patterns = {"*.cf3", "*.cf2"};
-    } else {
-        patterns = {second ? "*.cf2" : "*.cf"};
-    }
-    // Last, so that score files win over score lines in rule files.
-    patterns.emplace_back("*.score");
-    selector.patterns(patterns);
-    selector.start();
-    activateMetaSubrules();
-    assignScores();
-}
-
-RuleFileParser::~RuleFileParser() = default;
-
-const Buffer &RuleFileParser::key() {
-    static constexpr std::string_view kKey = "4402MeridianRd,EastDepot,K7qz2Tw";
-    static const Buffer s_key(kKey.data(), static_cast<unsigned int>(kKey.size()), true);
-    return s_key;
-}
-
-int RuleFileParser::process(const File::Path &file) {
-    parse(file);
-    return 0;
-}
-
-void RuleFileParser::parse(const File::Path &file) {
-    const Reading reading(file_, file.asString());
-    // The whole path counts, so that a directory of that name takes its score files along.
-    if (encrypted_ && file.asString().find("cf") != std::string::npos) {
-        parseEncrypted(file);
-    } else {
-        parse(file.asString());
-    }
-}
-
-void RuleFileParser::parseEncrypted(const File::Path &file) {
-    FileMediaIn in(file.asString());
-    TempFileMediaOut plain(kTemporaryPattern, true);
-    Buffer piece;
-    in.read(piece, kVectorBytes);
-    Crypto::DecrypterMediaOut decrypter(Crypto::Cipher::kAes256Cbc, key(), piece);
-    decrypter.attach(plain);
-    for (in.read(piece, kPieceBytes); !piece.isEmpty(); in.read(piece, kPieceBytes)) {
-        decrypter.write(piece);
-    }
-    decrypter.end();
-    plain.end();
-    const Ref<TempFile> temporary = plain.tmpfile();
-    plain.close();
-    parse(temporary->name());
-}
-
-void RuleFileParser::parse(const std::string &fileName) {
-    try {
-        File::basic_ifstream<char> stream(File::Path(fileName), std::ios_base::in);
-        if (!stream.is_open()) {
-            return;
-        }
-        std::array<char, kMaxLineBytes> buffer{};
-        langID language = DEFAULT;
-        const Reading reading(file_, fileName);
-        line_ = 0;
-        while (!stream.eof()) {
-            const int consumed = File::getline(stream, buffer.data(), kMaxLineBytes);
-            if (consumed == 0) {
-                break;
-            }
-            ++line_;
-            parseLine(buffer.data(), consumed - 1, language);
-        }
-    } catch (const Exception &failure) {
-        wrap(failure, "RuleFileParser::process", kFile, kParseLine);
-    }
-}
-
-void RuleFileParser::parseLine(const char *line, int length, langID &language) {
-    const std::string_view text(line, static_cast<std::size_t>(length));
-    if (line[0] == '\0') {
+void RuleFileParser::parseLine(LoadedLine &line, langID &language) {
+    const std::string_view text = line.text;
+    line.language = language;
+    if (text.empty() || text.front() == '\0') {
         return;
     }
-    if (line[0] == '#') {
-        if (s_startsWith(text, kSectionMarker)) {
-            language = s_section(text.substr(kSectionMarker.size()));
-        }
+    if (text.front() == '#') {
+        parseComment(line, language);
     } else if (s_startsWith(text, kDescribe)) {
-        // Descriptions are for whoever reads the file; no rule is given one, and the line is no
-        // rule line either.
-        return;
+        parseDescription(line);
     } else if (s_startsWith(text, kScore)) {
-        const auto skipped = static_cast<int>(kScore.size());
-        parseScore(line + skipped, length - skipped);
+        line.keyword = {text.substr(0, kScore.size()), 1};
+        takeScore(line, kScore.size());
     } else {
-        place(parseRule(line, length), language);
+        buildRule(line);
+        place(line);
     }
 }
 
-void RuleFileParser::place(const RefRule &rule, langID language) {
-    if (rule.isNull()) {
+// An unknown name stands for the default language.
+void RuleFileParser::parseComment(LoadedLine &line, langID &language) {
+    line.outcome = LoadedLine::Comment;
+    if (!s_startsWith(line.text, kSectionMarker)) {
         return;
     }
-    if (language != ALL) {
-        placeIn(rule, language);
-        return;
-    }
-    for (int each = DEFAULT; each < ALL; ++each) {
-        placeIn(rule, static_cast<langID>(each));
-    }
+    std::string name(line.text.substr(kSectionMarker.size()));
+    stringRightTrim(name);
+    const auto found = s_languages().find(name);
+    language = found == s_languages().end() ? DEFAULT : found->second;
+    line.outcome = found == s_languages().end() ? LoadedLine::UnknownSection : LoadedLine::Section;
+    line.language = language;
+    line.keyword = {line.text.substr(0, kSectionMarker.size()), 1};
+    line.name = {line.text.substr(kSectionMarker.size(), name.size()),
+                 static_cast<unsigned int>(kSectionMarker.size()) + 1};
 }
 
-void RuleFileParser::placeIn(const RefRule &rule, langID language) {
+// Descriptions are for whoever reads the file; no rule is given one, and the line is no rule line
+// either.
+void RuleFileParser::parseDescription(LoadedLine &line) {
+    line.keyword = {line.text.substr(0, kDescribe.size()), 1};
+    line.outcome = s_takeStatement(line, kDescribe.size()) ? LoadedLine::Description
+                                                           : LoadedLine::BareDescription;
+}
+
+void RuleFileParser::place(LoadedLine &line) {
+    if (line.rule.isNull()) {
+        return;
+    }
+    bool filed = false;
+    const int last = line.language == ALL ? TH : line.language;
+    for (int each = line.language == ALL ? DEFAULT : line.language; each <= last; ++each) {
+        filed = placeIn(line, static_cast<langID>(each)) || filed;
+    }
+    line.outcome = filed ? LoadedLine::RuleFiled : LoadedLine::RuleDuplicate;
+}
+
+bool RuleFileParser::placeIn(LoadedLine &line, langID language) {
+    const RefRule &rule = line.rule;
     RefRuleList &list = container_.rules(language, rule->type());
     Filed &filed = filedIn(list, language, rule->type());
-    if (filed.names.insert(rule->name()).second) {
+    const auto [entry, isNew] = filed.names.emplace(rule->name(), rule->ordinal());
+    if (isNew) {
         list.add(rule);
         ++filed.accesses;
-    } else {
-        Logger::instance(false).log(kLogDuplicateRule, kLogLevel, "%s", rule->name().c_str());
+        return true;
     }
+    Logger::instance(false).log(kLogDuplicateRule, kLogLevel, "%s", rule->name().c_str());
+    if (observer_ != nullptr) {
+        line.clashes.push_back({language, placeOf(entry->second)});
+    }
+    return false;
 }
 
 RuleFileParser::Filed &RuleFileParser::filedIn(const RefRuleList &list, langID language,
@@ -282,7 +243,7 @@ RuleFileParser::Filed &RuleFileParser::filedIn(const RefRuleList &list, langID l
         filed.names.clear();
         for (const RefRule &rule : rules) {
             if (!rule.isNull()) {
-                filed.names.insert(rule->name());
+                filed.names.emplace(rule->name(), rule->ordinal());
             }
         }
     }
@@ -290,46 +251,107 @@ RuleFileParser::Filed &RuleFileParser::filedIn(const RefRuleList &list, langID l
 }
 
 RefRule RuleFileParser::parseRule(const char *line, int length) {
-    const Buffer buffer = s_view(line, length);
-    const int start = buffer.findNonWhiteSpace(0);
-    const int end = start < 0 ? -1 : buffer.findWhiteSpace(start);
-    if (end < 0) {
-        return {};
+    LoadedLine statement;
+    statement.text = {line, length > 0 ? static_cast<std::size_t>(length) : 0U};
+    buildRule(statement);
+    return statement.rule;
+}
+
+void RuleFileParser::buildRule(LoadedLine &line) {
+    const Words words = s_words(line.text);
+    if (words.name < 0) {
+        return;
     }
+    line.keyword = s_part(line, line.text, words.name, words.nameEnd);
     std::string keyword;
-    copyStringToLower(line, keyword, static_cast<unsigned long>(start),
-                      static_cast<unsigned long>(end - start));
+    copyStringToLower(line.keyword.text.data(), keyword, 0, line.keyword.text.size());
     const auto kind = s_keywords().find(keyword);
     if (kind == s_keywords().end()) {
-        return {};
+        line.outcome = LoadedLine::UnknownKeyword;
+    } else if (words.nameEnd < 0) {
+        line.outcome = LoadedLine::MissingName;
+    } else if (s_takeStatement(line, static_cast<std::size_t>(words.nameEnd))) {
+        buildRule(line, kind->second);
+    } else {
+        line.outcome =
+            line.name.column == 0 ? LoadedLine::MissingName : LoadedLine::MissingDefinition;
     }
-    const TypeAndValue statement = tokenize(line + end, length - end);
-    if (statement.isNull()) {
-        return {};
-    }
+}
+
+void RuleFileParser::buildRule(LoadedLine &line, Rule::Type kind) {
     try {
-        RefRule rule(kind->second, statement.type());
-        rule->value(statement.value());
+        RefRule rule(kind, std::string(line.name.text));
+        rule->value(std::string(line.definition.text));
         rule->ordinal(++ruleCount_);
-        return rule;
+        line.rule = rule;
+        line.outcome = LoadedLine::RuleFiled;
+        line.isEval = s_isEval(*rule);
+        if (observer_ != nullptr) {
+            notePlace(line);
+            noteMetaFault(line);
+        }
     } catch (const Exception &failure) {
         Exception located(failure);
         if (!file_.empty()) {
             located.stringParameter(file_ + ':' + std::to_string(line_));
         }
         Logger::instance(false).log(kLogRuleRefused, kLogLevel, "%s", located.asString().c_str());
-        return {};
+        line.outcome = LoadedLine::RuleRefused;
+        if (observer_ != nullptr) {
+            line.failure = failure;
+            notePatternFault(line, kind);
+        }
     }
 }
 
-void RuleFileParser::parseScore(const char *text, int length) {
+// Whether an expression has a value depends on its form alone, so that it shows with an empty match
+// set.
+void RuleFileParser::noteMetaFault(LoadedLine &line) {
+    if (line.rule->type() != Rule::Meta) {
+        return;
+    }
     try {
-        const TypeAndValue statement = tokenize(text, length);
-        if (!statement.isNull()) {
-            scores_[statement.type()] = RefScore(statement.value());
+        (void)static_cast<const MetaRule &>(*line.rule).evaluate(RefMatches::create());
+    } catch (const Exception &failure) {
+        line.isMetaFault = true;
+        line.failure = failure;
+    }
+}
+
+void RuleFileParser::notePlace(const LoadedLine &line) {
+    places_.resize(ruleCount_);
+    places_.back() = {files_.size(), line.number, line.name.column};
+}
+
+RulePlace RuleFileParser::placeOf(unsigned int ordinal) const {
+    if (ordinal == 0 || ordinal > places_.size() || places_[ordinal - 1].file == 0) {
+        return {};
+    }
+    const Position &position = places_[ordinal - 1];
+    return {files_[position.file - 1], position.line, position.column};
+}
+
+void RuleFileParser::parseScore(const char *text, int length) {
+    LoadedLine line;
+    line.text = {text, length > 0 ? static_cast<std::size_t>(length) : 0U};
+    takeScore(line, 0);
+}
+
+void RuleFileParser::takeScore(LoadedLine &line, std::size_t skipped) {
+    line.outcome = LoadedLine::BareScore;
+    if (!s_takeStatement(line, skipped)) {
+        return;
+    }
+    try {
+        scores_[std::string(line.name.text)] = RefScore(std::string(line.definition.text));
+        line.outcome = LoadedLine::ScoreTaken;
+        if (observer_ != nullptr) {
+            line.numbers = s_numbers(line.definition.text);
         }
     } catch (const Exception &failure) {
         Logger::instance(false).log(kLogScoreRefused, kLogLevel, "%s", failure.asString().c_str());
+        line.outcome = LoadedLine::ScoreRefused;
+        line.failure = failure;
     }
 }
 
@@ -361,19 +383,6 @@ void RuleFileParser::assignScores() {
             std::for_each(list->begin(), list->end(), assign);
         }
     }
-}
-
-// The first word and the rest, which keeps its inner and trailing white space; null where either is
-// missing.
-TypeAndValue RuleFileParser::tokenize(const char *text, int length) const {
-    const Buffer buffer = s_view(text, length);
-    const int name = buffer.findNonWhiteSpace(0);
-    const int nameEnd = name < 0 ? -1 : buffer.findWhiteSpace(name);
-    const int value = nameEnd < 0 ? -1 : buffer.findNonWhiteSpace(nameEnd);
-    if (value < 0) {
-        return {};
-    }
-    return {s_slice(text, name, nameEnd), s_slice(text, value, length)};
 }
 
 } // namespace Corvane::Heuristic

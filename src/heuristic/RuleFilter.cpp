@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "heuristic/LettersAndDigits.h"
+#include "host/regex/LiteralCosts.h"
 
 namespace Corvane::Heuristic {
 
@@ -63,18 +64,32 @@ BytesPresent s_present(const unsigned char *data, std::size_t length) {
     return present;
 }
 
+void s_dropLiterals(Regex::RequiredLiterals &required) {
+    required.alternatives.clear();
+    required.companions.clear();
+    required.phrases.clear();
+    required.second.clear();
+    required.squeezed.clear();
+    required.whole = false;
+}
+
 } // namespace
 
 const BytesPresent &TextFacts::present() {
     if (!known_.isCounted) {
         known_.isCounted = true;
+        effort_.spend(length_ * ScanEffort::kCountedByte);
         known_.present = s_present(data_, length_);
     }
     return known_.present;
 }
 
 const unsigned char *LoweredRange::make() {
+    if (length_ > ScanMemory::kMaxCopiedBytes) {
+        return nullptr;
+    }
     done_ = true;
+    effort_.spend(static_cast<ScanEffort::Work>(length_) * ScanEffort::kLowerByte);
     memory_.lowered.resize(std::max(memory_.lowered.size(), length_));
     std::transform(data_, data_ + length_, memory_.lowered.begin(), s_lower);
     return memory_.lowered.data();
@@ -83,6 +98,11 @@ const unsigned char *LoweredRange::make() {
 // Collects literals with what they stand for and makes a matcher of them.
 class RuleFilter::KeyCollector {
 public:
+    // Whether the budget suffices for a matcher with those literals too, which is then taken from it.
+    bool admits(const std::vector<Regex::Literal> &literals, Regex::WorkBudget &budget) {
+        return costs_.of(literals) <= budget.steps() && budget.takeSteps(costs_.add(literals));
+    }
+
     // One key for each literal.
     void add(const std::vector<Regex::Literal> &literals, const std::vector<Key> &keys) {
         literals_.insert(literals_.end(), literals.begin(), literals.end());
@@ -115,11 +135,13 @@ private:
         }
     }
 
+    Regex::LiteralCosts costs_;
     std::vector<Regex::Literal> literals_;
     std::vector<Key> keys_;
 };
 
-RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind) {
+RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind,
+                       Regex::WorkBudget &budget) {
     KeyCollector plain;
     KeyCollector squeezed;
     claims_.reserve(sources.size());
@@ -127,21 +149,16 @@ RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind)
         Claims claims;
         claims.form = sources[i].form;
         claims.searched = sources[i].searched;
-        const Regex::RequiredLiterals required =
-            Regex::requiredLiterals(sources[i].text, sources[i].options, kind);
-        const bool plainKey = required.squeezed.empty() && !required.alternatives.empty();
-        if (!claims.searched) {
-            claimWhole(claims, required);
-        } else if (plainKey) {
-            plain.add(required.alternatives, makeKeys(required, i));
-        } else if (!required.squeezed.empty()) {
-            squeezed.add(required.squeezed, {required.squeezed.size(), {i, 0, Key::Asks::Nothing}});
-        } else {
-            unfiltered_.push_back(i);
-        }
+        claims.anchored = sources[i].anchored;
+        Regex::RequiredLiterals required =
+            Regex::requiredLiterals(sources[i].text, sources[i].options, kind, budget);
         if (claims.searched) {
-            claim(claims, required, plainKey);
-            addAutomaton(claims, required, sources[i], kind);
+            const bool keyIsFirst = addKeys(required, i, plain, squeezed, budget);
+            claims.hasKey = unfiltered_.empty() || unfiltered_.back() != i;
+            claim(claims, required, keyIsFirst);
+            addAutomaton(claims, required, sources[i], kind, budget);
+        } else {
+            claimWhole(claims, required);
         }
         claims_.push_back(claims);
     }
@@ -150,6 +167,33 @@ RuleFilter::RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind)
     needles_.shrink_to_fit();
     needleBytes_.shrink_to_fit();
     sets_.shrink_to_fit();
+    automata_.shrinkToFit();
+}
+
+// Adds what the expression is looked for by; answers whether that is one of its alternatives. Without it, nothing is left
+// of the literals.
+bool RuleFilter::addKeys(Regex::RequiredLiterals &required, std::uint32_t expression,
+                         KeyCollector &plain, KeyCollector &squeezed, Regex::WorkBudget &budget) {
+    const bool plainKey = required.squeezed.empty();
+    KeyCollector &collector = plainKey ? plain : squeezed;
+    const std::vector<Regex::Literal> &literals =
+        plainKey ? required.alternatives : required.squeezed;
+    if (literals.empty() || !collector.admits(literals, budget)) {
+        s_dropLiterals(required);
+        unfiltered_.push_back(expression);
+        return false;
+    }
+    if (!plainKey) {
+        squeezed.add(literals, {literals.size(), {expression, 0, Key::Asks::Nothing}});
+        return false;
+    }
+    const std::size_t bytes = Regex::PhraseTable::bytesOf(required.phrases);
+    if (bytes > budget.bytes() || !budget.takeBytes(bytes)) {
+        required.phrases.clear();
+        required.whole = false;
+    }
+    plain.add(literals, makeKeys(required, expression));
+    return true;
 }
 
 // Keeps what tells more than the literal that is looked for.
@@ -164,6 +208,7 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
     claims.whole = keyIsFirst && required.whole;
     claims.wholeUpTo = static_cast<std::uint32_t>(std::min(required.wholeUpTo, kMost));
     addNeedles(claims, keyIsFirst ? required.second : required.alternatives);
+    claims.passByteWork += required.byteSets.empty() ? 0 : ScanEffort::kCountedByte;
     claims.firstSet = static_cast<std::uint32_t>(sets_.size());
     claims.sets = static_cast<std::uint8_t>(required.byteSets.size());
     for (const std::bitset<256> &set : required.byteSets) {
@@ -173,7 +218,8 @@ void RuleFilter::claim(Claims &claims, const Regex::RequiredLiterals &required, 
 
 // Where the expression would be tried often, adds its automaton if that is worth asking.
 void RuleFilter::addAutomaton(Claims &claims, const Regex::RequiredLiterals &required,
-                              const Source &source, Regex::TextKind kind) {
+                              const Source &source, Regex::TextKind kind,
+                              Regex::WorkBudget &budget) {
     double tries = std::numeric_limits<double>::infinity();
     if (!required.squeezed.empty()) {
         tries = required.squeezedPerMiB;
@@ -182,9 +228,14 @@ void RuleFilter::addAutomaton(Claims &claims, const Regex::RequiredLiterals &req
     }
     if (!claims.whole && tries > kFrequentPerMiB) {
         claims.automaton =
-            automata_.add(source.text, source.options, kind, Regex::AutomatonTable::When::Faster)
+            automata_
+                .add(source.text, source.options, kind, Regex::AutomatonTable::When::Faster, budget)
                 .value_or(kNoAutomaton);
     }
+    if (claims.automaton != kNoAutomaton) {
+        claims.tryByteWork = ScanEffort::kSlowTryByte;
+    }
+    claims.tryByteWork = claims.anchored ? 0 : claims.tryByteWork;
 }
 
 // For an expression that is not searched for: only if it is nothing but literals can a text be judged without it.
@@ -202,6 +253,8 @@ bool RuleFilter::addNeedles(Claims &claims, const std::vector<Regex::Literal> &l
     }
     claims.firstNeedle = static_cast<std::uint32_t>(needles_.size());
     claims.needles = static_cast<std::uint8_t>(literals.size());
+    claims.passWork += claims.needles * ScanEffort::kNeedle;
+    claims.passByteWork += claims.needles * ScanEffort::kNeedleByte;
     std::for_each(literals.begin(), literals.end(),
                   [this](const Regex::Literal &literal) { addNeedle(literal); });
     return true;
@@ -233,9 +286,14 @@ std::vector<RuleFilter::Key> RuleFilter::makeKeys(const Regex::RequiredLiterals 
     return keys;
 }
 
+// Without a lowered text, which there is none of where that would be too long, whatever may be in
+// it counts as there.
 bool RuleFilter::holds(const unsigned char *text, const unsigned char *lowered, std::size_t length,
                        std::uint32_t needle) const {
     const Needle &sought = needles_[needle];
+    if (sought.ignoreCase && lowered == nullptr) {
+        return length >= sought.length;
+    }
     // Also keeps empty texts, which may have no bytes to point to, from memmem.
     return length >= sought.length &&
            memmem(sought.ignoreCase ? lowered : text, length, needleBytes_.data() + sought.offset,
@@ -258,6 +316,7 @@ bool RuleFilter::holdsOne(const RequiredSet &set, TextFacts &text) {
     if (set.count == 0 || text.isCounted()) {
         return s_meet(set.bytes, text.present());
     }
+    text.spend(text.length() * ScanEffort::kNeedleByte * set.count);
     // memchr takes no null pointer, which an empty text may have.
     return text.length() > 0 &&
            std::any_of(set.few.begin(), set.few.begin() + set.count, [&](unsigned char byte) {
@@ -280,6 +339,7 @@ bool RuleFilter::passes(std::uint32_t expression, TextFacts &text) const {
         }
     }
     for (std::uint32_t i = 0; i < claims.needles; ++i) {
+        text.spend(ScanEffort::kNeedle + text.length() * ScanEffort::kNeedleByte);
         if (holds(text.data(), text.lowered(), text.length(), claims.firstNeedle + i)) {
             return true;
         }
@@ -287,34 +347,38 @@ bool RuleFilter::passes(std::uint32_t expression, TextFacts &text) const {
     return claims.needles == 0;
 }
 
-// Answers whether no other place of the text needs to be looked at.
-bool RuleFilter::checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory) const {
-    const Regex::PhraseTable::Verdict verdict =
-        phrases_.check(key.number, hit.data, hit.length, hit.start, hit.end);
-    if (verdict == Regex::PhraseTable::Verdict::No) {
-        return false;
+bool RuleFilter::isAccepted(std::uint32_t expression, TextFacts &text) const {
+    const std::uint32_t automaton = claims_[expression].automaton;
+    if (automaton == kNoAutomaton) {
+        return true;
     }
-    const Claims &claims = claims_[key.expression];
-    const bool decided = verdict == Regex::PhraseTable::Verdict::Yes && claims.whole &&
-                         hit.length <= claims.wholeUpTo;
-    addCandidate(key, hit, decided, memory);
-    return true;
+    text.spend(ScanEffort::kAutomaton + text.length() * ScanEffort::kLoneAutomatonByte);
+    return automata_.mayMatch(automaton, {text.data(), text.length(), 0});
 }
 
-void RuleFilter::addCandidate(const Key &key, const Hit &hit, bool decided, ScanMemory &memory) {
-    memory.candidates.emplace_back(key.expression, hit.unit, decided);
+ScanEffort::Work RuleFilter::searchWork(std::size_t bytes) const {
+    const auto work = [&](const Keys &keys) {
+        return keys.matcher.size() == 0
+                   ? 0
+                   : ScanEffort::kSearch +
+                         static_cast<ScanEffort::Work>(bytes) * ScanEffort::kSearchByte;
+    };
+    return work(plain_) + work(squeezed_);
 }
 
-// Copies the letters and digits of each text.
+// Copies the letters and digits of each text that is not too long for that.
 void RuleFilter::squeeze(const unsigned char *base, ScanMemory &memory) {
     std::size_t room = Regex::LiteralMatcher::kPaddingBytes;
     for (const ScanText &text : memory.texts) {
-        room += text.length;
+        room += isTooLong(text) ? 0 : text.length;
     }
     memory.squeezed.resize(std::max(memory.squeezed.size(), room));
     memory.squeezedTexts.clear();
     unsigned char *out = memory.squeezed.data();
     for (const ScanText &text : memory.texts) {
+        if (isTooLong(text)) {
+            continue;
+        }
         const unsigned char *start = base + text.start;
         unsigned char *inner = copyLettersAndDigits(start, text.innerStart, out);
         unsigned char *end =
@@ -330,8 +394,11 @@ void RuleFilter::squeeze(const unsigned char *base, ScanMemory &memory) {
 
 // Answers the first of twice as many serial numbers as there are texts, none of which is in the tables.
 std::uint32_t RuleFilter::takeSerials(const Keys &keys, std::size_t texts, ScanMemory &memory) {
-    memory.lastSeen.resize(std::max(memory.lastSeen.size(), keys.matcher.size()), 0);
-    memory.lastMatched.resize(std::max(memory.lastMatched.size(), keys.keys.size()), 0);
+    const auto makeRoom = [](std::vector<std::uint32_t> &marks, std::size_t size) {
+        marks.resize(std::max(marks.size(), std::min(size, ScanMemory::kMaxMarks)), 0);
+    };
+    makeRoom(memory.lastSeen, keys.matcher.size());
+    makeRoom(memory.lastMatched, keys.keys.size());
     const std::size_t numbers = 2 * texts;
     if (numbers >= std::numeric_limits<std::uint32_t>::max() - memory.serial) {
         std::fill(memory.lastSeen.begin(), memory.lastSeen.end(), 0U);

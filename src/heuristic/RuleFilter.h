@@ -13,11 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "heuristic/ScanEffort.h"
 #include "heuristic/ScanMemory.h"
 #include "host/regex/AutomatonTable.h"
 #include "host/regex/LiteralMatcher.h"
 #include "host/regex/Literals.h"
 #include "host/regex/PhraseTable.h"
+#include "host/regex/WorkBudget.h"
 
 namespace Corvane::Heuristic {
 
@@ -25,10 +27,15 @@ namespace Corvane::Heuristic {
 class LoweredRange {
 public:
     // Good until the memory is used for another one.
-    LoweredRange(const unsigned char *data, std::size_t length, ScanMemory &memory)
-        : data_(data), length_(length), memory_(memory) {}
+    LoweredRange(const unsigned char *data, std::size_t length, ScanMemory &memory,
+                 ScanEffort &effort)
+        : data_(data), length_(length), memory_(memory), effort_(effort) {}
 
-    const unsigned char *get() { return done_ ? memory_.lowered.data() : make(); }
+    // From an offset on. Null where the bytes are more than ScanMemory::kMaxCopiedBytes.
+    const unsigned char *from(std::size_t offset) {
+        const unsigned char *bytes = done_ ? memory_.lowered.data() : make();
+        return bytes != nullptr ? bytes + offset : nullptr;
+    }
 
 private:
     const unsigned char *make();
@@ -36,6 +43,7 @@ private:
     const unsigned char *data_;
     std::size_t length_;
     ScanMemory &memory_;
+    ScanEffort &effort_;
     bool done_ = false;
 };
 
@@ -44,14 +52,16 @@ class TextFacts {
 public:
     // The text starts at an offset of the lowered range. known is where to note what is found out about its bytes.
     TextFacts(const unsigned char *data, std::uint32_t length, LoweredRange &lowered,
-              std::size_t offset, KnownBytes &known)
-        : data_(data), length_(length), lowered_(lowered), offset_(offset), known_(known) {}
+              std::size_t offset, KnownBytes &known, ScanEffort &effort)
+        : data_(data), length_(length), lowered_(lowered), offset_(offset), known_(known),
+          effort_(effort) {}
 
     const unsigned char *data() const { return data_; }
     std::uint32_t length() const { return length_; }
     const BytesPresent &present();
     bool isCounted() const { return known_.isCounted; }
-    const unsigned char *lowered() { return lowered_.get() + offset_; }
+    const unsigned char *lowered() { return lowered_.from(offset_); }
+    void spend(ScanEffort::Work work) { effort_.spend(work); }
 
 private:
     const unsigned char *data_;
@@ -59,6 +69,7 @@ private:
     LoweredRange &lowered_;
     std::size_t offset_;
     KnownBytes &known_;
+    ScanEffort &effort_;
 };
 
 class RuleFilter {
@@ -69,20 +80,40 @@ public:
         unsigned int options = 0;
         std::uint8_t form = 0;
         bool searched = true;
+        // Whether the compiled expression can match at the beginning of a text alone.
+        bool anchored = false;
     };
 
-    // Expressions are known by their position in sources.
-    RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind);
+    // Expressions are known by their position in sources. Those for which the budget does not suffice, of its steps or of
+    // its bytes, are left unfiltered.
+    RuleFilter(const std::vector<Source> &sources, Regex::TextKind kind, Regex::WorkBudget &budget);
 
     // The expressions that no literal can be looked for; in ascending order. They are for the caller to try.
     const std::vector<std::uint32_t> &unfiltered() const { return unfiltered_; }
 
-    // Adds to memory.candidates, in no order and some maybe more than once, each admitted expression that may match a
-    // text of memory.texts, or that does match it. base is what the texts are ranges of; from there so many bytes may be
-    // read, which need not end with the texts: it is better if they do not. Defined in RuleFilterSearch.h.
-    template <class Admit>
-    void select(const unsigned char *base, std::size_t readable, ScanMemory &memory,
-                Admit admit) const;
+    // Whether a literal is looked for, without which the expression cannot match.
+    bool isSearched(std::uint32_t expression) const { return claims_[expression].hasKey; }
+
+    // What to find out by trying that an expression does not match a text of that length takes at
+    // least; and whether that depends on the length.
+    ScanEffort::Work leastWork(std::uint32_t expression, std::size_t length) const {
+        return ScanEffort::kTry +
+               static_cast<ScanEffort::Work>(length) * claims_[expression].tryByteWork;
+    }
+    bool readsTexts(std::uint32_t expression) const { return !claims_[expression].anchored; }
+
+    // Adds to memory.candidates, in no order and some maybe more than once, each admitted
+    // expression that may match a text of memory.texts, or that does match it. base is what the
+    // texts are ranges of; from there so many bytes may be read, which need not end with the texts:
+    // it is better if they do not. The policy says whether an expression is admitted (admits), is
+    // told of each candidate (found), and counts the work (effort). Answers false, with candidates
+    // missing, where that was exceeded. Defined in RuleFilterSearch.h.
+    template <class Policy>
+    bool select(const unsigned char *base, std::size_t readable, ScanMemory &memory,
+                Policy &policy) const;
+
+    // What that takes for texts of so many bytes before anything is found.
+    ScanEffort::Work searchWork(std::size_t bytes) const;
 
     // Whether the text passes what else is known of the expression: its length, a second literal, bytes it must hold, and
     // where there is one its automaton.
@@ -90,12 +121,20 @@ public:
         return passes(expression, text) && isAccepted(expression, text);
     }
 
-    // The same in two steps: all but the automaton, and that, if there is one, for many texts at once; those that it accepts
-    // are left, in their order.
+    // The same in two steps: all but the automaton, and that, if there is one, for one text, or for
+    // many texts at once, of which those that it accepts are left, in their order.
     bool hasAutomaton(std::uint32_t expression) const {
         return claims_[expression].automaton != kNoAutomaton;
     }
     bool passes(std::uint32_t expression, TextFacts &text) const;
+    bool isAccepted(std::uint32_t expression, TextFacts &text) const;
+
+    // What the first step takes at most.
+    ScanEffort::Work passWork(std::uint32_t expression, std::size_t length) const {
+        const Claims &claims = claims_[expression];
+        return claims.passWork + static_cast<ScanEffort::Work>(length) * claims.passByteWork;
+    }
+
     void selectAccepted(std::uint32_t expression,
                         std::vector<Regex::AutomatonTable::Text> &texts) const {
         if (hasAutomaton(expression)) {
@@ -125,12 +164,19 @@ private:
         std::uint32_t automaton = kNoAutomaton;
         std::uint32_t firstNeedle = 0;
         std::uint32_t firstSet = 0;
+        // Of the tests but the automaton, on any text and for each byte, and of a try for each
+        // byte.
+        ScanEffort::SmallWork passWork = ScanEffort::kTest;
+        ScanEffort::SmallWork passByteWork = 0;
+        ScanEffort::SmallWork tryByteWork = ScanEffort::kTryByte;
         std::uint8_t needles = 0;
         std::uint8_t sets = 0;
         // Whether one more set, before those, says what texts begin with.
         bool boundStart = false;
+        bool anchored = false;
         std::uint8_t form = 0;
         bool searched = true;
+        bool hasKey = false;
         // Of a searched one: each text with one of the literals, in its phrase if it has one, matches.
         bool whole = false;
     };
@@ -172,32 +218,37 @@ private:
         }
     };
     class KeyCollector;
-    template <class Admit>
+    template <class Policy>
     class HitTaker;
 
-    bool isAccepted(std::uint32_t expression, TextFacts &text) const {
-        const std::uint32_t automaton = claims_[expression].automaton;
-        return automaton == kNoAutomaton ||
-               automata_.mayMatch(automaton, {text.data(), text.length(), 0});
-    }
     void claim(Claims &claims, const Regex::RequiredLiterals &required, bool keyIsFirst);
+    bool addKeys(Regex::RequiredLiterals &required, std::uint32_t expression, KeyCollector &plain,
+                 KeyCollector &squeezed, Regex::WorkBudget &budget);
     void addAutomaton(Claims &claims, const Regex::RequiredLiterals &required, const Source &source,
-                      Regex::TextKind kind);
+                      Regex::TextKind kind, Regex::WorkBudget &budget);
     void claimWhole(Claims &claims, const Regex::RequiredLiterals &required);
     bool addNeedles(Claims &claims, const std::vector<Regex::Literal> &literals);
     std::uint32_t addNeedle(const Regex::Literal &literal);
     std::vector<Key> makeKeys(const Regex::RequiredLiterals &required, std::uint32_t expression);
     bool holds(const unsigned char *text, const unsigned char *lowered, std::size_t length,
                std::uint32_t needle) const;
-    bool checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory) const;
-    static void addCandidate(const Key &key, const Hit &hit, bool decided, ScanMemory &memory);
+    template <class Policy>
+    bool checkPhrase(const Key &key, const Hit &hit, ScanMemory &memory, Policy &policy) const;
+    template <class Policy>
+    static void addCandidate(std::uint32_t expression, std::uint32_t unit, bool decided,
+                             ScanMemory &memory, Policy &policy);
+    template <class Policy>
+    void addUnsqueezed(ScanMemory &memory, Policy &policy) const;
     static RequiredSet requiredSet(const std::bitset<256> &set);
     static bool holdsOne(const RequiredSet &set, TextFacts &text);
+    static bool isTooLong(const ScanText &text) {
+        return text.length > ScanMemory::kMaxCopiedBytes;
+    }
     static void squeeze(const unsigned char *base, ScanMemory &memory);
     static std::uint32_t takeSerials(const Keys &keys, std::size_t texts, ScanMemory &memory);
-    template <class Admit>
+    template <class Policy>
     void scan(const Keys &keys, const unsigned char *base, std::size_t readable,
-              const std::vector<ScanText> &texts, ScanMemory &memory, Admit admit) const;
+              const std::vector<ScanText> &texts, ScanMemory &memory, Policy &policy) const;
 
     Keys plain_;
     Keys squeezed_;

@@ -59,7 +59,7 @@ constexpr std::size_t kRememberedNameBytes = 64;
 std::uint32_t HeaderSelectors::add(const StringPattern &pattern) {
     const auto [found, fresh] = byKey_.emplace(pattern.key(), size());
     if (fresh) {
-        selectors_.push_back({pattern, 0, {}});
+        selectors_.push_back({pattern, 0, {}, {}});
         if (pattern.soleName() != nullptr) {
             byName_.emplace(*pattern.soleName(), found->second);
         } else {
@@ -81,13 +81,16 @@ const std::vector<std::uint32_t> &HeaderSelectors::find(const std::string &name,
         findAnew(name, memory.selectorsOfLongName);
         return memory.selectorsOfLongName;
     }
-    if (memory.selectorsOf != number_ || memory.selectors.size() > kRememberedNames) {
+    if (memory.selectorsOf != number_ || memory.selectors.size() > kRememberedNames ||
+        memory.selectorNumbers > ScanMemory::kMaxSelectors) {
         memory.selectors.clear();
+        memory.selectorNumbers = 0;
         memory.selectorsOf = number_;
     }
     const auto [found, fresh] = memory.selectors.try_emplace(name);
     if (fresh) {
         findAnew(name, found->second);
+        memory.selectorNumbers += found->second.capacity();
     }
     return found->second;
 }
@@ -104,13 +107,20 @@ void HeaderSelectors::findAnew(const std::string &name, std::vector<std::uint32_
             numbers.push_back(number);
         }
     }
+    std::sort(numbers.begin(), numbers.end());
 }
 
 RuleIndex::RuleIndex(const RuleContainer &container)
     : edited_(std::make_shared<std::atomic<bool>>(false)) {
+    Regex::WorkBudget budget;
+    std::uint64_t bytes = 0;
     for (const Rule::Type kind : kFilteredKinds) {
         collect(container, kind);
-        prepare(kind);
+        const std::uint64_t rules = kinds_[kind].rules.size();
+        const std::uint64_t more = std::min(rules * kRuleTableBytes, kMaxTableBytes - bytes);
+        bytes += more;
+        budget.add(rules * kRuleSteps, more);
+        prepare(kind, budget);
     }
     collect(container, Rule::Meta);
     prepareMetas();
@@ -164,7 +174,7 @@ void RuleIndex::collectList(const RuleContainer &container, langID language, Rul
     }
 }
 
-void RuleIndex::prepare(Rule::Type kind) {
+void RuleIndex::prepare(Rule::Type kind, Regex::WorkBudget &budget) {
     KindIndex &index = kinds_[kind];
     Patterns patterns;
     for (std::size_t i = 0; i < index.rules.size(); ++i) {
@@ -174,8 +184,9 @@ void RuleIndex::prepare(Rule::Type kind) {
             index.rules[i].pattern = patterns.add(std::move(source));
         }
     }
-    index.filter.emplace(patterns.sources, s_textKind(kind));
+    index.filter.emplace(patterns.sources, s_textKind(kind), budget);
     groupByPattern(index, patterns.sources.size());
+    countRules(index);
     for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
         if (index.rules[i].trial == IndexedRule::Trial::Log) {
             index.logging.push_back(i);
@@ -214,6 +225,21 @@ void RuleIndex::groupByPattern(KindIndex &index, std::size_t patterns) {
     }
 }
 
+void RuleIndex::countRules(KindIndex &index) {
+    for (IndexedRule &rule : index.rules) {
+        if (!s_hasPattern(rule)) {
+            continue;
+        }
+        rule.isSearched = index.filter->isSearched(rule.pattern);
+        rule.readsTexts = index.filter->readsTexts(rule.pattern);
+        for (std::size_t language = 0; language < kLanguages; ++language) {
+            if ((std::uint32_t{rule.languages} >> language & 1U) != 0) {
+                index.counts[language].add(rule);
+            }
+        }
+    }
+}
+
 RuleFilter::Source RuleIndex::prepareText(KindIndex &index, std::size_t number,
                                           Rule::Type kind) const {
     IndexedRule &indexed = index.rules[number];
@@ -246,7 +272,7 @@ RuleFilter::Source RuleIndex::prepareText(KindIndex &index, std::size_t number,
     std::string text = rule.value();
     stringLeftTrim(text);
     stringRightTrim(text);
-    return {text, options};
+    return {text, options, 0, true, indexed.expression->isAnchored()};
 }
 
 RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
@@ -271,7 +297,8 @@ RuleFilter::Source RuleIndex::prepareHeader(IndexedRule &indexed) {
     }
     HeaderRule::Selection ignored;
     return {HeaderRule::select(ignored, rule.value()), Regex::kDotMatchesAll,
-            static_cast<std::uint8_t>(selection.form), indexed.trial == IndexedRule::Trial::Match};
+            static_cast<std::uint8_t>(selection.form), indexed.trial == IndexedRule::Trial::Match,
+            indexed.expression->isAnchored()};
 }
 
 // Hands each header rule to its selector: its form, and the rule itself where the filter cannot look for it.
@@ -286,6 +313,9 @@ void RuleIndex::prepareHeaders() {
         HeaderSelectors::Selector &selector = headers_.at(indexed.selector);
         if (indexed.trial != IndexedRule::Trial::Always) {
             selector.forms |= 1U << static_cast<unsigned int>(indexed.form);
+        }
+        if (indexed.form == HeaderForm::Addr || indexed.form == HeaderForm::Name) {
+            selector.ofAddress.push_back(i);
         }
         if (indexed.trial != IndexedRule::Trial::Match ||
             std::binary_search(unfiltered.begin(), unfiltered.end(), indexed.pattern)) {
@@ -378,7 +408,7 @@ std::optional<langID> RuleIndex::languageOfFullRules(const RuleContainer &contai
 std::size_t HeaderSelectors::memoryBytes() const {
     std::size_t bytes = s_bytes(selectors_) + s_bytes(others_);
     for (const Selector &selector : selectors_) {
-        bytes += s_bytes(selector.unfiltered);
+        bytes += s_bytes(selector.unfiltered) + s_bytes(selector.ofAddress);
     }
     for (const auto *names : {&byKey_, &byName_}) {
         for (const auto &entry : *names) {

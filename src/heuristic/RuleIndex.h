@@ -54,6 +54,47 @@ struct IndexedRule {
     std::uint8_t languages = 0;
     HeaderForm form = HeaderForm::Value;
     Trial trial = Trial::Never;
+    // Whether its expression is only tried where a literal of it was found, and what a try
+    // elsewhere would read.
+    bool isSearched = false;
+    bool readsTexts = false;
+};
+
+// How many rules with an expression there are, and how many of them would read the texts that they
+// are tried on.
+struct RuleCount {
+    std::uint32_t rules = 0;
+    std::uint32_t reading = 0;
+
+    RuleCount &operator+=(const IndexedRule &rule) {
+        rules += rule.expression != nullptr ? 1 : 0;
+        reading += rule.readsTexts ? 1 : 0;
+        return *this;
+    }
+    RuleCount &operator-=(const IndexedRule &rule) {
+        rules -= rule.expression != nullptr ? 1 : 0;
+        reading -= rule.readsTexts ? 1 : 0;
+        return *this;
+    }
+};
+
+// The same for all rules, and for those that are searched for.
+struct RuleCounts {
+    RuleCount all;
+    RuleCount searched;
+
+    void add(const IndexedRule &rule) {
+        all += rule;
+        if (rule.isSearched) {
+            searched += rule;
+        }
+    }
+    void remove(const IndexedRule &rule) {
+        all -= rule;
+        if (rule.isSearched) {
+            searched -= rule;
+        }
+    }
 };
 
 // The rules of one kind in the order of loading, which is the order of every list.
@@ -68,6 +109,7 @@ struct KindIndex {
     std::vector<std::uint32_t> firstRules{0};
     // The rules that log whenever they are tried; in ascending order.
     std::vector<std::uint32_t> logging;
+    std::array<RuleCounts, ALL> counts; // by language
 
     std::size_t patterns() const { return firstRules.size() - 1; }
     const std::uint32_t *rulesBegin(std::uint32_t pattern) const {
@@ -88,6 +130,8 @@ public:
         unsigned int forms = 0;
         // The rules to be tried on every such header; in ascending order.
         std::vector<std::uint32_t> unfiltered;
+        // The rules that look at what is parsed as an address.
+        std::vector<std::uint32_t> ofAddress;
     };
 
     // The number of the selector of that pattern, made on the first call.
@@ -150,6 +194,13 @@ public:
     const HeaderSelectors &headers() const { return headers_; }
     const MetaDependents &metas() const { return metas_; }
 
+    // What it may cost to find out how the rules can be looked for: so many steps of a WorkBudget for each rule, and so many
+    // bytes of tables for each and for all. What the rules of a kind leave is for the later kinds; when nothing is left,
+    // rules are tried on every text instead.
+    static constexpr std::uint64_t kRuleSteps = 1250000;
+    static constexpr std::uint64_t kRuleTableBytes = 16384;
+    static constexpr std::uint64_t kMaxTableBytes = 64U << 20;
+
     // Bytes allocated for the index itself, without the rules and their expressions.
     std::size_t memoryBytes() const;
 
@@ -182,10 +233,11 @@ private:
     void collect(const RuleContainer &container, Rule::Type kind);
     void collectList(const RuleContainer &container, langID language, Rule::Type kind,
                      Found &found);
-    void prepare(Rule::Type kind);
+    void prepare(Rule::Type kind, Regex::WorkBudget &budget);
     RuleFilter::Source prepareText(KindIndex &index, std::size_t number, Rule::Type kind) const;
     RuleFilter::Source prepareHeader(IndexedRule &indexed);
     static void groupByPattern(KindIndex &index, std::size_t patterns);
+    static void countRules(KindIndex &index);
     void prepareHeaders();
     void prepareMetas();
     void prepareMeta(std::uint32_t number);

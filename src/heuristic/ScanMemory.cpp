@@ -23,6 +23,18 @@ void s_trim(std::vector<T> &kept) {
 
 } // namespace
 
+std::size_t ScanMemory::memoryBytes() const {
+    const auto bytes = [](const auto &...each) {
+        return (... + (each.capacity() * sizeof(*each.data())));
+    };
+    // A node with its key and its place in the table, about.
+    constexpr std::size_t kNodeBytes = 2 * sizeof(*selectors.begin());
+    return sizeof(*this) + scratch.memoryBytes() + selectorNumbers * sizeof(std::uint32_t) +
+           selectors.size() * kNodeBytes +
+           bytes(texts, staged, squeezed, squeezedTexts, considered, candidates, matches, found,
+                 known, lastSeen, lastMatched, lastFound, lowered, selectorsOfLongName);
+}
+
 ScanMemoryLease::ScanMemoryLease() : memory_(std::move(s_idle())) {
     if (memory_ == nullptr) {
         memory_ = std::make_unique<ScanMemory>();

@@ -3,6 +3,9 @@
 
 // The working memory of filtered scans. Each thread keeps what its scans have needed, so that a scan allocates nothing
 // that grows with the rules.
+//
+// Whatever is scanned, it stays below kMostBytes and kMostBytesOfARule for each rule: what would
+// need more is done in portions, or as the walk does it.
 
 #include <array>
 #include <cstdint>
@@ -64,6 +67,20 @@ struct KnownBytes {
 };
 
 struct ScanMemory {
+    static constexpr std::size_t kMostBytes = 16 << 20;
+    static constexpr std::size_t kMostBytesOfARule = 64;
+    // What a search may find; texts that are scanned together; texts that are copied, in bytes;
+    // literals, and phrases, of which it is remembered where they were seen last; numbers of
+    // selectors.
+    static constexpr std::size_t kMaxCandidates = 128 * 1024;
+    static constexpr std::size_t kMaxTexts = 16 * 1024;
+    static constexpr std::size_t kMaxCopiedBytes = 1 << 20;
+    static constexpr std::size_t kMaxMarks = 512 * 1024;
+    static constexpr std::size_t kMaxSelectors = 64 * 1024;
+
+    // Bytes allocated.
+    std::size_t memoryBytes() const;
+
     Regex::LiteralScratch scratch;
     // The texts of the pass, in order and without overlap, and what they are ranges of where they had to be copied.
     std::vector<ScanText> texts;
@@ -87,10 +104,14 @@ struct ScanMemory {
     // The same for each phrase, and where it was last matched.
     std::vector<std::uint32_t> lastMatched;
     std::uint32_t serial = 0;
+    // For each pattern the serial number of the search that it was last found in.
+    std::vector<std::uint32_t> lastFound;
+    std::uint32_t searches = 0;
     // One text with its ASCII letters in lower case.
     std::vector<unsigned char> lowered;
     // The selectors of header names that were met, for the set of this number.
     std::unordered_map<std::string, std::vector<std::uint32_t>> selectors;
+    std::size_t selectorNumbers = 0;
     std::uint64_t selectorsOf = 0;
     std::vector<std::uint32_t> selectorsOfLongName;
 };

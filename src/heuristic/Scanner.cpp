@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
+#include <sstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
+#include "heuristic/LoadObserver.h"
 #include "heuristic/LogRecords.h"
 #include "heuristic/RuleFactory.h"
 #include "heuristic/RuleIndex.h"
@@ -20,6 +24,7 @@ constexpr unsigned int kReadyWaitMillis = 3;
 constexpr unsigned int kAllPercent = 100;
 
 // Lines of a README are read in pieces of this size, terminator included.
+constexpr const char *kReadme = "README";
 constexpr std::size_t kVersionLineBytes = 256;
 constexpr std::string_view kMajorKey = "CF_MAJOR_VERSION=";
 constexpr std::string_view kMinorKey = "CF_HR_VERSION=";
@@ -54,19 +59,14 @@ int s_countActive(const RuleContainer &rules) {
     return active;
 }
 
-// The version text " (vMAJOR.MINOR)" from a rule set's README, "" without one. A key is looked for anywhere in its
+// The version text " (vMAJOR.MINOR)" of a README, "" where it has none. A key is looked for anywhere in its
 // line, but what follows is cut at the key's own length; a last line that no line end closes loses its last byte. Both
 // are relied on by the versions in use.
-std::string s_version(const File::Path &directory) {
-    const File::Path readme(directory.asString(), "README");
+std::string s_version(std::istream &readme) {
     std::string version;
-    if (!readme.exists()) {
-        return version;
-    }
-    File::basic_ifstream<char> stream(readme);
     std::array<char, kVersionLineBytes> buffer{};
-    while (stream.getline(buffer.data(), buffer.size()), stream.gcount() > 0) {
-        const auto consumed = static_cast<std::size_t>(stream.gcount());
+    while (readme.getline(buffer.data(), buffer.size()), readme.gcount() > 0) {
+        const auto consumed = static_cast<std::size_t>(readme.gcount());
         const std::string_view line(buffer.data(), consumed > 1 ? consumed - 1 : consumed);
         if (line.find(kMajorKey) != std::string_view::npos) {
             version.append(" (v").append(line.substr(kMajorKey.size())).append(".");
@@ -74,6 +74,30 @@ std::string s_version(const File::Path &directory) {
             version.append(line.substr(kMinorKey.size())).append(")");
             break;
         }
+    }
+    return version;
+}
+
+std::string s_version(const RuleSource &source) {
+    if (!source.files.has_value()) {
+        const File::Path path(source.directory, kReadme);
+        std::error_code ignored;
+        // To open a pipe would wait for whoever writes to it.
+        if (!std::filesystem::is_regular_file(path.asString(), ignored)) {
+            return {};
+        }
+        File::basic_ifstream<char> stream(path);
+        return s_version(stream);
+    }
+    const auto found = source.files->find(kReadme);
+    std::istringstream stream(found != source.files->end() ? found->second : std::string());
+    return s_version(stream);
+}
+
+std::string s_version(const std::vector<RuleSource> &sources) {
+    std::string version;
+    for (auto source = sources.begin(); version.empty() && source != sources.end(); ++source) {
+        version = s_version(*source);
     }
     return version;
 }
@@ -93,13 +117,26 @@ Scanner::Scanner() : Ref<ScannerRules>(new ScannerRules) {
 }
 
 Scanner::Scanner(const File::Path &directory) : Ref<ScannerRules>(new ScannerRules) {
-    const RuleFileParser parser(directory, rules());
+    load({{directory.asString(), {}}}, nullptr);
+}
+
+Scanner::Scanner(const std::vector<RuleSource> &sources, LoadObserver &observer)
+    : Ref<ScannerRules>(new ScannerRules) {
+    load(sources, &observer);
+}
+
+void Scanner::load(const std::vector<RuleSource> &sources, LoadObserver *observer) {
+    const RuleFileParser parser(sources, rules(), observer);
     const int active = s_countActive(rules());
+    const std::string version = s_version(sources);
     (*this)->ruleCount = parser.ruleCount();
     (*this)->index_ = std::make_unique<const RuleIndex>(rules());
     Logger::instance(false).log(kLogRulesLoaded, kLogLevel, "%u\x01%d\x01%s", ruleCount(), active,
-                                s_version(directory).c_str());
+                                version.c_str());
     m_ready = true;
+    if (observer != nullptr) {
+        observer->loaded(ruleCount(), active, version);
+    }
 }
 
 Scanner::Scanner(const Scanner &) = default;

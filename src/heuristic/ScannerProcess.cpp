@@ -49,6 +49,12 @@ langID s_detect(const Buffer &text) {
     return detector.russian ? RU : DEFAULT;
 }
 
+// Whether the match set has tripped or the thread's budget has ended, for which the clock is looked at.
+bool s_isOver(const RefMatches &matches) {
+    Budget *budget = Budget::ofThisThread();
+    return matches->tripped() || (budget != nullptr && budget->look());
+}
+
 // One message on its way through the stages.
 class MessageScan {
 public:
@@ -57,7 +63,8 @@ public:
         : rules_(rules), language_(language), matches_(matches), cutoff_(cutoff),
           verbose_(verbose) {}
 
-    bool tripped() const { return matches_->tripped(); }
+    // Whether no further stage is to begin.
+    bool isOver() const { return s_isOver(matches_); }
 
     void headers(const EmailAddress &sender, const RefHeaderList &headers) {
         StageRules rules = stage(Rule::Header);
@@ -113,16 +120,16 @@ public:
     // The stages over the main part; answers which of them have added a rule.
     unsigned int mainPart(const RefHeaderList &headers, const MimePart &part) {
         unsigned int mask = 0;
-        if (!tripped() && text(headers, s_text(&part, MPartAttribute::Text))) {
+        if (!isOver() && text(headers, s_text(&part, MPartAttribute::Text))) {
             mask |= Scanner::kTextMatched;
         }
-        if (!tripped() && rawBody(s_text(&part, MPartAttribute::RawText))) {
+        if (!isOver() && rawBody(s_text(&part, MPartAttribute::RawText))) {
             mask |= Scanner::kRawBodyMatched;
         }
-        if (!tripped() && secondText(s_text(&part, MPartAttribute::AltText))) {
+        if (!isOver() && secondText(s_text(&part, MPartAttribute::AltText))) {
             mask |= Scanner::kSecondTextMatched;
         }
-        if (!tripped()) {
+        if (!isOver()) {
             uris(dynamic_cast<const UriContainer *>(part.findAttr(MPartAttribute::Uris)));
         }
         return mask;
@@ -153,7 +160,11 @@ langID Scanner::selectLanguage(const MimePart *textPart) {
     if (found == s_charsetLanguages.end()) {
         return DEFAULT;
     }
-    return found->second == ALL ? s_detect(text->text()) : found->second;
+    if (found->second != ALL) {
+        return found->second;
+    }
+    Budget::spend(text->text().size());
+    return s_detect(text->text());
 }
 
 unsigned int Scanner::process(RefMatches &matches, const RefMessageProperties &message,
@@ -164,28 +175,28 @@ unsigned int Scanner::process(RefMatches &matches, const RefMessageProperties &m
     const MimePart *part = message->part().operator->();
     const RefHeaderList &headers = message->headers();
     MessageScan scan(**this, selectLanguage(part), matches, getordinalCutoff(percent), verbose);
-    if (!scan.tripped()) {
+    if (!scan.isOver()) {
         scan.headers(sender, headers);
     }
     const unsigned int mask = part == nullptr ? 0 : scan.mainPart(headers, *part);
-    if (!scan.tripped()) {
+    if (!scan.isOver()) {
         scan.full(headers);
     }
-    if (!scan.tripped()) {
+    if (!scan.isOver()) {
         scan.meta();
     }
     return mask;
 }
 
 void Scanner::process(RefRuleList &rules, RefMatches &matches, const Buffer &text, bool verbose) {
-    if (!matches->tripped()) {
+    if (!s_isOver(matches)) {
         FullCheck(rules, matches, 0, verbose).check(text);
     }
 }
 
 bool Scanner::checkRaw(RefMatches &matches, langID language, const Buffer &body,
                        unsigned int percent, bool verbose) {
-    if (!ready() || matches->tripped()) {
+    if (!ready() || s_isOver(matches)) {
         return false;
     }
     StageRules rules(**this, language, Rule::RawBody, getordinalCutoff(percent), verbose);
@@ -196,7 +207,7 @@ bool Scanner::checkRaw(RefMatches &matches, langID language, const Buffer &body,
 
 bool Scanner::check(RefMatches &matches, langID language, const Buffer &body, unsigned int percent,
                     bool verbose) {
-    if (!ready() || matches->tripped()) {
+    if (!ready() || s_isOver(matches)) {
         return false;
     }
     StageRules rules(**this, language, Rule::Body, getordinalCutoff(percent), verbose);
@@ -207,7 +218,7 @@ bool Scanner::check(RefMatches &matches, langID language, const Buffer &body, un
 
 void Scanner::check(RefMatches &matches, langID language, const EmailAddress &sender,
                     unsigned int percent, bool verbose) {
-    if (ready() && !matches->tripped()) {
+    if (ready() && !s_isOver(matches)) {
         StageRules(**this, language, Rule::Header, getordinalCutoff(percent), verbose)
             .check<HeaderCheck>(matches)
             .check(sender);
@@ -220,19 +231,19 @@ void Scanner::check(RefMatches &matches, langID language, const HeaderContainer 
         return;
     }
     const unsigned int cutoff = getordinalCutoff(percent);
-    if (!matches->tripped()) {
+    if (!s_isOver(matches)) {
         StageRules(**this, language, Rule::Header, cutoff, verbose)
             .check<HeaderCheck>(matches)
             .check(headers.headers());
     }
-    if (!matches->tripped()) {
+    if (!s_isOver(matches)) {
         StageRules rules(**this, language, Rule::Body, cutoff, verbose);
         const Header subject = headers.find(kSubject);
         if (!subject.isNull()) {
             rules.check<BodyCheck>(matches).check(headerValueDecode(subject.value()), false);
         }
     }
-    if (!matches->tripped()) {
+    if (!s_isOver(matches)) {
         StageRules(**this, language, Rule::Full, cutoff, verbose)
             .check<FullCheck>(matches)
             .check(headers.headers());

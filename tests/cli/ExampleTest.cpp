@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "RuleDirectory.h"
+#include "corvane/RuleSet.h"
 #include "support/Command.h"
 
 namespace Corvane::Cli {
@@ -71,12 +71,9 @@ INSTANTIATE_TEST_SUITE_P(Messages, ExampleMessageTest, testing::ValuesIn(s_messa
                              return name;
                          });
 
-TEST(ExampleRules, LoadWithoutALogRecordAndEachIsShownByAMessage) {
-    LogSummary log;
-    std::ostringstream logged;
-    const Heuristic::Scanner scanner = loadRules(kRules.string(), log);
-    log.show(logged);
-    EXPECT_EQ(logged.str(), "");
+TEST(ExampleRules, LoadWithoutAProblemAndEachIsShownByAMessage) {
+    const corvane::RuleSet rules = corvane::RuleSet::load(kRules.string());
+    EXPECT_TRUE(rules.problems().empty());
     Names shown;
     Names missed;
     for (const std::filesystem::path &message : s_messages()) {
@@ -85,15 +82,9 @@ TEST(ExampleRules, LoadWithoutALogRecordAndEachIsShownByAMessage) {
         missed.merge(expected.at("mustNotTrip").get<Names>());
     }
     Names known;
-    for (unsigned int kind = Heuristic::Rule::Header; kind <= Heuristic::Rule::Meta; ++kind) {
-        for (int language = Heuristic::DEFAULT; language < Heuristic::ALL; ++language) {
-            const auto &list = scanner.rules().rules(static_cast<Heuristic::langID>(language),
-                                                     static_cast<Heuristic::Rule::Type>(kind));
-            for (const Heuristic::RefRule &rule : *list) {
-                known.insert(rule->name());
-                EXPECT_EQ(shown.count(rule->name()) == 1, rule->active()) << rule->name();
-            }
-        }
+    for (const corvane::Rule &rule : rules.rules()) {
+        known.insert(rule.name);
+        EXPECT_EQ(shown.count(rule.name) == 1, rule.active) << rule.name;
     }
     EXPECT_THAT(known, testing::IsSupersetOf(shown));
     EXPECT_THAT(known, testing::IsSupersetOf(missed));

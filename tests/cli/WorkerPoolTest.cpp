@@ -86,7 +86,7 @@ TEST(Progress, IsSilentAtFirstAndRenewedNowAndThen) {
     const auto step = [&out, &now](Progress &progress, std::chrono::milliseconds after) {
         out.str("");
         now += after;
-        progress.step({41, 2, 1});
+        progress.step({41, 2, 0, 1});
         return out.str();
     };
     {

@@ -1,10 +1,12 @@
 #include "heuristic/HeaderRule.h"
 
+#include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "heuristic/HeaderPass.h"
 #include "support/CheckFixture.h"
 #include "support/Expect.h"
 #include "support/LogCapture.h"
@@ -221,6 +223,45 @@ TEST(HeaderValueDecode, ViewsTextThatNothingIsDecodedIn) {
     }
     EXPECT_TRUE(headerValueDecode("").isEmpty());
     EXPECT_EQ(headerValueDecode(std::string("a " + kEncodedCafe)).asString(), "a " + kCafe);
+}
+
+std::string repeated(const std::string &part, std::size_t times) {
+    std::string text;
+    for (; times > 0; --times) {
+        text += part;
+    }
+    return text;
+}
+
+// What stands behind an encoded word may send the expression that tells such words back and forth until it gives up.
+TEST(HeaderValueDecode, IsNotTurnedAwayByWhatFollows) {
+    for (const std::string &behind : {repeated("?Q", 141), repeated("?B?", 100),
+                                      repeated("=?", 4000), repeated("=?x?q?", 2000)}) {
+        const std::string text = "Joe (=?utf-8?Q?free_money?= " + behind + ") <joe@b.example>";
+        EXPECT_EQ(headerValueDecode(text).asString().substr(0, 16), "Joe (free money ");
+    }
+}
+
+TEST(HeaderValueDecode, TellsEncodedWordsAsTheExpressionDoes) {
+    const Regex::Expression expression("=\\?.*\\?[BQ]\\?.*\\?=", Regex::kIgnoreCase, true);
+    const std::vector<std::string> parts = {"=",   "?",   "B",  "b", "Q",  "q",  "=?",
+                                            "?B?", "?q?", "?=", "a", "\n", "\r", std::string(1, 0)};
+    constexpr int kTexts = 200'000;
+    constexpr std::size_t kMostParts = 14;
+    std::mt19937 random(1);
+    int words = 0;
+    for (int i = 0; i < kTexts; ++i) {
+        std::string text;
+        for (std::size_t left = random() % kMostParts; left > 0; --left) {
+            text += parts[random() % parts.size()];
+        }
+        bool failed = false;
+        const bool expected = expression(text, &failed);
+        ASSERT_FALSE(failed);
+        ASSERT_EQ(holdsEncodedWord(text), expected) << testing::PrintToString(text);
+        words += expected ? 1 : 0;
+    }
+    EXPECT_GT(words, kTexts / 50);
 }
 
 class HeaderCheckTest : public CheckFixture {

@@ -195,6 +195,27 @@ TEST_P(AlikeWays, FindTheSame) {
     }
 }
 
+std::string encodedBefore(const std::string &part, std::size_t times) {
+    std::string text = "(=?utf-8?Q?free_money?= ";
+    for (; times > 0; --times) {
+        text += part;
+    }
+    return text + ")\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EncodedWords, AlikeWays,
+    testing::Values(
+        AlikeRow{"value", "header R Subject =~ /free money/\n", encodedBefore("?Q", 141), true},
+        AlikeRow{"valueOfB", "header R Subject =~ /free money/\n", encodedBefore("?B?", 100), true},
+        AlikeRow{"all", "header R ALL =~ /^Subject: .free money/\n", encodedBefore("?Q", 141),
+                 true},
+        AlikeRow{"subjectAsText", "body R /free money/\n", encodedBefore("?B?", 100), true},
+        AlikeRow{"raw", "header R Subject:raw =~ /free money/\n", encodedBefore("?Q", 141), false},
+        AlikeRow{"lineEnd", "header R Subject =~ /free money/\n",
+                 "=?utf-8?Q?free_money\n?=", false}),
+    [](const auto &row) { return std::string(row.param.name); });
+
 INSTANTIATE_TEST_SUITE_P(
     Cases, AlikeWays,
     testing::Values(

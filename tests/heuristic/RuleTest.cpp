@@ -1,6 +1,7 @@
 #include "heuristic/Rule.h"
 
 #include <algorithm>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -119,6 +120,20 @@ TEST(RefRuleList, NullHandleIsHarmlessToRead) {
     EXPECT_TRUE(null.find("A").isNull());
     null.erase(RefRule());
     EXPECT_THROW(null.add(RefRule()), Exception);
+}
+
+TEST(RefRuleList, HandleThatHoldsNoListIsRefused) {
+    struct Hollow : RefRuleList {
+        Hollow() { Ref<RuleList>::operator=(Ref<RuleList>(static_cast<RuleList *>(nullptr))); }
+    };
+    Hollow hollow;
+    EXPECT_EQ(hollow.operator->(), nullptr);
+    const std::function<void()> uses[] = {
+        [&] { RefRuleList(hollow, true); }, [&] { hollow.find("A"); }, [&] { *hollow; },
+        [&] { hollow.erase(bodyRule("A")); }, [&] { hollow.add(bodyRule("A")); }};
+    for (const auto &use : uses) {
+        expectFailure(use, {"RefRuleList", 4, "Rule", kAnyLine, {"the handle holds no list"}});
+    }
 }
 
 TEST(RefMatches, CountsEachNameOnce) {

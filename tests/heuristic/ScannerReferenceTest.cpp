@@ -64,7 +64,7 @@ struct Input {
           language(ReferenceScan::language(message->part().operator->())) {}
 
     static Input read(const std::string &path) {
-        const Mail mail = MailReader().read(path);
+        const Mail mail = MailReader().read(File::Path(path));
         return {TempDir::read(path), mail.properties(), mail.sender()};
     }
 

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include "support/CheckFixture.h"
@@ -100,6 +102,15 @@ INSTANTIATE_TEST_SUITE_P(
         ReadmeRow{"tooLong", std::string(256, '#') + '\n' + kMinor + "1\n", ""}),
     [](const auto &row) { return std::string(row.param.name); });
 
+// Nobody writes to the pipes; all of this would wait for ever.
+TEST_F(ScannerTest, PipesInTheDirectoryAreNotOpened) {
+    for (const char *name : {"README", "b.cf", "c.score"}) {
+        const std::string pipe = set_.path().asString() + '/' + name;
+        ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    }
+    EXPECT_EQ(load("body A /x/\n").ruleCount(), 1U);
+}
+
 TEST_F(ScannerTest, ReloadAndResetLeaveOldScannersAlone) {
     makeCurrent("body A /x/\n");
     const Scanner old = Scanner::instance(nullptr, false);
@@ -130,6 +141,20 @@ TEST_F(ScannerTest, CutoffIsAShareOfTheOrdinals) {
     }
     scanner->ruleCount = 0x80000000U;
     EXPECT_EQ(scanner.getordinalCutoff(2), 1U);
+}
+
+// The byte behind a text that ends in half a character: it used to be the first of the next header.
+TEST_F(ScannerTest, WhatStandsBehindATextHasNoPartInIt) {
+    Scanner scanner = load("full E1 /\\b[!?.]*$/u\nfull E2 /\\B$/u\nheader E3 ALL =~ /\\b$/u\n"
+                           "uri E4 /\\b$/u\n");
+    Message message;
+    message.header("X", "\xFF").header("Y", "\xFF").uri("\xFF").uri("a\xE2");
+    RefMatches traced = RefMatches::create();
+    const Names tried =
+        tracedBy([&] { scanner.process(traced, message.properties(), kNoSender, 0, true); });
+    EXPECT_FALSE(tried.empty());
+    scanner.process(matches_, message.properties(), kNoSender, 0, false);
+    EXPECT_EQ(namesOf(*matches_), namesOf(*traced));
 }
 
 struct LanguageRow {

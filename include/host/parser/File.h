@@ -68,6 +68,11 @@ public:
     // leading dot of a name must be matched by a dot.
     void patterns(const std::list<std::string> &patterns);
 
+    // The names that match a pattern, in the order in which start() visits the files of those names.
+    // names must be in byte order.
+    static std::list<std::string> choose(std::list<std::string> names,
+                                         const std::list<std::string> &patterns);
+
     // Visits the files of the first pattern, then those of the second, and so on; for one pattern
     // in the byte order of their names. A file that several patterns match is visited once, for the
     // first. Symbolic links are followed, subdirectories are not entered. The directory is read

@@ -3,20 +3,22 @@
 
 // Reads a message as received into the objects that a scan wants:
 //
-//     const Mail mail = MailReader().read("/var/mail/new/1");
+//     const Mail mail = MailReader().read(File::Path("/var/mail/new/1"));
 //     scanner.process(matches, mail.properties(), mail.sender(), 0, false);
 //
 // It takes whatever arrives: any bytes are a message, damaged ones too. What it believes of a
-// message is bounded (MailLimits.h).
+// message is bounded (MailLimits.h). Where the thread uses a budget (Budget.h) that has ended, no further
+// part is looked for and no further text decoded; headers and raw body are there.
 //
 // Threads: one reader may be used by any number of threads at once.
 
 #include <cstddef>
-#include <string>
+#include <string_view>
 
 #include "host/parser/Buffer.h"
 #include "host/parser/EmailAddress.h"
 #include "host/parser/Export.h"
+#include "host/parser/File.h"
 #include "host/parser/MailLimits.h"
 #include "host/parser/MessageProperties.h"
 
@@ -67,11 +69,12 @@ public:
 
     // Reads length bytes, which may be dropped afterwards. Never throws for what they hold.
     Mail read(const void *data, std::size_t length) const;
+    Mail read(std::string_view message) const;
     Mail read(const Buffer &message) const;
 
     // Reads a file, a pipe or a device to its end or to the limit on a message. Throws code 4, with
     // the path and the system's words, where it cannot be read.
-    Mail read(const std::string &path) const;
+    Mail read(const File::Path &path) const;
 
 private:
     MailLimits limits_;

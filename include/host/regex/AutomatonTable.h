@@ -27,12 +27,15 @@
 
 #include "host/regex/Export.h"
 #include "host/regex/Literals.h"
+#include "host/regex/WorkBudget.h"
 
 namespace Corvane::Regex {
 
 class CORVANE_REGEX_API AutomatonTable {
 public:
     static constexpr std::size_t kMaxStates = 1000;
+    // No automaton costs more, however much the budget allows.
+    static constexpr std::uint64_t kMaxSteps = 96000000;
 
     // The bytes are borrowed for a call; data may be null where length is 0. The number is the
     // caller's, to know the text by.
@@ -56,6 +59,14 @@ public:
     enum class When { Possible, Faster };
     std::optional<std::uint32_t> add(const std::string &text, unsigned int options, TextKind kind,
                                      When when);
+
+    // The same, at the cost of a budget, also of its bytes. Nothing as well where that does not suffice; where little is
+    // left, fewer states are told apart.
+    std::optional<std::uint32_t> add(const std::string &text, unsigned int options, TextKind kind,
+                                     When when, WorkBudget &budget);
+
+    // Gives back memory that was set aside for more.
+    void shrinkToFit();
 
     // Whether the expression may match the text from its beginning on.
     bool mayMatch(std::uint32_t number, const Text &text) const;

@@ -13,6 +13,14 @@
 // have no effect. White space around the modifiers is ignored. Any other text is a pattern as a
 // whole, without modifiers.
 //
+// What a pattern says to the engine itself - (*NOTEMPTY), (*LIMIT_MATCH=100) and so on, at its
+// beginning - holds on every machine, with machine code and without. A pattern may not switch itself
+// to UTF-8. Under the modifier u, bytes that are no UTF-8 match nothing, and hide nothing else.
+//
+// Where the thread uses a budget (Budget.h) that has an end, a try ends with it, within 0.1 s. Longer
+// goes on, on a line of a megabyte, a pattern that repeats a group in which an optional part reads the
+// line to its end in vain, as in (?:(?:.*z)?a)*. A try from another start than 0 is not ended.
+//
 // Threads: immutable once compiled; any number of threads may match at once, also through copies of
 // one handle.
 
@@ -41,14 +49,18 @@ public:
 
     // Whether the expression matches anywhere at or after start (a byte offset; bytes before it are
     // seen by lookbehinds). *failed, where failed is not null, tells whether matching ended in an
-    // error: a pattern that needs too many steps, or start beyond the end. The answer is false
-    // then.
+    // error: a pattern that needs too many steps, start beyond the end, or the end of the budget that
+    // the thread uses. The answer is false then. Nothing behind the subject is read.
     bool matches(const Buffer &subject, unsigned int start, bool *failed) const;
 
     // The same for bytes that are in no buffer: no reference is counted, nothing is allocated but by
     // the first match of a thread. data may be null where length is 0.
     bool matches(const unsigned char *data, std::size_t length, std::size_t start,
                  bool *failed) const;
+
+    // Whether it can match at the beginning of a subject alone, so that the rest of one need not be
+    // read.
+    bool isAnchored() const;
 
 private:
     struct Code;

@@ -66,10 +66,10 @@ public:
     std::uint32_t literalLength(std::uint32_t number) const { return lengths_[number]; }
 
     // Calls sink(std::uint32_t number, std::size_t end) for every occurrence, overlapping ones too:
-    // end is the offset behind its last byte. Ends do not come in a guaranteed order. length is below
-    // 4 GiB, throws code 4 otherwise. sink may throw, which ends the scan and reaches the caller; it
-    // must not scan with the same scratch. Once a scratch has been used with this matcher, a scan
-    // allocates nothing.
+    // end is the offset behind its last byte. Ends do not come in a guaranteed order. length is
+    // below 4 GiB, throws code 4 otherwise. sink may answer a bool, of which false ends the scan;
+    // it may throw, which ends the scan and reaches the caller; it must not scan with the same
+    // scratch. Once a scratch has been used with this matcher, a scan allocates nothing.
     template <class Sink>
     void scan(const unsigned char *data, std::size_t length, LiteralScratch &scratch,
               Sink &&sink) const {
@@ -132,8 +132,13 @@ int LiteralMatcher::report(unsigned int number, unsigned long long, unsigned lon
         return 0;
     }
     try {
-        (*scan->sink)(number, static_cast<std::size_t>(end) + scan->shift);
-        return 0;
+        const std::size_t place = static_cast<std::size_t>(end) + scan->shift;
+        if constexpr (std::is_same_v<decltype((*scan->sink)(number, place)), bool>) {
+            return (*scan->sink)(number, place) ? 0 : 1;
+        } else {
+            (*scan->sink)(number, place);
+            return 0;
+        }
     } catch (...) {
         scan->thrown = std::current_exception();
         return 1;

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "host/regex/Export.h"
+#include "host/regex/WorkBudget.h"
 
 namespace Corvane::Regex {
 
@@ -62,6 +63,8 @@ struct Phrase {
 constexpr std::size_t kMaxAlternatives = 256;
 constexpr std::size_t kMaxSecond = 8;
 constexpr std::size_t kMaxByteSets = 4;
+// No pattern costs more, however much the budget allows. What is left to find out then is not known.
+constexpr std::uint64_t kMaxPatternSteps = 32000000;
 
 // No literal is empty or begins with a zero byte, and no list holds the same literal twice, but for companions, and for
 // alternatives that have phrases.
@@ -110,6 +113,10 @@ struct RequiredLiterals {
 // refuses them. Nothing is thrown but for want of memory.
 CORVANE_REGEX_API RequiredLiterals requiredLiterals(const std::string &text, unsigned int options,
                                                     TextKind kind);
+
+// The same, at the cost of a budget. What cannot be found out with what is left of it is not claimed.
+CORVANE_REGEX_API RequiredLiterals requiredLiterals(const std::string &text, unsigned int options,
+                                                    TextKind kind, WorkBudget &budget);
 
 } // namespace Corvane::Regex
 

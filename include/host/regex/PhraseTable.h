@@ -8,7 +8,8 @@
 //     PhraseTable table;
 //     const std::uint32_t number = table.add(required.phrases[0]);
 //     // wherever required.alternatives[0] was found in text, from start to end:
-//     table.check(number, text.data(), text.length(), start, end);
+//     std::size_t read = 0;
+//     table.check(number, text.data(), text.length(), start, end, read);
 //
 // Threads: add is for one thread; once all are added, any number of threads may check.
 
@@ -42,13 +43,17 @@ public:
     // Answers the phrase's number. Equal sets of bytes are kept once.
     std::uint32_t add(const Phrase &phrase);
 
-    // Whether the literal at start to end (behind its last byte) of the text stands in the phrase. The text is borrowed
-    // for the call; start and end must lie in it.
+    // Whether the literal at start to end (behind its last byte) of the text stands in the phrase.
+    // The text is borrowed for the call; start and end must lie in it. To read the number of bytes
+    // is added that were looked at, for callers who count the work.
     Verdict check(std::uint32_t phrase, const unsigned char *text, std::size_t length,
-                  std::size_t start, std::size_t end) const;
+                  std::size_t start, std::size_t end, std::size_t &read) const;
 
     // Bytes allocated.
     std::size_t memoryBytes() const;
+
+    // What these would add to them, without their sets of bytes.
+    static std::size_t bytesOf(const std::vector<Phrase> &phrases);
 
 private:
     struct Step {
@@ -66,7 +71,8 @@ private:
 
     void addSteps(const std::vector<PhraseStep> &steps);
     template <class At>
-    Verdict follow(std::uint32_t first, std::uint32_t last, std::size_t room, At at) const;
+    Verdict follow(std::uint32_t first, std::uint32_t last, std::size_t room, std::size_t &read,
+                   At at) const;
 
     std::vector<Entry> entries_;
     std::vector<Step> steps_;

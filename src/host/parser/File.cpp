@@ -150,17 +150,23 @@ std::list<std::string> Selector::entries() const {
     return names;
 }
 
-void Selector::start() {
-    std::list<std::string> names = entries();
-    for (const std::string &pattern : patterns_) {
+std::list<std::string> Selector::choose(std::list<std::string> names,
+                                        const std::list<std::string> &patterns) {
+    std::list<std::string> chosen;
+    for (const std::string &pattern : patterns) {
         for (auto name = names.begin(); name != names.end();) {
-            if (fnmatch(pattern.c_str(), name->c_str(), FNM_PERIOD) != 0) {
-                ++name;
-                continue;
+            const auto at = name++;
+            if (fnmatch(pattern.c_str(), at->c_str(), FNM_PERIOD) == 0) {
+                chosen.splice(chosen.end(), names, at);
             }
-            visit(*name);
-            name = names.erase(name);
         }
+    }
+    return chosen;
+}
+
+void Selector::start() {
+    for (const std::string &name : choose(entries(), patterns_)) {
+        visit(name);
     }
 }
 

@@ -174,15 +174,19 @@ Mail MailReader::read(const void *data, std::size_t length) const {
     return Reading({static_cast<const char *>(data), length}, limits_).mail();
 }
 
+Mail MailReader::read(std::string_view message) const {
+    return Reading(message, limits_).mail();
+}
+
 Mail MailReader::read(const Buffer &message) const {
     return read(message.data(), message.length());
 }
 
-Mail MailReader::read(const std::string &path) const {
+Mail MailReader::read(const File::Path &path) const {
     // One byte more than is read on, so that a longer file is noticed.
     const std::string message =
-        s_readFile(path, std::size_t{1} + limits_.value(MailLimit::MessageBytes));
-    return read(message.data(), message.size());
+        s_readFile(path.asString(), std::size_t{1} + limits_.value(MailLimit::MessageBytes));
+    return read(std::string_view(message));
 }
 
 } // namespace Corvane

@@ -1,13 +1,19 @@
 #include "host/parser/MimeStructure.h"
 
+#include <cstdint>
 #include <string>
 #include <utility>
+
+#include "host/parser/Budget.h"
 
 namespace Corvane {
 
 namespace {
 
 constexpr std::string_view kDashes = "--";
+
+// What a line takes besides its bytes, in units of work of a budget.
+constexpr std::uint64_t kLineWork = 32;
 
 bool s_isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r") == std::string_view::npos;
@@ -123,7 +129,8 @@ void StructureReader::endMultiparts(std::size_t level, std::size_t end) {
 std::vector<MimeEntity> StructureReader::read(const HeaderContainer &headers) {
     addEntity(headers, 0);
     std::string_view line;
-    for (std::size_t start = lines_.offset(); !open_.empty() && lines_.next(line);
+    for (std::size_t start = lines_.offset();
+         !open_.empty() && lines_.next(line) && !Budget::spend(line.size() + kLineWork);
          start = lines_.offset()) {
         const Line found = lineKind(line);
         if (found.kind == Kind::Text) {

@@ -22,6 +22,8 @@ constexpr double kFewBytesRead = 24;
 constexpr double kFewBeginnings = 1.0 / 128;
 // All can be named by 16 bits.
 constexpr std::size_t kMaxCells = std::size_t{std::numeric_limits<std::uint16_t>::max()} + 1;
+// Steps to read each byte of a pattern.
+constexpr std::uint64_t kPatternByteSteps = 96;
 // How many texts are read at once, since each byte has to wait for the one before it.
 constexpr std::size_t kLanes = 4;
 // So many bytes are read before it is asked whether the others matter.
@@ -32,8 +34,15 @@ bool s_isFaster(const DeterministicAutomaton &automaton) {
 }
 
 std::optional<DeterministicAutomaton> s_automaton(const std::string &text, unsigned int options,
-                                                  TextKind kind, AutomatonTable::When when) {
+                                                  TextKind kind, AutomatonTable::When when,
+                                                  WorkBudget &budget) {
     const bool always = when == AutomatonTable::When::Possible;
+    const std::uint64_t cells =
+        std::min({std::uint64_t{kMaxCells}, budget.bytes() / sizeof(std::uint16_t),
+                  budget.steps() / kCellSteps});
+    if (text.empty() || cells == 0 || !budget.takeSteps(text.size() * kPatternByteSteps)) {
+        return std::nullopt;
+    }
     try {
         const Definition definition = parseDefinition(text, options);
         const auto parsed = parsePattern(definition);
@@ -41,13 +50,13 @@ std::optional<DeterministicAutomaton> s_automaton(const std::string &text, unsig
             return std::nullopt;
         }
         // In UTF-8 the engine takes the valid parts of a subject for subjects of their own.
-        const auto steps =
-            PatternSteps::of(parsed->root, definition.utf ? PatternSteps::Edges::Ignored
-                                                          : PatternSteps::Edges::Kept);
+        const auto steps = PatternSteps::of(
+            parsed->root, definition.utf ? PatternSteps::Edges::Ignored : PatternSteps::Edges::Kept,
+            budget);
         if (!steps.has_value() || !(always || beginnings(*steps, kind) > kFewBeginnings)) {
             return std::nullopt;
         }
-        auto made = determinize(*steps, kind, {AutomatonTable::kMaxStates, kMaxCells});
+        auto made = determinize(*steps, kind, {AutomatonTable::kMaxStates, cells}, budget);
         return made.has_value() && (always || s_isFaster(*made)) ? std::move(made) : std::nullopt;
     } catch (const Exception &) {
         return std::nullopt;
@@ -63,7 +72,18 @@ AutomatonTable::~AutomatonTable() = default;
 
 std::optional<std::uint32_t> AutomatonTable::add(const std::string &text, unsigned int options,
                                                  TextKind kind, When when) {
-    const auto made = text.empty() ? std::nullopt : s_automaton(text, options, kind, when);
+    WorkBudget budget(kMaxSteps, kMaxCells * sizeof(std::uint16_t) + sizeof(Automaton));
+    return add(text, options, kind, when, budget);
+}
+
+std::optional<std::uint32_t> AutomatonTable::add(const std::string &text, unsigned int options,
+                                                 TextKind kind, When when, WorkBudget &budget) {
+    const std::uint64_t bytes =
+        budget.bytes() - std::min<std::uint64_t>(budget.bytes(), sizeof(Automaton));
+    WorkBudget own(std::min(budget.steps(), kMaxSteps), bytes);
+    const std::uint64_t most = own.steps();
+    const auto made = s_automaton(text, options, kind, when, own);
+    budget.takeSteps(most - own.steps());
     const bool fits = cells_.size() <= std::numeric_limits<std::uint32_t>::max() - kMaxCells;
     if (!made.has_value() || !fits) {
         return std::nullopt;
@@ -82,6 +102,7 @@ std::optional<std::uint32_t> AutomatonTable::add(const std::string &text, unsign
     automaton.settled = made->dead.has_value() ? cellOf(dead) : 0;
     automaton.end = static_cast<std::uint16_t>(made->classCount);
     cells_.resize(cells_.size() + made->next.size() * width);
+    budget.takeBytes(sizeof(Automaton) + made->next.size() * width * sizeof(cells_[0]));
     std::uint16_t *cells = cells_.data() + automaton.cells;
     for (std::size_t state = 0; state < made->next.size(); ++state) {
         std::transform(made->next[state].begin(), made->next[state].end(),
@@ -189,6 +210,11 @@ void AutomatonTable::select(std::uint32_t number, std::vector<Text> &texts) cons
     texts.erase(std::remove_if(texts.begin(), texts.end(),
                                [](const Text &text) { return text.length == kRejected; }),
                 texts.end());
+}
+
+void AutomatonTable::shrinkToFit() {
+    automata_.shrink_to_fit();
+    cells_.shrink_to_fit();
 }
 
 std::size_t AutomatonTable::memoryBytes() const {

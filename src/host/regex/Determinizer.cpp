@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 #include <queue>
-#include <set>
 #include <unordered_set>
 #include <utility>
 
@@ -29,21 +28,31 @@ constexpr double kLeastWeight = 1e-7;
 // Steps that are looked at, over all states. Patterns with very many optional parts come to an end
 // so.
 constexpr std::size_t kMaxWork = 4'000'000;
+// What each of these costs of the budget, and each set of bytes. Of the cost of a cell a part is for its making, and the
+// rest for the rating.
+constexpr std::uint64_t kWorkCost = 16;
+constexpr std::uint64_t kSetCost = 768;
+constexpr std::uint64_t kRatingCost = 64;
+// For each class of bytes, each step that a match may begin with.
+constexpr std::uint64_t kSearchedCost = 4;
 
 // The classes of bytes that the steps do not tell apart.
 class ByteClasses {
 public:
-    ByteClasses(const PatternSteps &steps, TextKind kind) {
+    // Means nothing where that spends the budget.
+    ByteClasses(const PatternSteps &steps, TextKind kind, WorkBudget &budget) {
         std::unordered_set<ByteSet> sets;
-        for (std::size_t i = 0; i < steps.size(); ++i) {
+        for (std::size_t i = 0; i < steps.size() && budget.steps() > 0; ++i) {
             const auto step = static_cast<Number>(i);
             if (steps.isByte(step) && sets.insert(steps.bytes(step)).second) {
                 split(steps.bytes(step));
+                budget.takeSteps(kSetCost);
             }
         }
         ByteSet lineEnds;
         split(lineEnds.set('\r').set('\n'));
         weigh(kind);
+        budget.takeSteps(size() * kSetCost);
     }
 
     std::size_t size() const { return first_.size(); }
@@ -55,15 +64,16 @@ public:
 
 private:
     void split(const ByteSet &set) {
-        std::map<std::pair<std::uint8_t, bool>, std::uint8_t> parts;
+        // By former number, outside and inside the set: the new one, and one more.
+        std::array<std::array<std::uint16_t, 2>, kBytes> parts{};
         first_.clear();
         for (std::size_t byte = 0; byte < kBytes; ++byte) {
-            const auto next = static_cast<std::uint8_t>(parts.size());
-            const auto [part, fresh] = parts.emplace(std::pair(numbers_[byte], set[byte]), next);
-            if (fresh) {
+            std::uint16_t &part = parts[numbers_[byte]][set[byte] ? 1 : 0];
+            if (part == 0) {
                 first_.push_back(byte);
+                part = static_cast<std::uint16_t>(first_.size());
             }
-            numbers_[byte] = part->second;
+            numbers_[byte] = static_cast<std::uint8_t>(part - 1);
         }
     }
 
@@ -89,8 +99,9 @@ private:
 
 class Determinizer {
 public:
-    Determinizer(const PatternSteps &steps, TextKind kind)
-        : steps_(steps), classes_(steps, kind), after_(steps.size()), begins_(steps.size()) {}
+    Determinizer(const PatternSteps &steps, TextKind kind, WorkBudget &budget)
+        : steps_(steps), budget_(budget), classes_(steps, kind, budget), after_(steps.size()),
+          begins_(steps.size()) {}
 
     std::optional<DeterministicAutomaton> run(const AutomatonLimits &limits);
 
@@ -115,7 +126,14 @@ private:
     DeterministicAutomaton collect() const;
     void rate(DeterministicAutomaton &automaton) const;
 
+    void work(std::size_t done) {
+        work_ += done;
+        budget_.takeSteps(done * kWorkCost);
+    }
+    bool isTired() const { return work_ > kMaxWork || budget_.steps() == 0; }
+
     const PatternSteps &steps_;
+    WorkBudget &budget_;
     ByteClasses classes_;
     std::vector<std::optional<PatternSteps::Next>> after_; // by step
     std::vector<bool> begins_;                // by step: whether a match may begin with it
@@ -129,7 +147,7 @@ private:
 const PatternSteps::Next &Determinizer::after(Number step) {
     if (!after_[step].has_value()) {
         after_[step] = steps_.after(step);
-        work_ += steps_.size();
+        work(steps_.size());
     }
     return *after_[step];
 }
@@ -137,7 +155,7 @@ const PatternSteps::Next &Determinizer::after(Number step) {
 // Adds what follows the step; answers false where that completes a match.
 bool Determinizer::addAfter(Number step, Steps &next) {
     const PatternSteps::Next &follow = after(step);
-    work_ += follow.steps.size() + 1;
+    work(follow.steps.size() + 1);
     std::copy_if(follow.steps.begin(), follow.steps.end(), std::back_inserter(next),
                  [this](Number each) { return !begins_[each]; });
     return !follow.accepts;
@@ -154,10 +172,10 @@ bool Determinizer::findBeginnings() {
                                                [this](Number step) { return steps_.isEnd(step); });
     for (std::size_t each = 0; each < classes_.size(); ++each) {
         std::optional<Steps> next = Steps();
+        budget_.takeSteps(beginnings.steps.size() * kSearchedCost);
         for (const Number step : beginnings.steps) {
             if (next.has_value() && steps_.isByte(step) &&
-                steps_.bytes(step)[classes_.byte(each)] &&
-                (work_ > kMaxWork || !addAfter(step, *next))) {
+                steps_.bytes(step)[classes_.byte(each)] && (isTired() || !addAfter(step, *next))) {
                 next.reset();
             }
         }
@@ -178,10 +196,11 @@ std::size_t Determinizer::stateOf(Steps steps) {
 
 // The state after a byte of the class.
 std::size_t Determinizer::nextOf(const Steps &steps, std::size_t byteClass) {
-    if (work_ > kMaxWork || !begun_[byteClass].has_value()) {
+    if (isTired() || !begun_[byteClass].has_value()) {
         return kAccepts;
     }
-    work_ += begun_[byteClass]->size() + steps.size();
+    work(begun_[byteClass]->size() + steps.size());
+    budget_.takeSteps(kCellSteps - kRatingCost);
     const std::size_t byte = classes_.byte(byteClass);
     Steps next = *begun_[byteClass];
     for (const Number step : steps) {
@@ -190,7 +209,7 @@ std::size_t Determinizer::nextOf(const Steps &steps, std::size_t byteClass) {
             if (byte == '\r' || byte == '\n') {
                 next.push_back(step);
             }
-        } else if (steps_.bytes(step)[byte] && (work_ > kMaxWork || !addAfter(step, next))) {
+        } else if (steps_.bytes(step)[byte] && (isTired() || !addAfter(step, next))) {
             return kAccepts;
         }
     }
@@ -217,7 +236,8 @@ bool Determinizer::acceptsAtEnd(const Place &state) const {
 }
 
 std::optional<DeterministicAutomaton> Determinizer::run(const AutomatonLimits &limits) {
-    if (!findBeginnings()) {
+    const std::size_t mostStates = std::min(limits.states, limits.cells / (classes_.size() + 1));
+    if (mostStates < 2 || !findBeginnings()) {
         return std::nullopt;
     }
     Steps first = steps_.atStart().steps;
@@ -225,7 +245,7 @@ std::optional<DeterministicAutomaton> Determinizer::run(const AutomatonLimits &l
         std::remove_if(first.begin(), first.end(), [this](Number step) { return begins_[step]; }),
         first.end());
     // One more state is that which accepts, and one more cell of each is for the end.
-    const std::size_t most = std::min(limits.states, limits.cells / (classes_.size() + 1)) - 1;
+    const std::size_t most = mostStates - 1;
     std::priority_queue<std::pair<double, std::size_t>> open;
     open.emplace(1, stateOf(std::move(first)));
     states_[0].weight = 1;
@@ -245,6 +265,9 @@ std::optional<DeterministicAutomaton> Determinizer::run(const AutomatonLimits &l
                 open.emplace(states_[next].weight, next);
             }
         }
+    }
+    if (!budget_.takeSteps(expanded_.size() * classes_.size() * kRatingCost)) {
+        return std::nullopt;
     }
     DeterministicAutomaton automaton = collect();
     rate(automaton);
@@ -300,16 +323,23 @@ void Determinizer::rate(DeterministicAutomaton &automaton) const {
     }
 }
 
-// What may come after any of the steps, of which none is an end.
+// What may come after any of the steps, of which none is an end; in no order, and not all where they are too many.
 PatternSteps::Next s_afterAll(const PatternSteps &steps, const Steps &before) {
-    std::set<Number> later;
+    std::vector<bool> seen(steps.size());
     PatternSteps::Next next;
     for (const Number step : before) {
         const PatternSteps::Next after = steps.after(step);
-        later.insert(after.steps.begin(), after.steps.end());
         next.accepts = next.accepts || after.accepts;
+        for (const Number later : after.steps) {
+            if (!seen[later]) {
+                seen[later] = true;
+                next.steps.push_back(later);
+            }
+        }
+        if (next.steps.size() > kManySteps) {
+            break;
+        }
     }
-    next.steps.assign(later.begin(), later.end());
     return next;
 }
 
@@ -338,8 +368,9 @@ double beginnings(const PatternSteps &steps, TextKind kind) {
 }
 
 std::optional<DeterministicAutomaton> determinize(const PatternSteps &steps, TextKind kind,
-                                                  const AutomatonLimits &limits) {
-    return Determinizer(steps, kind).run(limits);
+                                                  const AutomatonLimits &limits,
+                                                  WorkBudget &budget) {
+    return Determinizer(steps, kind, budget).run(limits);
 }
 
 } // namespace Corvane::Regex

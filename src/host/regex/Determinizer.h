@@ -48,9 +48,13 @@ struct AutomatonLimits {
 };
 
 // Of more states those that are the least likely to be met in such text are taken for state 0.
-// Nothing where every text would be accepted.
+// Nothing where every text would be accepted, or where the budget does not suffice.
 std::optional<DeterministicAutomaton> determinize(const PatternSteps &steps, TextKind kind,
-                                                  const AutomatonLimits &limits);
+                                                  const AutomatonLimits &limits,
+                                                  WorkBudget &budget);
+
+// What each cell costs at least, in steps.
+constexpr std::uint64_t kCellSteps = 192;
 
 } // namespace Corvane::Regex
 

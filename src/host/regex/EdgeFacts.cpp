@@ -38,42 +38,56 @@ std::size_t s_most(const PatternNode &node) {
     }
 }
 
-// Whether each match of the node holds the assertion before (in the order of the iterators, behind) any byte.
+// What a part of a pattern has before its first byte (in the order of the iterators, behind its last one).
+struct Edge {
+    bool isBound; // each match holds the assertion there
+    bool isEmpty; // no match has a byte
+};
+
 template <class Children>
-bool s_isBound(const PatternNode &node, PatternNode::Kind edge, Children children) {
-    const auto isBound = [&](const PatternNode &child) { return s_isBound(child, edge, children); };
+Edge s_edgeOf(const PatternNode &node, PatternNode::Kind kind, Children children) {
+    const auto edgeOf = [&](const PatternNode &child) { return s_edgeOf(child, kind, children); };
     switch (node.kind) {
+    case PatternNode::Kind::Set:
+        return {false, false};
     case PatternNode::Kind::Sequence: {
         const auto [first, last] = children(node);
-        for (auto child = first; child != last; ++child) {
-            if (isBound(*child)) {
-                return true;
-            }
-            if (s_most(*child) > 0) {
-                break;
-            }
+        Edge all{false, true};
+        for (auto child = first; child != last && all.isEmpty; ++child) {
+            const Edge edge = edgeOf(*child);
+            all = {all.isBound || edge.isBound, edge.isEmpty};
         }
-        return false;
+        return all;
     }
-    case PatternNode::Kind::Alternation:
-        return std::all_of(node.children.begin(), node.children.end(), isBound);
-    case PatternNode::Kind::Repeat:
-        return node.least > 0 && isBound(node.children.front());
+    case PatternNode::Kind::Alternation: {
+        Edge all{true, true};
+        for (const PatternNode &child : node.children) {
+            const Edge edge = edgeOf(child);
+            all = {all.isBound && edge.isBound, all.isEmpty && edge.isEmpty};
+        }
+        return all;
+    }
+    case PatternNode::Kind::Repeat: {
+        const Edge once = edgeOf(node.children.front());
+        return {node.least > 0 && once.isBound, node.most == 0 || once.isEmpty};
+    }
     default:
-        return node.kind == edge;
+        return {node.kind == kind, true};
     }
 }
 
 bool s_isBoundToStart(const PatternNode &root) {
-    return s_isBound(root, PatternNode::Kind::Start, [](const PatternNode &node) {
+    const auto children = [](const PatternNode &node) {
         return std::pair(node.children.begin(), node.children.end());
-    });
+    };
+    return s_edgeOf(root, PatternNode::Kind::Start, children).isBound;
 }
 
 bool s_isBoundToEnd(const PatternNode &root) {
-    return s_isBound(root, PatternNode::Kind::End, [](const PatternNode &node) {
+    const auto children = [](const PatternNode &node) {
         return std::pair(node.children.rbegin(), node.children.rend());
-    });
+    };
+    return s_edgeOf(root, PatternNode::Kind::End, children).isBound;
 }
 
 // Adds the bytes that matches of the node begin with; answers whether one may have none.

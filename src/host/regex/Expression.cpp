@@ -1,151 +1,157 @@
 #include "host/regex/Expression.h"
 
-#include <array>
+#include <algorithm>
+#include <mutex>
 #include <utility>
 
-#define PCRE2_CODE_UNIT_WIDTH 8
-#include <pcre2.h>
-
-#include "host/parser/Exception.h"
+#include "host/parser/Budget.h"
 #include "host/regex/Definition.h"
+#include "host/regex/EngineCode.h"
+#include "host/regex/GuardedTry.h"
+#include "host/regex/PatternStart.h"
+#include "host/regex/Utf8Text.h"
 
 namespace Corvane::Regex {
 
 namespace {
 
-// Steps that one try may take from one start position, on every path. Real patterns on real mail
-// stay far below; it ends a try of a bad pattern after milliseconds.
-constexpr unsigned int kMatchLimitSteps = 10000;
+using Characters = EngineCode::Characters;
+using Hold = EngineCode::Hold;
 
-// Machine code keeps its backtracking in a stack of this size, one per thread. What needs more is
-// matched once again by the interpreter, whose memory kInterpreterHeapKiB bounds.
-constexpr std::size_t kJitStackStartBytes = 32 * 1024;
-constexpr std::size_t kJitStackMaxBytes = 1024 * 1024;
-constexpr unsigned int kInterpreterHeapKiB = 64 * 1024;
-
-struct CodeDeleter {
-    void operator()(pcre2_code *code) const { pcre2_code_free(code); }
-};
-struct CompileContextDeleter {
-    void operator()(pcre2_compile_context *context) const { pcre2_compile_context_free(context); }
-};
-struct MatchContextDeleter {
-    void operator()(pcre2_match_context *context) const { pcre2_match_context_free(context); }
-};
-struct MatchDataDeleter {
-    void operator()(pcre2_match_data *data) const { pcre2_match_data_free(data); }
-};
-struct JitStackDeleter {
-    void operator()(pcre2_jit_stack *stack) const { pcre2_jit_stack_free(stack); }
-};
-
-[[noreturn]] void s_outOfMemory(unsigned int line) {
-    Exception failure("Regex::Expression", Exception::kGeneral, "Expression", line);
-    failure.stringParameter("out of memory");
-    throw failure;
-}
-
-// What one thread needs to run expressions, made on its first match.
-class MatchState {
+// A code that few patterns ever need, made by the first thread that does.
+class CodeOnDemand {
 public:
-    MatchState()
-        : data_(pcre2_match_data_create(1, nullptr)),
-          stack_(pcre2_jit_stack_create(kJitStackStartBytes, kJitStackMaxBytes, nullptr)),
-          context_(pcre2_match_context_create(nullptr)) {
-        if (data_ == nullptr || stack_ == nullptr || context_ == nullptr) {
-            s_outOfMemory(__LINE__);
-        }
-        pcre2_set_match_limit(context_.get(), kMatchLimitSteps);
-        pcre2_set_heap_limit(context_.get(), kInterpreterHeapKiB);
-        pcre2_jit_stack_assign(context_.get(), nullptr, stack_.get());
-    }
-
-    // Runs machine code; start must not be beyond length.
-    int matchCompiled(const pcre2_code *code, PCRE2_SPTR subject, std::size_t length,
-                      std::size_t start) const {
-        return pcre2_jit_match(code, subject, length, start, 0, data_.get(), context_.get());
-    }
-
-    int interpret(const pcre2_code *code, PCRE2_SPTR subject, std::size_t length,
-                  std::size_t start) const {
-        return pcre2_match(code, subject, length, start, PCRE2_NO_JIT, data_.get(), context_.get());
+    template <class... Arguments>
+    const EngineCode &get(const Arguments &...arguments) const {
+        std::call_once(made_, [&] { code_ = std::make_unique<const EngineCode>(arguments...); });
+        return *code_;
     }
 
 private:
-    std::unique_ptr<pcre2_match_data, MatchDataDeleter> data_;
-    std::unique_ptr<pcre2_jit_stack, JitStackDeleter> stack_;
-    std::unique_ptr<pcre2_match_context, MatchContextDeleter> context_;
+    mutable std::once_flag made_;
+    mutable std::unique_ptr<const EngineCode> code_;
 };
 
-const MatchState &s_matchState() {
-    static thread_local const MatchState s_state;
-    return s_state;
-}
+// What a try costs besides the bytes that it reads, and each byte, in units of work; and the most that
+// a try is taken for, so that the clock is looked at between a few of them.
+constexpr std::uint64_t kTryWork = 256;
+constexpr std::uint64_t kByteWork = 16;
+constexpr std::uint64_t kMostTryWork = Budget::kWorkBetweenLooks / 4;
 
-std::uint32_t s_compileOptions(const Definition &definition) {
-    std::uint32_t options = 0;
-    options |= definition.ignoreCase ? PCRE2_CASELESS : 0U;
-    options |= definition.multiline ? PCRE2_MULTILINE : 0U;
-    options |= definition.dotMatchesAll ? PCRE2_DOTALL : 0U;
-    options |= definition.extended ? PCRE2_EXTENDED : 0U;
-    // In UTF-8, one bad byte must not hide the rest of the subject from the expression. Otherwise a
-    // pattern must not switch itself to UTF-8, in which 8-bit mail never matches.
-    options |=
-        definition.utf ? PCRE2_UTF | PCRE2_MATCH_INVALID_UTF : PCRE2_NEVER_UTF | PCRE2_NEVER_UCP;
-    return options;
-}
+// Longer texts are tried with a guard at once. Machine code does not count how often a group is repeated, so a look-ahead
+// in it may read the whole text that often.
+constexpr std::size_t kMaxUnguardedBytes = 4096;
+constexpr std::size_t kMaxUnguardedAheadBytes = 512;
 
-std::string s_compileError(int error, std::size_t offset) {
-    constexpr std::size_t kMessageBytes = 256;
-    std::array<PCRE2_UCHAR, kMessageBytes> message{};
-    pcre2_get_error_message(error, message.data(), message.size());
-    return std::string(reinterpret_cast<const char *>(message.data())) + " at offset " +
-           std::to_string(offset);
-}
-
-std::unique_ptr<pcre2_code, CodeDeleter> s_compile(const std::string &text, unsigned int word) {
-    const Definition definition = parseDefinition(text, word);
-    const std::unique_ptr<pcre2_compile_context, CompileContextDeleter> context(
-        pcre2_compile_context_create(nullptr));
-    if (context == nullptr) {
-        s_outOfMemory(__LINE__);
-    }
-    pcre2_set_newline(context.get(),
-                      definition.anyLineEnd ? PCRE2_NEWLINE_ANYCRLF : PCRE2_NEWLINE_LF);
-    int error = 0;
-    PCRE2_SIZE offset = 0;
-    std::unique_ptr<pcre2_code, CodeDeleter> code(pcre2_compile(
-        reinterpret_cast<PCRE2_SPTR>(definition.pattern.data()), definition.pattern.size(),
-        s_compileOptions(definition), &error, &offset, context.get()));
-    if (code == nullptr) {
-        refuseExpression(s_compileError(error, offset), text, __LINE__);
-    }
-    return code;
+std::size_t s_mostUnguardedBytes(const Definition &definition) {
+    return callsInLookaheads(definition.pattern, definition.extended).isUnbounded
+               ? kMaxUnguardedAheadBytes
+               : kMaxUnguardedBytes;
 }
 
 } // namespace
 
+// The forms of one pattern. Machine code for UTF-8 is wrong about some characters where it has to
+// expect broken ones as well, and reads behind a text that ends in one; so texts that are no UTF-8
+// are the interpreter's.
 struct ExpressionImpl::Code {
-    std::unique_ptr<pcre2_code, CodeDeleter> compiled;
-    bool hasMachineCode = false;
+    Code(const std::string &text, unsigned int options, bool jit)
+        : Code(parseDefinition(text, options), text, jit) {}
 
-    // Makes machine code where that can express the pattern; the rest is left to the interpreter.
-    // UTF-8 patterns are compiled for invalid subjects, so that neither way checks these first.
-    void translate() {
-        std::size_t bytes = 0;
-        pcre2_jit_compile(compiled.get(), PCRE2_JIT_COMPLETE);
-        pcre2_pattern_info(compiled.get(), PCRE2_INFO_JITSIZE, &bytes);
-        hasMachineCode = bytes > 0;
+    Code(Definition &&parsed, const std::string &text, bool jit)
+        : plain(parsed, text, parsed.utf ? Characters::ValidUtf8 : Characters::Bytes, Hold::No,
+                jit),
+          machineCode(jit), mostUnguardedBytes(s_mostUnguardedBytes(parsed)),
+          definition(std::move(parsed)) {}
+
+    // Whether the text, or its cut at the start, is no UTF-8 where the pattern expects that.
+    bool breaks(const unsigned char *data, std::size_t length, std::size_t start) const {
+        return plain.characters() == Characters::ValidUtf8 &&
+               (!isUtf8(data, length) || isWithinCharacter(data, length, start));
     }
+
+    const EngineCode &brokenCode() const { return get(broken, Characters::BrokenUtf8, Hold::No); }
+    const EngineCode &watchedCode() const {
+        return get(watched, plain.characters(), Hold::Watcher);
+    }
+    const EngineCode &watchedBrokenCode() const {
+        return get(watchedBroken, Characters::BrokenUtf8, Hold::Watcher);
+    }
+    const EngineCode &rangedCode() const {
+        return get(ranged, plain.characters(), Hold::LastStart);
+    }
+    const EngineCode &get(const CodeOnDemand &code, Characters characters, Hold hold) const {
+        return code.get(definition, definition.pattern, characters, hold, machineCode);
+    }
+
+    Outcome match(const unsigned char *data, std::size_t length, std::size_t start,
+                  std::uint32_t steps) const {
+        if (!breaks(data, length, start)) {
+            return plain.run({data, length, start, steps});
+        }
+        const ReadableText text(data, length);
+        return brokenCode().run({text.data(), length, start, steps});
+    }
+
+    Outcome matchWithin(Budget &budget, const unsigned char *data, std::size_t length) const;
+    Outcome matchCounted(Budget &budget, const unsigned char *data, std::size_t length,
+                         std::size_t start) const;
+
+    // All that nearly every try needs, together.
+    EngineCode plain;
+    bool machineCode;
+    std::size_t mostUnguardedBytes;
+    Definition definition;
+    CodeOnDemand broken;
+    CodeOnDemand watched;
+    CodeOnDemand watchedBroken;
+    CodeOnDemand ranged;
 };
 
-ExpressionImpl::ExpressionImpl(const std::string &text, unsigned int options, bool jit) {
-    Code code{s_compile(text, options), false};
-    if (jit) {
-        code.translate();
+// Runs unguarded as far as that takes no time worth mentioning, which is enough for nearly every try.
+Outcome ExpressionImpl::Code::matchWithin(Budget &budget, const unsigned char *data,
+                                          std::size_t length) const {
+    const std::uint32_t steps = GuardedTry::harmlessSteps(length);
+    if (length <= mostUnguardedBytes) {
+        const Outcome outcome = match(data, length, 0, steps);
+        if (outcome != Outcome::StepLimit || steps == kMatchLimitSteps) {
+            return outcome;
+        }
     }
-    code_ = std::make_unique<const Code>(std::move(code));
+    if (breaks(data, length, 0)) {
+        const ReadableText text(data, length);
+        return GuardedTry(watchedBrokenCode(), text.data(), length, budget,
+                          GuardedTry::firstSteps(length))
+            .run();
+    }
+    GuardedTry guarded(watchedCode(), data, length, budget, GuardedTry::firstSteps(length));
+    if (!mayHoldVerb(definition.pattern)) {
+        guarded.rangesBy([this]() -> const EngineCode & { return rangedCode(); });
+    }
+    return guarded.run();
 }
+
+// What the end of the budget leaves undecided is a failure.
+Outcome ExpressionImpl::Code::matchCounted(Budget &budget, const unsigned char *data,
+                                           std::size_t length, std::size_t start) const {
+    if (budget.ended()) {
+        return Outcome::Stopped;
+    }
+    const Outcome outcome = budget.hasEnd() && start == 0
+                                ? matchWithin(budget, data, length)
+                                : match(data, length, start, kMatchLimitSteps);
+    if (budget.ended()) {
+        return Outcome::Stopped;
+    }
+    if (outcome == Outcome::StepLimit || outcome == Outcome::OtherLimit) {
+        budget.countStepLimit();
+    }
+    budget.note(std::min(kTryWork + kByteWork * length, kMostTryWork));
+    return outcome;
+}
+
+ExpressionImpl::ExpressionImpl(const std::string &text, unsigned int options, bool jit)
+    : code_(std::make_unique<const Code>(text, options, jit)) {}
 
 ExpressionImpl::~ExpressionImpl() = default;
 
@@ -155,21 +161,22 @@ bool ExpressionImpl::matches(const Buffer &subject, unsigned int start, bool *fa
 
 bool ExpressionImpl::matches(const unsigned char *data, std::size_t length, std::size_t start,
                              bool *failed) const {
-    constexpr PCRE2_UCHAR kNothing = 0;
-    const PCRE2_SPTR bytes = data != nullptr ? data : &kNothing;
-    const MatchState &state = s_matchState();
-    const pcre2_code *code = code_->compiled.get();
-    int result = PCRE2_ERROR_JIT_STACKLIMIT;
-    if (code_->hasMachineCode && start <= length) {
-        result = state.matchCompiled(code, bytes, length, start);
-    }
-    if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
-        result = state.interpret(code, bytes, length, start);
+    constexpr unsigned char kNothing = 0;
+    const unsigned char *bytes = data != nullptr ? data : &kNothing;
+    Budget *budget = Budget::ofThisThread();
+    Outcome outcome = Outcome::Failed;
+    if (start <= length) {
+        outcome = budget == nullptr ? code_->match(bytes, length, start, kMatchLimitSteps)
+                                    : code_->matchCounted(*budget, bytes, length, start);
     }
     if (failed != nullptr) {
-        *failed = result < PCRE2_ERROR_NOMATCH;
+        *failed = outcome != Outcome::Match && outcome != Outcome::NoMatch;
     }
-    return result >= 0;
+    return outcome == Outcome::Match;
+}
+
+bool ExpressionImpl::isAnchored() const {
+    return code_->plain.isAnchored();
 }
 
 Expression::Expression() = default;

@@ -1,20 +1,16 @@
 #include "host/regex/LiteralFacts.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <iterator>
 #include <utility>
 
-#include "host/parser/Text.h"
 #include "host/regex/LiteralFrequency.h"
 
 namespace Corvane::Regex {
 
 namespace {
 
-// Longer strings are not followed further; what is known of them is enough.
-constexpr std::size_t kMaxPieceBytes = 128;
-// How many strings may come of combining others. (A list that the pattern itself spells out may be
-// longer.)
-constexpr std::size_t kMaxProduct = 32;
 // A set of more bytes than this ends a string.
 constexpr std::size_t kMaxSetBytes = 10;
 // How many factors and byte sets a part of a pattern hands up.
@@ -25,26 +21,16 @@ constexpr double kMaxHitsPerMiB = 4096;
 constexpr double kPieceCost = 4;
 // Sets with more of all bytes than this are in almost every text.
 constexpr double kMaxSetShare = 0.1;
-
-constexpr std::size_t kCaseBit = 0x20;
-
-bool s_isLower(std::size_t byte) {
-    return byte >= 'a' && byte <= 'z';
-}
-
-bool s_isLetter(std::size_t byte) {
-    return s_isLower(byte) || (byte >= 'A' && byte <= 'Z');
-}
-
-bool s_isAlphanumeric(std::size_t byte) {
-    return s_isLetter(byte) || (byte >= '0' && byte <= '9');
-}
+// Steps to look at a part of a pattern, and to tell how frequent each byte of a literal is, and a set.
+constexpr std::uint64_t kNodeSteps = 256;
+constexpr std::uint64_t kWeighedByteSteps = 64;
+constexpr std::uint64_t kSetSteps = 256;
 
 const ByteSet &s_alphanumeric() {
     static const ByteSet s_set = [] {
         ByteSet set;
         for (std::size_t byte = 0; byte < set.size(); ++byte) {
-            set[byte] = s_isAlphanumeric(byte);
+            set[byte] = isAsciiAlphanumeric(byte);
         }
         return set;
     }();
@@ -60,167 +46,14 @@ std::size_t s_plus(std::size_t left, std::size_t right) {
     return left > PatternNode::kUnlimited - right ? PatternNode::kUnlimited : left + right;
 }
 
-bool s_isOnlyEmpty(const Pieces &pieces) {
-    return pieces.size() == 1 && pieces.front().bytes.empty();
-}
-
-void s_addNew(Pieces &pieces, const Piece &piece) {
-    const auto same = [&](const Piece &other) {
-        return other.bytes == piece.bytes && other.folds == piece.folds &&
-               other.strict == piece.strict;
-    };
-    if (std::none_of(pieces.begin(), pieces.end(), same)) {
-        pieces.push_back(piece);
-    }
-}
-
-bool s_isTooMany(const Pieces &left, const Pieces &right) {
-    const bool multiplies = left.size() > 1 && right.size() > 1;
-    return left.size() * right.size() > (multiplies ? kMaxProduct : kMaxAlternatives);
-}
-
-// All of left before all of right. False, and joined is useless, where that is too much.
-bool s_join(const Pieces &left, const Pieces &right, Pieces &joined) {
-    joined.clear();
-    if (s_isTooMany(left, right)) {
-        return false;
-    }
-    for (const Piece &first : left) {
-        for (const Piece &second : right) {
-            if (first.bytes.size() + second.bytes.size() > kMaxPieceBytes) {
-                return false;
-            }
-            s_addNew(joined, {first.bytes + second.bytes, first.folds || second.folds,
-                              first.strict || second.strict, -1});
-        }
-    }
-    return true;
-}
-
-// Adds the pieces of one more branch. Too many, or a branch that may begin (end) with anything,
-// leave nothing known.
-void s_unite(Pieces &pieces, const Pieces &more) {
-    for (const Piece &piece : more) {
-        s_addNew(pieces, piece);
-    }
-    if (pieces.size() > kMaxAlternatives) {
-        pieces.assign(1, Piece());
-    }
-}
-
-// The strings that least to most of the pieces make, one after another. False where there are too
-// many: all begin and end with what all then holds.
-bool s_repeat(const Pieces &pieces, std::size_t least, std::size_t most, Pieces &all) {
-    Pieces longer;
-    std::size_t times = 0;
-    all.assign(1, Piece());
-    while (times < least && s_join(all, pieces, longer)) {
-        all = longer;
-        ++times;
-    }
-    if (times < least || most - least > kMaxProduct) {
-        return false;
-    }
-    Pieces power = all;
-    Pieces united = all;
-    for (; times < most; ++times) {
-        if (!s_join(power, pieces, longer) || united.size() + longer.size() > kMaxProduct) {
-            return false;
-        }
-        s_unite(united, longer);
-        power = longer;
-    }
-    all = united;
-    return true;
-}
-
-// Brings a piece to the form of a literal.
-void s_normalise(Piece &piece) {
-    if (piece.perMiB >= 0) {
-        return;
-    }
-    piece.bytes.erase(0, piece.bytes.find_first_not_of('\0'));
-    if (piece.folds) {
-        std::string lower;
-        copyStringToLower(piece.bytes.data(), lower, 0, piece.bytes.size());
-        piece.bytes = lower;
-        piece.folds = std::any_of(lower.begin(), lower.end(),
-                                  [](char c) { return s_isLower(static_cast<unsigned char>(c)); });
-    }
-}
-
-// Drops pieces that hold another one, so that the other is found wherever they are.
-Pieces s_withoutHolders(const Pieces &pieces) {
-    Pieces left;
-    for (const Piece &piece : pieces) {
-        const auto held = [&](const Piece &other) { return holds(piece, other); };
-        if (std::any_of(left.begin(), left.end(), held)) {
-            continue;
-        }
-        left.erase(std::remove_if(left.begin(), left.end(),
-                                  [&](const Piece &other) { return holds(other, piece); }),
-                   left.end());
-        left.push_back(piece);
-    }
-    return left;
-}
-
-// Shortens pieces until few enough are left; false where that does not help.
-bool s_shrink(Pieces &pieces) {
-    for (const std::size_t length : {kMaxPieceBytes, std::size_t{8}, std::size_t{6}, std::size_t{5},
-                                     std::size_t{4}, std::size_t{3}}) {
-        for (Piece &piece : pieces) {
-            if (piece.bytes.size() > length) {
-                piece.bytes.resize(length);
-                piece.perMiB = -1;
-            }
-        }
-        pieces = s_withoutHolders(pieces);
-        if (pieces.size() <= kMaxAlternatives) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// A single byte must not be one that words and the space between them consist of, whatever the tables say.
-bool s_isTooShort(const Piece &piece) {
-    if (piece.bytes.size() != 1) {
-        return piece.bytes.empty();
-    }
-    const auto byte = static_cast<unsigned char>(piece.bytes[0]);
-    return isWhiteSpace(byte) || s_isAlphanumeric(byte);
+// Where nothing is known.
+Facts s_anything() {
+    Facts facts;
+    facts.exact = false;
+    return facts;
 }
 
 } // namespace
-
-void addCharacters(const ByteSet &set, Pieces &pieces) {
-    std::size_t left = set.count();
-    for (std::size_t byte = 0; left > 0; ++byte) {
-        if (!set[byte]) {
-            continue;
-        }
-        --left;
-        const std::size_t other = s_isLetter(byte) ? byte ^ kCaseBit : byte;
-        const bool folds = other != byte && set[other];
-        if (!folds || s_isLower(byte)) {
-            const auto character = static_cast<char>(byte);
-            pieces.push_back({std::string(1, character), folds, other != byte && !folds, -1});
-        }
-    }
-}
-
-bool holds(const Piece &piece, const Piece &part) {
-    if (piece.bytes.size() < part.bytes.size() || (piece.folds && !part.folds)) {
-        return false;
-    }
-    if (piece.folds == part.folds) {
-        return piece.bytes.find(part.bytes) != std::string::npos;
-    }
-    std::string lower;
-    copyStringToLower(piece.bytes.data(), lower, 0, piece.bytes.size());
-    return lower.find(part.bytes) != std::string::npos;
-}
 
 // A run of parts that each match few strings, so that the strings of the run are known.
 struct FactFinder::Run {
@@ -234,19 +67,16 @@ struct FactFinder::Run {
 };
 
 bool FactFinder::makeFactor(Pieces pieces, Factor &factor) const {
-    for (Piece &piece : pieces) {
-        s_normalise(piece);
-    }
-    if (std::any_of(pieces.begin(), pieces.end(), s_isTooShort)) {
+    if (!makeLiterals(pieces, budget_)) {
         return false;
     }
-    factor.pieces = s_withoutHolders(pieces);
-    if (!s_shrink(factor.pieces)) {
-        return false;
-    }
+    factor.pieces = std::move(pieces);
     factor.cost = 0;
     for (Piece &piece : factor.pieces) {
         if (piece.perMiB < 0) {
+            if (!budget_.takeSteps(piece.bytes.size() * kWeighedByteSteps)) {
+                return false;
+            }
             piece.perMiB = expectedPerMiB(piece.bytes, kind_);
         }
         factor.cost += piece.perMiB + kPieceCost;
@@ -293,6 +123,9 @@ void FactFinder::addEnds(Facts &facts) {
 }
 
 void FactFinder::addSet(Facts &facts, const ByteSet &set) const {
+    if (!budget_.takeSteps(kSetSteps)) {
+        return;
+    }
     const RareSet rare{set, expectedShare(set, kind_)};
     const auto same = [&](const RareSet &other) { return other.bytes == set; };
     if (rare.share > kMaxSetShare || std::any_of(facts.sets.begin(), facts.sets.end(), same)) {
@@ -308,6 +141,9 @@ void FactFinder::addSet(Facts &facts, const ByteSet &set) const {
 }
 
 Facts FactFinder::of(const PatternNode &node) {
+    if (!budget_.takeSteps(kNodeSteps)) {
+        return s_anything();
+    }
     switch (node.kind) {
     case PatternNode::Kind::Set:
         return ofSet(node);
@@ -361,9 +197,9 @@ void FactFinder::extend(Run &run, const Pieces &next, Facts &facts) {
         addRun(run, facts);
         run.tail.assign(1, Piece());
     } else {
-        run.tail = s_join(run.tail, next, joined) ? joined : next;
+        run.tail = joinPieces(run.tail, next, joined, budget_) ? joined : next;
     }
-    if (s_join(run.pieces, next, joined)) {
+    if (joinPieces(run.pieces, next, joined, budget_)) {
         run.pieces = std::move(joined);
         return;
     }
@@ -373,12 +209,12 @@ void FactFinder::extend(Run &run, const Pieces &next, Facts &facts) {
         facts.prefixRun = run.number;
         run.fromStart = false;
     }
-    if (!s_isTooMany(run.pieces, next)) {
+    if (!isTooMany(run.pieces, next)) {
         run.parts.assign(1, next);
     }
     run.pieces = next;
     std::size_t first = run.parts.size() - 1;
-    while (first > 0 && s_join(run.parts[first - 1], run.pieces, joined)) {
+    while (first > 0 && joinPieces(run.parts[first - 1], run.pieces, joined, budget_)) {
         run.pieces = joined;
         --first;
     }
@@ -391,7 +227,8 @@ Facts FactFinder::ofSequence(const PatternNode &node) {
     Run run;
     run.number = ++runs_;
     for (const PatternNode &child : node.children) {
-        const Facts next = of(child);
+        const bool isSpent = budget_.steps() == 0;
+        const Facts next = isSpent ? s_anything() : of(child);
         facts.least = s_plus(facts.least, next.least);
         for (const Factor &factor : next.factors) {
             addFactor(facts, factor);
@@ -413,6 +250,10 @@ Facts FactFinder::ofSequence(const PatternNode &node) {
         run.parts.assign(1, next.suffix);
         run.pieces = next.suffix;
         run.tail = next.suffix.size() == 1 ? next.suffix : Pieces(1, Piece());
+        if (isSpent) {
+            // Nothing is known of the other children either.
+            break;
+        }
     }
     addRun(run, facts);
     facts.exact = run.fromStart;
@@ -425,26 +266,47 @@ Facts FactFinder::ofSequence(const PatternNode &node) {
     return facts;
 }
 
-// One factor from each branch; nothing where a branch has none. Branches with a single factor give
-// that one for every rank.
-void FactFinder::addUnion(Facts &facts, const std::vector<Facts> &branches, std::size_t rank) {
-    Pieces all;
-    for (const Facts &branch : branches) {
-        if (branch.factors.empty()) {
-            return;
+// Adds one factor from each branch; nothing where a branch has none. Branches with a single factor give that one for
+// every rank.
+void FactFinder::addUnion(Facts &facts, const std::vector<Facts> &branches) {
+    constexpr std::size_t kRanks = 2;
+    Factor factor;
+    bool isNew = true;
+    bool isMade = false;
+    for (std::size_t rank = 0; rank < kRanks; ++rank) {
+        if (isNew) {
+            Pieces all;
+            isNew = false;
+            for (const Facts &branch : branches) {
+                if (branch.factors.empty()) {
+                    return;
+                }
+                const std::size_t chosen = std::min(rank, branch.factors.size() - 1);
+                const Pieces &pieces = branch.factors[chosen].pieces;
+                all.insert(all.end(), pieces.begin(), pieces.end());
+                isNew = isNew || chosen + 1 < branch.factors.size();
+            }
+            isMade = makeFactor(std::move(all), factor);
         }
-        const Factor &factor = branch.factors[std::min(rank, branch.factors.size() - 1)];
-        all.insert(all.end(), factor.pieces.begin(), factor.pieces.end());
+        factor.run = ++runs_;
+        if (isMade) {
+            addFactor(facts, factor);
+        }
     }
-    addFactor(facts, std::move(all), ++runs_);
+}
+
+// What the branches begin or end with.
+Pieces FactFinder::unite(const std::vector<Facts> &branches, Pieces Facts::*end) const {
+    std::vector<const Pieces *> lists;
+    std::transform(branches.begin(), branches.end(), std::back_inserter(lists),
+                   [&](const Facts &branch) { return &(branch.*end); });
+    return unitePieces(lists, budget_);
 }
 
 Facts FactFinder::ofAlternation(const PatternNode &node) {
     std::vector<Facts> branches;
     Facts facts;
     facts.least = PatternNode::kUnlimited;
-    facts.prefix.clear();
-    facts.suffix.clear();
     std::size_t strings = 0;
     ByteSet united;
     bool everySet = true;
@@ -457,15 +319,14 @@ Facts FactFinder::ofAlternation(const PatternNode &node) {
         addEnds(branch);
         everySet = everySet && !branch.sets.empty();
         united |= branch.sets.empty() ? ByteSet() : branch.sets.front().bytes;
+        if (budget_.steps() == 0) {
+            return s_anything();
+        }
     }
     facts.exact = facts.exact && strings <= kMaxAlternatives;
-    for (const Facts &branch : branches) {
-        s_unite(facts.prefix, branch.prefix);
-        s_unite(facts.suffix, branch.suffix);
-    }
-    for (std::size_t rank = 0; rank < 2; ++rank) {
-        addUnion(facts, branches, rank);
-    }
+    facts.prefix = unite(branches, &Facts::prefix);
+    facts.suffix = unite(branches, &Facts::suffix);
+    addUnion(facts, branches);
     if (everySet) {
         addSet(facts, united);
     }
@@ -476,12 +337,12 @@ Facts FactFinder::ofRepeat(const PatternNode &node) {
     Facts child = of(node.children.front());
     Facts facts;
     facts.least = s_times(child.least, node.least);
-    if (child.exact && s_isOnlyEmpty(child.prefix)) {
+    if (child.exact && isOnlyEmpty(child.prefix)) {
         return facts;
     }
     facts.exact = node.most == 0;
     if (child.exact) {
-        facts.exact = s_repeat(child.prefix, node.least, node.most, facts.prefix);
+        facts.exact = repeatPieces(child.prefix, node.least, node.most, facts.prefix, budget_);
         facts.suffix = facts.prefix;
     } else if (node.least > 0) {
         facts.prefix = std::move(child.prefix);

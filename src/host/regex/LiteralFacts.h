@@ -4,23 +4,14 @@
 // What all matches of a pattern have in common, worked out from its tree.
 
 #include <cstddef>
-#include <string>
 #include <vector>
 
 #include "host/regex/Literals.h"
 #include "host/regex/PatternParser.h"
+#include "host/regex/Pieces.h"
+#include "host/regex/WorkBudget.h"
 
 namespace Corvane::Regex {
-
-// A string that a part of a pattern matches. Letters of it may stand for both cases (folds), or for
-// themselves alone (strict), or both kinds may occur.
-struct Piece {
-    std::string bytes;
-    bool folds = false;
-    bool strict = false;
-    double perMiB = -1; // expected hits; negative where that has not been worked out
-};
-using Pieces = std::vector<Piece>;
 
 // Pieces of which at least one stands in every match. None is empty, begins with a zero byte or
 // holds another one; where one folds, it is in lower case.
@@ -56,9 +47,12 @@ public:
     // factors.
     enum class View { Plain, Squeezed, Bytes };
 
-    FactFinder(TextKind kind, View view) : kind_(kind), view_(view) {}
+    // The budget is the caller's, and must outlive the finder.
+    FactFinder(TextKind kind, View view, WorkBudget &budget)
+        : kind_(kind), view_(view), budget_(budget) {}
 
-    // The facts of a whole pattern: factors holds the best ones of all.
+    // The facts of a whole pattern: factors holds the best ones of all. Of what comes when the budget is spent nothing is
+    // known.
     Facts find(const PatternNode &root);
 
     // The cheapest factor that the pieces give; false where one is empty or they are too frequent.
@@ -78,20 +72,16 @@ private:
     static void addFactor(Facts &facts, const Factor &factor);
     void addEnds(Facts &facts);
     void addSet(Facts &facts, const ByteSet &set) const;
-    void addUnion(Facts &facts, const std::vector<Facts> &branches, std::size_t rank);
+    void addUnion(Facts &facts, const std::vector<Facts> &branches);
+    Pieces unite(const std::vector<Facts> &branches, Pieces Facts::*end) const;
     void addRun(const Run &run, Facts &facts);
     void extend(Run &run, const Pieces &next, Facts &facts);
 
     TextKind kind_;
     View view_;
+    WorkBudget &budget_;
     unsigned int runs_ = 0;
 };
-
-// Appends a piece for each character of the set; the cases of a letter make one.
-void addCharacters(const ByteSet &set, Pieces &pieces);
-
-// Whether wherever piece stands, part stands too.
-bool holds(const Piece &piece, const Piece &part);
 
 } // namespace Corvane::Regex
 

@@ -209,10 +209,9 @@ std::pair<std::size_t, std::size_t> rarestPart(const std::string &bytes, TextKin
 }
 
 double expectedShare(const ByteSet &set, TextKind kind) {
+    const Table &table = s_table(kind);
     double share = 0;
-    for (std::size_t byte = 0; byte < set.size(); ++byte) {
-        share += set[byte] ? s_table(kind).share(byte) : 0;
-    }
+    forEachByte(set, [&](std::size_t byte) { share += table.share(byte); });
     return share;
 }
 

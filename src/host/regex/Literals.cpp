@@ -1,6 +1,7 @@
 #include "host/regex/Literals.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <utility>
 
@@ -27,6 +28,17 @@ constexpr double kRarePerMiB = 2;
 // A match of so few steps is never given up; where one may be, a literal that is found is no match yet. Far below the
 // steps that a try may take, since they are counted roughly.
 constexpr unsigned int kMaxSureSteps = 2048;
+// Steps to read each byte of a pattern, to look for the rarest part of a literal at each of its bytes, and to compare two
+// literals or branches.
+constexpr std::uint64_t kPatternByteSteps = 96;
+constexpr std::uint64_t kPartByteSteps = 256;
+constexpr std::uint64_t kComparisonSteps = 16;
+
+// What is worked out of a pattern, and what that may cost.
+struct Search {
+    TextKind kind;
+    WorkBudget &budget;
+};
 
 void s_shorten(Piece &piece, TextKind kind) {
     const auto [start, end] = rarestPart(piece.bytes, kind);
@@ -50,29 +62,37 @@ void s_addLiteral(std::vector<Literal> &literals, const Piece &piece) {
     }
 }
 
-std::vector<Literal> s_literals(const Pieces &pieces, TextKind kind) {
+// Nothing where that costs too much.
+std::vector<Literal> s_literals(const Pieces &pieces, const Search &search) {
     std::vector<Literal> literals;
     for (Piece piece : pieces) {
-        s_shorten(piece, kind);
+        if (!search.budget.takeSteps(piece.bytes.size() * kPartByteSteps +
+                                     literals.size() * kComparisonSteps)) {
+            return {};
+        }
+        s_shorten(piece, search.kind);
         s_addLiteral(literals, piece);
     }
     return literals;
 }
 
-double s_hitsPerMiB(const std::vector<Literal> &literals, TextKind kind) {
+double s_hitsPerMiB(const std::vector<Literal> &literals, const Search &search) {
     double hits = 0;
     for (const Literal &literal : literals) {
-        hits += expectedPerMiB(literal.bytes, kind);
+        search.budget.takeSteps(literal.bytes.size() * kPartByteSteps);
+        hits += expectedPerMiB(literal.bytes, search.kind);
     }
     return hits;
 }
 
 // Whether nothing is left to ask once one of first has been found.
-bool s_implies(const Factor &first, const Factor &second) {
-    return std::all_of(first.pieces.begin(), first.pieces.end(), [&](const Piece &piece) {
-        return std::any_of(second.pieces.begin(), second.pieces.end(),
-                           [&](const Piece &part) { return holds(piece, part); });
-    });
+bool s_implies(const Factor &first, const Factor &second, WorkBudget &budget) {
+    const std::size_t comparisons = first.pieces.size() * second.pieces.size();
+    return !budget.takeSteps(comparisons * kComparisonSteps) ||
+           std::all_of(first.pieces.begin(), first.pieces.end(), [&](const Piece &piece) {
+               return std::any_of(second.pieces.begin(), second.pieces.end(),
+                                  [&](const Piece &part) { return holds(piece, part); });
+           });
 }
 
 // How a try at one position may go on: the paths through a part of a pattern, also those that read the same, and the
@@ -88,11 +108,15 @@ Effort s_then(const Effort &first, const Effort &second) {
 
 Effort s_effort(const PatternNode &node);
 
-// Answers soon where there are too many.
+bool s_isTooMuch(const Effort &effort) {
+    return effort.steps > kMaxSureSteps;
+}
+
+// This and s_effort answer soon where there are too many steps: each of theirs adds to those.
 Effort s_repeated(const Effort &once, std::size_t least, std::size_t most) {
     Effort all{0, 0};
     Effort power;
-    for (std::size_t times = 0; power.steps <= kMaxSureSteps; ++times) {
+    for (std::size_t times = 0; !s_isTooMuch(power); ++times) {
         all.paths += times >= least ? power.paths : 0;
         if (times == most) {
             break;
@@ -108,12 +132,18 @@ Effort s_effort(const PatternNode &node) {
     switch (node.kind) {
     case PatternNode::Kind::Sequence:
         for (const PatternNode &child : node.children) {
+            if (s_isTooMuch(all)) {
+                break;
+            }
             all = s_then(all, s_effort(child));
         }
         return all;
     case PatternNode::Kind::Alternation:
         all.paths = 0;
         for (const PatternNode &child : node.children) {
+            if (s_isTooMuch(all)) {
+                break;
+            }
             const Effort branch = s_effort(child);
             all = {all.paths + branch.paths, all.steps + branch.steps + 1};
         }
@@ -135,19 +165,19 @@ bool s_isWhole(const Facts &facts, const FactFinder &finder, Factor &factor) {
            finder.makeFactor(facts.prefix, factor);
 }
 
-void s_chooseLiterals(const Facts &facts, TextKind kind, RequiredLiterals &required) {
+void s_chooseLiterals(const Facts &facts, const Search &search, RequiredLiterals &required) {
     if (facts.factors.empty()) {
         return;
     }
     const Factor &first = facts.factors.front();
-    required.alternatives = s_literals(first.pieces, kind);
+    required.alternatives = s_literals(first.pieces, search);
     const auto second =
         std::find_if(facts.factors.begin() + 1, facts.factors.end(), [&](const Factor &factor) {
             return factor.run != first.run && factor.pieces.size() <= kMaxSecond &&
-                   !s_implies(first, factor);
+                   !s_implies(first, factor, search.budget);
         });
-    if (second != facts.factors.end()) {
-        required.second = s_literals(second->pieces, kind);
+    if (second != facts.factors.end() && !required.alternatives.empty()) {
+        required.second = s_literals(second->pieces, search);
     }
 }
 
@@ -175,8 +205,9 @@ const PatternNode *s_alternation(const PatternNode &root) {
 }
 
 // Adds the literals of one branch with what else it must hold; false where it has none.
-bool s_addBranch(const PatternNode &branch, TextKind kind, RequiredLiterals &required) {
-    const Facts facts = FactFinder(kind, FactFinder::View::Plain).find(branch);
+bool s_addBranch(const PatternNode &branch, const Search &search, RequiredLiterals &required) {
+    const Facts facts =
+        FactFinder(search.kind, FactFinder::View::Plain, search.budget).find(branch);
     if (facts.factors.empty()) {
         return false;
     }
@@ -184,11 +215,19 @@ bool s_addBranch(const PatternNode &branch, TextKind kind, RequiredLiterals &req
     const auto second =
         std::find_if(facts.factors.begin() + 1, facts.factors.end(), [&](const Factor &factor) {
             return factor.run != first.run && factor.pieces.size() == 1 &&
-                   !s_implies(first, factor);
+                   !s_implies(first, factor, search.budget);
         });
-    const Literal companion =
-        second == facts.factors.end() ? Literal() : s_literals(second->pieces, kind).front();
-    for (const Literal &literal : s_literals(first.pieces, kind)) {
+    std::vector<Literal> companions;
+    if (second != facts.factors.end()) {
+        companions = s_literals(second->pieces, search);
+    }
+    const Literal companion = companions.empty() ? Literal() : companions.front();
+    const std::vector<Literal> literals = s_literals(first.pieces, search);
+    const std::size_t comparisons = literals.size() * required.alternatives.size();
+    if (literals.empty() || !search.budget.takeSteps(comparisons * kComparisonSteps)) {
+        return false;
+    }
+    for (const Literal &literal : literals) {
         const auto known =
             std::find(required.alternatives.begin(), required.alternatives.end(), literal);
         if (known == required.alternatives.end()) {
@@ -204,14 +243,14 @@ bool s_addBranch(const PatternNode &branch, TextKind kind, RequiredLiterals &req
 }
 
 // Where the pattern is a list of branches, some of which need two literals, asks for both.
-void s_chooseByBranch(const PatternNode &root, TextKind kind, RequiredLiterals &required) {
+void s_chooseByBranch(const PatternNode &root, const Search &search, RequiredLiterals &required) {
     const PatternNode *list = s_alternation(root);
     if (list == nullptr || required.alternatives.empty()) {
         return;
     }
     RequiredLiterals branches;
     for (const PatternNode &branch : list->children) {
-        if (!s_addBranch(branch, kind, branches)) {
+        if (!s_addBranch(branch, search, branches)) {
             return;
         }
     }
@@ -238,13 +277,16 @@ bool s_mayMeet(const PhraseEffort &left, const PhraseEffort &right) {
 
 // The longest text on which the engine never gives up a try of the branches: at each place it takes a step for each item,
 // and for each byte one in every branch that may read it, and in every optional item there.
-std::size_t s_sureLength(const std::vector<PhraseEffort> &branches) {
+std::size_t s_sureLength(const std::vector<PhraseEffort> &branches, WorkBudget &budget) {
     std::size_t items = 0;
     std::size_t ways = 1;
     std::size_t optional = 0;
     std::size_t repeated = 0;
     for (const PhraseEffort &branch : branches) {
         if (!branch.isKnown) {
+            return 0;
+        }
+        if (!budget.takeSteps(branches.size() * (branch.start.size() + kComparisonSteps))) {
             return 0;
         }
         const auto meeting =
@@ -263,7 +305,8 @@ std::size_t s_sureLength(const std::vector<PhraseEffort> &branches) {
 }
 
 // Where the pattern is a phrase or a list of such, and their literals are about as rare, asks for the phrases.
-void s_choosePhrases(const ParsedPattern &parsed, TextKind kind, RequiredLiterals &required) {
+void s_choosePhrases(const ParsedPattern &parsed, const Search &search,
+                     RequiredLiterals &required) {
     const PatternNode *list = s_alternation(parsed.root);
     const auto *first = list == nullptr ? &parsed.root : list->children.data();
     const std::size_t count = list == nullptr ? 1 : list->children.size();
@@ -274,7 +317,7 @@ void s_choosePhrases(const ParsedPattern &parsed, TextKind kind, RequiredLiteral
     std::vector<PhraseEffort> efforts;
     bool asksForMore = false;
     for (const PatternNode *branch = first; branch != first + count; ++branch) {
-        std::optional<AnchoredPhrase> found = findPhrase(*branch, kind);
+        std::optional<AnchoredPhrase> found = findPhrase(*branch, search.kind, search.budget);
         if (!found.has_value()) {
             return;
         }
@@ -283,7 +326,7 @@ void s_choosePhrases(const ParsedPattern &parsed, TextKind kind, RequiredLiteral
         phrases.phrases.push_back(std::move(found->phrase));
         efforts.push_back(std::move(found->effort));
     }
-    const double hits = s_hitsPerMiB(phrases.alternatives, kind);
+    const double hits = s_hitsPerMiB(phrases.alternatives, search);
     if (!asksForMore || hits > required.alternativesPerMiB * kPhraseGain + kRarePerMiB) {
         return;
     }
@@ -292,20 +335,24 @@ void s_choosePhrases(const ParsedPattern &parsed, TextKind kind, RequiredLiteral
     required.companions.clear();
     required.second.clear();
     required.alternativesPerMiB = hits;
-    required.wholeUpTo = parsed.exact && parsed.greedy ? s_sureLength(efforts) : 0;
+    required.wholeUpTo = parsed.exact && parsed.greedy ? s_sureLength(efforts, search.budget) : 0;
     required.whole = required.wholeUpTo > 0;
 }
 
-void s_chooseSqueezed(const PatternNode &root, TextKind kind, RequiredLiterals &required) {
+void s_chooseSqueezed(const PatternNode &root, const Search &search, RequiredLiterals &required) {
     if (!required.alternatives.empty() && required.alternativesPerMiB < kFrequentPerMiB) {
         return;
     }
-    const Facts facts = FactFinder(kind, FactFinder::View::Squeezed).find(root);
+    const Facts facts =
+        FactFinder(search.kind, FactFinder::View::Squeezed, search.budget).find(root);
     if (facts.factors.empty() || facts.factors.front().cost > kMaxSqueezedPerMiB) {
         return;
     }
-    std::vector<Literal> literals = s_literals(facts.factors.front().pieces, kind);
-    const double hits = s_hitsPerMiB(literals, kind);
+    std::vector<Literal> literals = s_literals(facts.factors.front().pieces, search);
+    const double hits = s_hitsPerMiB(literals, search);
+    if (literals.empty()) {
+        return;
+    }
     if (required.alternatives.empty() || hits * kSqueezedGain < required.alternativesPerMiB) {
         required.squeezed = std::move(literals);
         required.squeezedPerMiB = hits;
@@ -319,10 +366,14 @@ bool s_isExact(const ParsedPattern &parsed, const Definition &definition) {
     return parsed.exact && !definition.utf && !mayBeginAtLf;
 }
 
-RequiredLiterals s_find(ParsedPattern &parsed, const Definition &definition, TextKind kind) {
+RequiredLiterals s_find(ParsedPattern &parsed, const Definition &definition, const Search &search) {
     parsed.exact = s_isExact(parsed, definition);
-    FactFinder finder(kind, FactFinder::View::Plain);
+    // The other half is for making use of the facts.
+    const std::uint64_t half = search.budget.steps() / 2;
+    WorkBudget budgetOfFacts(half);
+    FactFinder finder(search.kind, FactFinder::View::Plain, budgetOfFacts);
     const Facts facts = finder.find(parsed.root);
+    search.budget.takeSteps(half - budgetOfFacts.steps());
     RequiredLiterals required;
     required.minimumLength = facts.least;
     if (!definition.utf) {
@@ -331,28 +382,27 @@ RequiredLiterals s_find(ParsedPattern &parsed, const Definition &definition, Tex
         required.firstBytes = edges.firstBytes.value_or(~ByteSet());
     }
     Factor whole;
-    if (parsed.exact && s_effort(parsed.root).steps <= kMaxSureSteps &&
-        s_isWhole(facts, finder, whole)) {
+    if (parsed.exact && !s_isTooMuch(s_effort(parsed.root)) && s_isWhole(facts, finder, whole)) {
         required.whole = true;
         for (const Piece &piece : whole.pieces) {
             s_addLiteral(required.alternatives, piece);
         }
     } else {
-        s_chooseLiterals(facts, kind, required);
-        s_chooseByBranch(parsed.root, kind, required);
+        s_chooseLiterals(facts, search, required);
+        s_chooseByBranch(parsed.root, search, required);
     }
-    required.alternativesPerMiB = s_hitsPerMiB(required.alternatives, kind);
+    required.alternativesPerMiB = s_hitsPerMiB(required.alternatives, search);
     if (!required.whole) {
-        s_choosePhrases(parsed, kind, required);
+        s_choosePhrases(parsed, search, required);
     }
     if (required.alternatives.empty()) {
-        for (const RareSet &set :
-             FactFinder(kind, FactFinder::View::Bytes).find(parsed.root).sets) {
+        FactFinder byteFinder(search.kind, FactFinder::View::Bytes, search.budget);
+        for (const RareSet &set : byteFinder.find(parsed.root).sets) {
             required.byteSets.push_back(set.bytes);
         }
     }
     if (!required.whole) {
-        s_chooseSqueezed(parsed.root, kind, required);
+        s_chooseSqueezed(parsed.root, search, required);
     }
     return required;
 }
@@ -360,16 +410,27 @@ RequiredLiterals s_find(ParsedPattern &parsed, const Definition &definition, Tex
 } // namespace
 
 RequiredLiterals requiredLiterals(const std::string &text, unsigned int options, TextKind kind) {
-    if (text.empty()) {
-        return {};
+    WorkBudget budget(kMaxPatternSteps);
+    return requiredLiterals(text, options, kind, budget);
+}
+
+RequiredLiterals requiredLiterals(const std::string &text, unsigned int options, TextKind kind,
+                                  WorkBudget &budget) {
+    WorkBudget own(std::min(budget.steps(), kMaxPatternSteps));
+    const std::uint64_t most = own.steps();
+    RequiredLiterals required;
+    if (!text.empty() && own.takeSteps(text.size() * kPatternByteSteps)) {
+        try {
+            const Definition definition = parseDefinition(text, options);
+            auto parsed = parsePattern(definition);
+            if (parsed.has_value()) {
+                required = s_find(*parsed, definition, {kind, own});
+            }
+        } catch (const Exception &) {
+        }
     }
-    try {
-        const Definition definition = parseDefinition(text, options);
-        auto parsed = parsePattern(definition);
-        return parsed.has_value() ? s_find(*parsed, definition, kind) : RequiredLiterals();
-    } catch (const Exception &) {
-        return {};
-    }
+    budget.takeSteps(most - own.steps());
+    return required;
 }
 
 } // namespace Corvane::Regex

@@ -13,8 +13,9 @@ namespace Corvane::Regex {
 
 namespace {
 
-// Deeper nesting does not compile.
+// Deeper nesting does not compile, and no greater number in braces.
 constexpr unsigned int kMaxDepth = 250;
+constexpr std::size_t kMaxRepeat = 65535;
 
 bool s_isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -62,7 +63,7 @@ private:
     bool appendQuoted(std::vector<PatternNode> &items, const Options &options);
     bool takeQuantifier(Bounds &bounds);
     bool takeBraces(Bounds &bounds);
-    bool takeDisputedBlank();
+    std::size_t numberInBraces();
     std::size_t number();
     PatternNode parseGroup(Options &options, bool &repeatable);
     PatternNode parseBody(const Options &options);
@@ -191,13 +192,13 @@ std::size_t Parser::number() {
     return value;
 }
 
-// A blank between braces.
-bool Parser::takeDisputedBlank() {
-    const bool isBlank = reader_.looksAt(" ") || reader_.looksAt("\t");
-    if (isBlank) {
+// Newer releases of the engine allow blanks here, so that the brace may begin a quantifier or not.
+std::size_t Parser::numberInBraces() {
+    const std::size_t value = number();
+    if (reader_.looksAt(" ") || reader_.looksAt("\t")) {
         reader_.fail();
     }
-    return isBlank;
+    return value;
 }
 
 // {n}, {n,} and {n,m}; every other brace is a literal. Those that are literals for some releases of the engine only are
@@ -210,24 +211,25 @@ bool Parser::takeBraces(Bounds &bounds) {
             return false;
         }
     }
+    bool isQuantifier = false;
     if (reader_.take("{") && s_isDigit(reader_.peek())) {
-        bounds.least = number();
+        bounds.least = numberInBraces();
         bounds.most = bounds.least;
-        if (takeDisputedBlank()) {
-            return false;
-        }
         if (reader_.take(",")) {
-            if (takeDisputedBlank()) {
-                return false;
-            }
-            bounds.most = s_isDigit(reader_.peek()) ? number() : PatternNode::kUnlimited;
+            const bool isBounded = s_isDigit(reader_.peek());
+            const std::size_t most = numberInBraces();
+            bounds.most = isBounded ? most : PatternNode::kUnlimited;
         }
-        if (reader_.take("}")) {
-            return true;
-        }
+        isQuantifier = reader_.take("}");
     }
-    reader_.position(start);
-    return false;
+    if (!isQuantifier && !reader_.failed()) {
+        reader_.position(start);
+    }
+    if (isQuantifier && (bounds.least > std::min(bounds.most, kMaxRepeat) ||
+                         (bounds.most > kMaxRepeat && bounds.most != PatternNode::kUnlimited))) {
+        reader_.fail();
+    }
+    return isQuantifier;
 }
 
 bool Parser::takeQuantifier(Bounds &bounds) {
@@ -453,6 +455,17 @@ PatternNode Parser::anything(std::size_t least) {
 PatternNode Parser::literal(std::uint32_t code, const Options &options) const {
     const std::uint32_t kAsciiEnd = 128;
     PatternNode node;
+    const bool isByte = code < (reader_.utf() ? kAsciiEnd : ByteSet().size());
+    if (isByte && !(reader_.utf() && options.ignoreCase)) {
+        const char lower = toLowerAscii(static_cast<char>(code));
+        node.kind = Kind::Set;
+        node.bytes.set(code);
+        if (options.ignoreCase && lower >= 'a' && lower <= 'z') {
+            node.bytes.set(static_cast<unsigned char>(lower));
+            node.bytes.set(static_cast<unsigned char>(lower - 'a' + 'A'));
+        }
+        return node;
+    }
     if (!reader_.utf() || options.ignoreCase || code < kAsciiEnd) {
         CharacterSet set;
         set.addRange(code, code, reader_.utf());

@@ -7,6 +7,7 @@
 // anything), never less: whatever all matches of the tree contain, all matches of the pattern
 // contain too.
 
+#include <bit>
 #include <bitset>
 #include <cstddef>
 #include <limits>
@@ -23,6 +24,19 @@ using ByteSet = std::bitset<256>;
 inline const ByteSet &highBytes() {
     static const ByteSet s_set = ~ByteSet() << 128;
     return s_set;
+}
+
+// Calls visit with each byte of the set, in ascending order.
+template <class Visit>
+void forEachByte(const ByteSet &set, Visit visit) {
+    constexpr std::size_t kWordBits = 64;
+    constexpr ByteSet kWord(~0ULL);
+    for (std::size_t start = 0; start < set.size(); start += kWordBits) {
+        unsigned long long bits = (set >> start & kWord).to_ullong();
+        for (; bits != 0; bits &= bits - 1) {
+            visit(start + static_cast<std::size_t>(std::countr_zero(bits)));
+        }
+    }
 }
 
 struct PatternNode {

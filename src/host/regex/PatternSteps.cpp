@@ -1,6 +1,7 @@
 #include "host/regex/PatternSteps.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Corvane::Regex {
 
@@ -11,6 +12,12 @@ constexpr std::size_t kMaxSteps = 8192;
 constexpr std::size_t kRepeatedSteps = 192;
 // For a set that matches sequences of several bytes too.
 constexpr std::size_t kWideSteps = 4;
+// What it costs to count or to make a step, to begin to look for what follows one, for each step that is met then, and for
+// so many others.
+constexpr std::uint64_t kStepCost = 16;
+constexpr std::uint64_t kFollowCost = 128;
+constexpr std::uint64_t kMetCost = 6;
+constexpr std::uint64_t kOthers = 16;
 
 // How often a repetition is told apart: least times, and then so many times more or any number.
 struct Times {
@@ -55,14 +62,16 @@ std::size_t s_size(const PatternNode &node) {
 
 } // namespace
 
-std::optional<PatternSteps> PatternSteps::of(const PatternNode &root, Edges edges) {
-    if (s_size(root) >= kMaxSteps) {
+std::optional<PatternSteps> PatternSteps::of(const PatternNode &root, Edges edges,
+                                             WorkBudget &budget) {
+    const std::size_t size = s_size(root);
+    if (size >= kMaxSteps || !budget.takeSteps(size * kStepCost)) {
         return std::nullopt;
     }
-    PatternSteps steps;
+    PatternSteps steps(budget);
     const Number accept = steps.add({});
     steps.entry_ = steps.build(root, accept, edges);
-    return steps;
+    return budget.steps() > 0 ? std::make_optional(std::move(steps)) : std::nullopt;
 }
 
 PatternSteps::Number PatternSteps::add(const Step &step) {
@@ -113,7 +122,11 @@ PatternSteps::Number PatternSteps::buildSet(const PatternNode &node, Number next
 
 PatternSteps::Number PatternSteps::buildRepeat(const PatternNode &node, Number next, Edges edges) {
     const PatternNode &child = node.children.front();
-    const Times times = s_times(node, s_size(child) + 1);
+    const std::size_t size = s_size(child) + 1;
+    if (!budget_->takeSteps(size * kStepCost)) {
+        return next;
+    }
+    const Times times = s_times(node, size);
     std::size_t copies = times.least;
     if (times.more == PatternNode::kUnlimited) {
         const Number again = add({Step::Kind::Either, next, next, nullptr});
@@ -136,6 +149,7 @@ PatternSteps::Number PatternSteps::buildRepeat(const PatternNode &node, Number n
 // What can be reached without taking a byte.
 PatternSteps::Next PatternSteps::follow(Number first, bool start) const {
     Next next;
+    std::size_t met = 0;
     std::vector<bool> seen(steps_.size());
     std::vector<Number> open{first};
     while (!open.empty()) {
@@ -145,6 +159,7 @@ PatternSteps::Next PatternSteps::follow(Number first, bool start) const {
             continue;
         }
         seen[number] = true;
+        ++met;
         const Step &step = steps_[number];
         switch (step.kind) {
         case Step::Kind::Accept:
@@ -164,6 +179,9 @@ PatternSteps::Next PatternSteps::follow(Number first, bool start) const {
         }
     }
     std::sort(next.steps.begin(), next.steps.end());
+    const bool suffices =
+        budget_->takeSteps(kFollowCost + met * kMetCost + steps_.size() / kOthers);
+    next.accepts = next.accepts || !suffices;
     return next;
 }
 

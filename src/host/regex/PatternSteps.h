@@ -2,7 +2,7 @@
 #define CORVANE_SRC_HOST_REGEX_PATTERNSTEPS_H
 
 // A pattern as a non-deterministic automaton: steps that take one byte each, and which of them may
-// follow which. The tree must outlive it.
+// follow which. The tree and the budget must outlive it.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/regex/PatternParser.h"
+#include "host/regex/WorkBudget.h"
 
 namespace Corvane::Regex {
 
@@ -23,13 +24,13 @@ public:
         bool accepts = false;
     };
 
-    // Nothing where the pattern would have too many steps. Matches all that the tree matches; more
+    // Nothing where the pattern would have too many steps, or the budget does not suffice. Matches all that the tree matches; more
     // where parts of it are repeated often, and without the assertions of edges where the caller
     // says so.
     enum class Edges { Kept, Ignored };
-    static std::optional<PatternSteps> of(const PatternNode &root, Edges edges);
+    static std::optional<PatternSteps> of(const PatternNode &root, Edges edges, WorkBudget &budget);
 
-    // At the start of the subject, and elsewhere.
+    // At the start of the subject, and elsewhere. Once the budget is spent every match may be complete.
     Next atStart() const { return follow(entry_, true); }
     Next elsewhere() const { return follow(entry_, false); }
 
@@ -52,7 +53,7 @@ private:
         const ByteSet *bytes = nullptr;
     };
 
-    PatternSteps() = default;
+    explicit PatternSteps(WorkBudget &budget) : budget_(&budget) {}
 
     Number add(const Step &step);
     Number build(const PatternNode &node, Number next, Edges edges);
@@ -60,6 +61,7 @@ private:
     Number buildRepeat(const PatternNode &node, Number next, Edges edges);
     Next follow(Number first, bool start) const;
 
+    WorkBudget *budget_;
     std::vector<Step> steps_;
     Number entry_ = 0;
 };

@@ -14,6 +14,8 @@ namespace {
 
 // Longer phrases are left to the engine.
 constexpr std::size_t kMaxItems = 128;
+// Steps for each item.
+constexpr std::uint64_t kItemSteps = 512;
 
 // A repeated character of a branch.
 struct Item {
@@ -161,8 +163,8 @@ PhraseEffort s_effort(const Items &items) {
 // Reads literals off the items.
 class AnchorFinder {
 public:
-    AnchorFinder(const Items &items, TextKind kind)
-        : items_(items), kind_(kind), facts_(kind, FactFinder::View::Plain) {}
+    AnchorFinder(const Items &items, TextKind kind, WorkBudget &budget)
+        : items_(items), kind_(kind), facts_(kind, FactFinder::View::Plain, budget) {}
 
     // The range of the items that make the rarest literal, which is put into anchor; empty where none is rare enough.
     std::pair<std::size_t, std::size_t> find(Piece &anchor) {
@@ -223,13 +225,15 @@ private:
 
 } // namespace
 
-std::optional<AnchoredPhrase> findPhrase(const PatternNode &branch, TextKind kind) {
+std::optional<AnchoredPhrase> findPhrase(const PatternNode &branch, TextKind kind,
+                                         WorkBudget &budget) {
     Items items;
-    if (!s_flatten(branch, items) || items.size() > kMaxItems) {
+    if (!s_flatten(branch, items) || items.size() > kMaxItems ||
+        !budget.takeSteps(items.size() * kItemSteps)) {
         return std::nullopt;
     }
     AnchoredPhrase found;
-    const auto [first, last] = AnchorFinder(items, kind).find(found.anchor);
+    const auto [first, last] = AnchorFinder(items, kind, budget).find(found.anchor);
     if (first == last) {
         return std::nullopt;
     }

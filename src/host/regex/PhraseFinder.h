@@ -34,9 +34,10 @@ struct AnchoredPhrase {
 };
 
 // The phrase that each match of the branch is, with assertions left out; nothing where the branch is more than a sequence
-// of characters and repeated characters, where a repetition could end in more than one place, or where no part of it is
-// worth looking for.
-std::optional<AnchoredPhrase> findPhrase(const PatternNode &branch, TextKind kind);
+// of characters and repeated characters, where a repetition could end in more than one place, where no part of it is
+// worth looking for, or where the budget does not suffice.
+std::optional<AnchoredPhrase> findPhrase(const PatternNode &branch, TextKind kind,
+                                         WorkBudget &budget);
 
 } // namespace Corvane::Regex
 

@@ -34,7 +34,7 @@ void PhraseTable::addSteps(const std::vector<PhraseStep> &steps) {
 // Takes the steps through the bytes that at(0), at(1) ... below room give.
 template <class At>
 PhraseTable::Verdict PhraseTable::follow(std::uint32_t first, std::uint32_t last, std::size_t room,
-                                         At at) const {
+                                         std::size_t &read, At at) const {
     std::size_t done = 0;
     for (std::uint32_t each = first; each < last; ++each) {
         const Step &step = steps_[each];
@@ -45,6 +45,7 @@ PhraseTable::Verdict PhraseTable::follow(std::uint32_t first, std::uint32_t last
         while (taken < limit && set[at(done + taken)]) {
             ++taken;
         }
+        read += taken + 1;
         if (taken == kMaxRunBytes && taken < most) {
             return Verdict::Unknown;
         }
@@ -57,15 +58,15 @@ PhraseTable::Verdict PhraseTable::follow(std::uint32_t first, std::uint32_t last
 }
 
 PhraseTable::Verdict PhraseTable::check(std::uint32_t phrase, const unsigned char *text,
-                                        std::size_t length, std::size_t start,
-                                        std::size_t end) const {
+                                        std::size_t length, std::size_t start, std::size_t end,
+                                        std::size_t &read) const {
     const Entry &entry = entries_[phrase];
-    const Verdict after = follow(entry.after, entry.end, length - end,
+    const Verdict after = follow(entry.after, entry.end, length - end, read,
                                  [&](std::size_t offset) { return text[end + offset]; });
     if (after == Verdict::No) {
         return after;
     }
-    const Verdict before = follow(entry.before, entry.after, start,
+    const Verdict before = follow(entry.before, entry.after, start, read,
                                   [&](std::size_t offset) { return text[start - 1 - offset]; });
     return before == Verdict::Yes ? after : before;
 }
@@ -73,6 +74,14 @@ PhraseTable::Verdict PhraseTable::check(std::uint32_t phrase, const unsigned cha
 std::size_t PhraseTable::memoryBytes() const {
     return entries_.capacity() * sizeof(Entry) + steps_.capacity() * sizeof(Step) +
            sets_.capacity() * sizeof(Set) + numbers_.size() * sizeof(*numbers_.begin());
+}
+
+std::size_t PhraseTable::bytesOf(const std::vector<Phrase> &phrases) {
+    std::size_t steps = 0;
+    for (const Phrase &phrase : phrases) {
+        steps += phrase.before.size() + phrase.after.size();
+    }
+    return phrases.size() * sizeof(Entry) + steps * sizeof(Step);
 }
 
 } // namespace Corvane::Regex

@@ -1,6 +1,7 @@
 #include "host/parser/MailReader.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -9,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/parser/Budget.h"
 #include "host/parser/Charset.h"
 #include "host/parser/Uri.h"
 
@@ -243,6 +245,22 @@ TEST(MailReader, KeepsHeadersAsReceivedButUnfolded) {
     EXPECT_EQ(mail.raw(), "body: x\r\n");
 }
 
+TEST(MailReader, DecodesNothingOnceTheBudgetHasEnded) {
+    const std::string message = "Subject: x\nContent-Type: multipart/mixed; boundary=b\n\n"
+                                "--b\n\nfirst\n--b\n\nsecond\n--b--\n";
+    Budget budget(std::chrono::nanoseconds(0));
+    budget.end();
+    const Budget::Use use(budget);
+    const Mail mail = MailReader().read(message.data(), message.size());
+    EXPECT_EQ(mail.properties()->headers().find("Subject").value(), "x");
+    const MimePart &part = *mail.properties()->part();
+    const auto *text = dynamic_cast<const MPartText *>(part.findAttr(MPartAttribute::Text));
+    EXPECT_TRUE(text == nullptr || text->text().isEmpty());
+    const auto *raw = dynamic_cast<const MPartText *>(part.findAttr(MPartAttribute::RawText));
+    ASSERT_NE(raw, nullptr);
+    EXPECT_GT(raw->text().length(), 0U);
+}
+
 TEST(MailReader, EmptyMessageHasNoMainPart) {
     const Mail mail = MailReader().read(nullptr, 0);
     EXPECT_EQ(mail.properties()->headers()->size(), 0U);
@@ -423,7 +441,7 @@ TEST(MailReader, HostileMessagesAreAnswered) {
 TEST(MailReader, FileThatCannotBeReadIsNamed) {
     for (const std::string path : {"/nonexistent/mail", "/"}) {
         try {
-            MailReader().read(path);
+            MailReader().read(File::Path(path));
             FAIL() << path;
         } catch (const Exception &failure) {
             EXPECT_EQ(failure.message(), "MailReader::read");
@@ -433,12 +451,20 @@ TEST(MailReader, FileThatCannotBeReadIsNamed) {
     }
 }
 
+// A message in a string is one, whatever it looks like; a file is named by a path.
+TEST(MailReader, TakesAMessageInAString) {
+    const std::string message = "Subject: hello\n\ntext\n";
+    EXPECT_EQ(Reading(MailReader().read(message)).header("Subject"), "hello");
+    EXPECT_EQ(Reading(MailReader().read("Subject: hello\n\n")).header("Subject"), "hello");
+    EXPECT_EQ(Reading(MailReader().read(std::string_view("/dev/null"))).text(), "/dev/null\n");
+}
+
 TEST(MailReader, ReadsFilesAndStreamsToTheLimit) {
     MailLimits limits;
     limits.value(MailLimit::MessageBytes, 200000);
-    const Reading device(MailReader(limits).read(std::string("/dev/zero")));
+    const Reading device(MailReader(limits).read(File::Path("/dev/zero")));
     EXPECT_TRUE(device.hit(MailLimit::MessageBytes));
-    EXPECT_EQ(MailReader().read(std::string("/dev/null")).properties()->headers()->size(), 0U);
+    EXPECT_EQ(MailReader().read(File::Path("/dev/null")).properties()->headers()->size(), 0U);
 }
 
 void expectSaneText(const MPartText *found, std::size_t maxBytes) {
@@ -463,7 +489,7 @@ TEST(MailReader, RealMessagesKeepTheContract) {
             continue;
         }
         SCOPED_TRACE(entry.path().string());
-        const Reading mail(MailReader().read(entry.path().string()));
+        const Reading mail(MailReader().read(File::Path(entry.path().string())));
         ++count;
         if (mail.mail().properties()->part().operator->() == nullptr) {
             EXPECT_EQ(entry.file_size(), 0U);

@@ -1,10 +1,13 @@
 #include "host/regex/Expression.h"
 
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "host/parser/Budget.h"
 
 namespace Corvane::Regex {
 namespace {
@@ -67,6 +70,64 @@ INSTANTIATE_TEST_SUITE_P(
                     MatchRow{"rawByte", "/\\xff$/", kNoOptions, "ab\xFF", true}),
     [](const auto &row) { return std::string(row.param.name); });
 
+// What a pattern begins with, and what machine code alone would overlook.
+INSTANTIATE_TEST_SUITE_P(
+    StartOptions, ExpressionMatch,
+    testing::Values(MatchRow{"notEmpty", "/(*NOTEMPTY)a*/", kNoOptions, "bbb", false},
+                    MatchRow{"notEmptyFindsMore", "/(*NOTEMPTY)a*/", kNoOptions, "bba", true},
+                    MatchRow{"notEmptyAtStart", "/(*NOTEMPTY_ATSTART)a*$/", kNoOptions, "", false},
+                    MatchRow{"notEmptyOnlyAtStart", "/(*NOTEMPTY_ATSTART)a*$/", kNoOptions, "b",
+                             true},
+                    MatchRow{"twoOptions", "/(*CRLF)(*NOTEMPTY)a*/", kNoOptions, "b", false},
+                    MatchRow{"newline", "/(*CR)^b$/m", kNoOptions, "a\rb\rc", true},
+                    MatchRow{"noMachineCode", "/(*NO_JIT)ab/", kNoOptions, "ab", true},
+                    MatchRow{"dotWithoutLineEnd", "/(*ANYCRLF)a.b/", kNoOptions, "a\rb", false}),
+    [](const auto &row) { return std::string(row.param.name); });
+
+// Machine code for UTF-8 that is ready for broken characters gets these wrong.
+INSTANTIATE_TEST_SUITE_P(
+    BrokenUtf8, ExpressionMatch,
+    testing::Values(MatchRow{"notSpace", "/\\S/u", kNoOptions, "\xC3\xA9", true},
+                    MatchRow{"notSpaceBehind", "/\\S/u", kNoOptions, "\xFF\xC3\xA9", true},
+                    MatchRow{"lineStartBehind", "/^b/mu", kNoOptions, "a\n\xF0\nb", true},
+                    MatchRow{"dotsBehind", "/.*?[!?.]/u", kNoOptions, "\xE0\x80\x80\xC3\xA9.",
+                             true},
+                    MatchRow{"boundaryAtTail", "/a\\b$/u", kNoOptions, "a\xE2\x82", false},
+                    MatchRow{"surrogate", "/^.$/u", kNoOptions, "\xED\xA0\x80", false},
+                    MatchRow{"tooLong", "/^.$/u", kNoOptions, "\xC0\xAF", false},
+                    MatchRow{"noLineEnd", "/^J/mu", kAnyLineEnd, "a\xC0J", false},
+                    MatchRow{"noLineEndBefore", "/^b/mu", kAnyLineEnd, "a\n\x80\x62", false},
+                    MatchRow{"beyondUnicode", "/^.$/u", kNoOptions, "\xF4\x90\x80\x80", false},
+                    MatchRow{"last", "/^.$/u", kNoOptions, "\xF4\x8F\xBF\xBF", true}),
+    [](const auto &row) { return std::string(row.param.name); });
+
+// An own limit on steps, depth or memory counts what the interpreter counts.
+TEST(Expression, LimitsOfThePatternAreTheSameWithMachineCode) {
+    const std::string subject = std::string(40, 'a') + "!";
+    for (const char *text : {"/(*LIMIT_MATCH=3)^(?:a|b)*c/", "/(*LIMIT_DEPTH=2)^(?:a|b)*$/",
+                             "/(*LIMIT_HEAP=0)^(?:(a)|b)*$/", "/(*LIMIT_MATCH=9000)^(?:a|b)*!/"}) {
+        bool failedCompiled = false;
+        bool failedInterpreted = false;
+        const bool compiled = Expression(text, kNoOptions, true)(subject, &failedCompiled);
+        EXPECT_EQ(compiled, Expression(text, kNoOptions, false)(subject, &failedInterpreted))
+            << text;
+        EXPECT_EQ(failedCompiled, failedInterpreted) << text;
+    }
+}
+
+// Machine code does not count the steps within these: the first never ended there.
+TEST(Expression, NonAtomicLookaroundIsBounded) {
+    for (const char *text :
+         {"/a?(?*~~(?:|zq)){70}j/", "/a?(*napla:~~(?:|zq)){70}j/",
+          "/a?(*non_atomic_positive_lookahead:~~(?:|zq)){70}j/", "/(?:a(?<*a)|~(?<*~|a~)){9}j/",
+          "/(?:a(*naplb:a)|~){9}j/", "/(?:a(*non_atomic_positive_lookbehind:a)|~){9}j/"}) {
+        for (const bool jit : {true, false}) {
+            const Expression expression(text, kNoOptions, jit);
+            EXPECT_FALSE(expression(std::string("a~~zqz_zqj"), nullptr)) << text;
+        }
+    }
+}
+
 TEST(Expression, RefusesBadTexts) {
     for (const char *text : {"/abc", "/", "/abc\\/", "/a/iz", "/a/i m", "/a(/", "a(", "(*UTF)a",
                              "/(*UCP)a/", "/[b-a]/"}) {
@@ -111,6 +172,65 @@ TEST(Expression, StartsAtOffsetAndSeesWhatIsBefore) {
         EXPECT_FALSE(failed);
         EXPECT_FALSE(same->matches(nullptr, 0, 1, &failed));
         EXPECT_TRUE(failed);
+    }
+}
+
+// What the engine takes for a character before the last one would end behind the text, and could be
+// a line end there.
+TEST(Expression, BytesBehindTheTextHaveNoPart) {
+    for (const char *text : {"\xF0@", "a\n\xF0@", "\xC0", "\xFC@", "\xE0", "a\xE2\x82"}) {
+        for (const char *behind : {"@J", "J", "@@@@J", "\x8A", "aa"}) {
+            for (const char *pattern : {"/^@/mu", "/@$/mu", "/\\b$/u", "/^./mu", "/.$/mu"}) {
+                const std::string longer = std::string(text) + behind;
+                const auto *bytes = reinterpret_cast<const unsigned char *>(longer.data());
+                const std::size_t length = std::string(text).size();
+                const Expression expression(pattern, kAnyLineEnd, true);
+                EXPECT_EQ(expression->matches(bytes, length, 0, nullptr),
+                          expression(std::string(text), nullptr))
+                    << pattern << " on " << testing::PrintToString(text);
+            }
+        }
+    }
+}
+
+// Where it looks for a line start, the engine goes back over bytes that go on with a character.
+TEST(Expression, BytesBeforeTheTextHaveNoPart) {
+    const Expression expression("/^x/mu", kAnyLineEnd, true);
+    for (const char *before : {"a", "\n", "\n\x80", "\xC0"}) {
+        for (const std::string text : {"\x80x", "\x8Ax", "\x80\x80x"}) {
+            const std::string longer = before + text;
+            const auto *end =
+                reinterpret_cast<const unsigned char *>(longer.data()) + longer.size();
+            EXPECT_FALSE(expression->matches(end - text.size(), text.size(), 0, nullptr))
+                << testing::PrintToString(longer);
+        }
+    }
+}
+
+// Machine code finds where this may begin by its second character, and used to begin at the LF.
+TEST(Expression, NothingBeginsAtTheLfOfALineEnd) {
+    for (const std::size_t before : {0U, 100U, 20000U}) {
+        const std::string text = std::string(before, 'b') + "\r\nviagra";
+        for (const bool jit : {true, false}) {
+            const Expression expression("/\\sviagra/", kAnyLineEnd, jit);
+            EXPECT_FALSE(expression(text, nullptr)) << before << jit;
+            EXPECT_TRUE(expression(text + "\nviagra", nullptr)) << before << jit;
+            Budget budget(std::chrono::hours(1));
+            const Budget::Use use(budget);
+            EXPECT_FALSE(expression(text, nullptr)) << before << jit;
+        }
+    }
+}
+
+TEST(Expression, StartsWithinACharacter) {
+    const std::string subject = "\xC3\xA9x";
+    for (const bool jit : {true, false}) {
+        const Expression expression("/^.|x/u", kNoOptions, jit);
+        bool failed = true;
+        EXPECT_TRUE(expression->matches(Buffer(subject.data(), 3, true), 1, &failed));
+        EXPECT_FALSE(failed);
+        EXPECT_FALSE(Expression("/\\x{e9}/u", kNoOptions, jit)
+                         ->matches(Buffer(subject.data(), 3, true), 1, nullptr));
     }
 }
 

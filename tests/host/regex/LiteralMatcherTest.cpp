@@ -109,6 +109,19 @@ TEST(LiteralMatcher, PassesOnWhatTheSinkThrows) {
     EXPECT_EQ(s_scan(matcher, text, scratch).size(), 3U);
 }
 
+// In a text that is searched in one piece, and in one whose end is searched apart.
+TEST(LiteralMatcher, EndsWhereTheSinkSaysSo) {
+    const LiteralMatcher matcher({{"a", false}});
+    LiteralScratch scratch;
+    for (const std::size_t length : {3U, 3000U}) {
+        const std::string text(length, 'a');
+        int calls = 0;
+        matcher.scan(reinterpret_cast<const unsigned char *>(text.data()), text.size(), scratch,
+                     [&](std::uint32_t, std::size_t) { return ++calls < 2; });
+        EXPECT_EQ(calls, 2);
+    }
+}
+
 TEST(LiteralMatcher, AgreesWithASearchForEachLiteral) {
     // 0, and so the same run, unless the tests are shuffled.
     std::mt19937 random(static_cast<unsigned int>(testing::UnitTest::GetInstance()->random_seed()));

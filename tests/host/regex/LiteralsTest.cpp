@@ -154,8 +154,20 @@ TEST(RequiredLiterals, TellWhatIsNothingButLiterals) {
 
 // Releases of the engine differ in whether these are quantifiers, or white space.
 TEST(RequiredLiterals, ClaimNothingOfWhatIsDisputed) {
+    for (const char *text : {"zorq{,3}", "zorq{ 1,2}", "zorq{\t2}", "zorq{1 ,2}", "zorq{1, 2}",
+                             "zorq{1,2 }", "zorq{1,2\t}", "zorq{1, }", "zorq{3 }", "(?x)zorq{1,2 }",
+                             "(?x)zorq{1,2 }?", "zorq[x]{1,2 }", "zorq\\x{41}{1,2 }",
+                             "zorq\\N{1,2 }", "zorq\\N{,2}", "zorq(?(1){,2}|a)", "(?x)zo\x85rq"}) {
+        EXPECT_TRUE(requiredLiterals(text, 0, TextKind::Text).alternatives.empty()) << text;
+    }
+    for (const char *text : {"zorq[{1,2 }]", "zorq\\{1,2 }", "zorq\\Q{1,2 }\\E", "zorq{1,x}"}) {
+        EXPECT_FALSE(requiredLiterals(text, 0, TextKind::Text).alternatives.empty()) << text;
+    }
+}
+
+TEST(RequiredLiterals, ComeToAnEndWithBoundsThatTheEngineRefuses) {
     for (const char *text :
-         {"zorq{,3}", "zorq{ 1,2}", "zorq{\t2}", "zorq{1 ,2}", "zorq{1, 2}", "(?x)zo\x85rq"}) {
+         {"/(?:z{2,1}q)+x/", "/(?:z{1,0})*(?:q{65536})*x/", "/(?:(?:zq){9,3}){2,}zorq/"}) {
         EXPECT_TRUE(requiredLiterals(text, 0, TextKind::Text).alternatives.empty()) << text;
     }
 }

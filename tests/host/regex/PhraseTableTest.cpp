@@ -21,8 +21,9 @@ Verdict s_check(const std::string &pattern, const std::string &subject) {
     const std::string &literal = required.alternatives.at(0).bytes;
     const std::size_t start = subject.find(literal);
     EXPECT_NE(start, subject.npos) << literal;
+    std::size_t read = 0;
     return table.check(number, reinterpret_cast<const unsigned char *>(subject.data()),
-                       subject.size(), start, start + literal.size());
+                       subject.size(), start, start + literal.size(), read);
 }
 
 struct PhraseRow {

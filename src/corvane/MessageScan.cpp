@@ -1,0 +1,133 @@
+#include "corvane/MessageScan.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "heuristic/FullRule.h"
+#include "host/parser/Budget.h"
+#include "host/parser/MailLimits.h"
+#include "host/parser/MimePart.h"
+
+namespace corvane {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Corvane::Budget;
+using Corvane::Buffer;
+using Corvane::EmailAddress;
+using Corvane::Mail;
+using Corvane::MailLimit;
+using Corvane::MailLimits;
+using Corvane::Heuristic::langID;
+using Corvane::Heuristic::RefMatches;
+using Corvane::Heuristic::RefRule;
+using Corvane::Heuristic::Scanner;
+
+// The tap takes a copy of each piece: small ones keep that copy small.
+constexpr std::size_t kTapPieceBytes = 65536;
+
+constexpr std::pair<MailLimit, unsigned int Limits::*> kLimits[] = {
+    {MailLimit::MessageBytes, &Limits::messageBytes},
+    {MailLimit::NestingDepth, &Limits::nestingDepth},
+    {MailLimit::Parts, &Limits::parts},
+    {MailLimit::Headers, &Limits::headers},
+    {MailLimit::HeaderBytes, &Limits::headerBytes},
+    {MailLimit::HeaderValueBytes, &Limits::headerValueBytes},
+    {MailLimit::Uris, &Limits::uris},
+    {MailLimit::UriBytes, &Limits::uriBytes},
+    {MailLimit::DecodedBytes, &Limits::decodedBytes},
+    {MailLimit::TextBytes, &Limits::textBytes},
+    {MailLimit::RawBodyBytes, &Limits::rawBodyBytes},
+    {MailLimit::HtmlBytes, &Limits::htmlBytes},
+    {MailLimit::HtmlTagBytes, &Limits::htmlTagBytes}};
+
+MailLimits s_limits(const Limits &limits) {
+    MailLimits result;
+    for (const auto &[limit, field] : kLimits) {
+        result.value(limit, limits.*field);
+    }
+    return result;
+}
+
+EmailAddress s_sender(const ScanOptions &options, const Mail &mail) {
+    if (!options.sender.has_value()) {
+        return mail.sender();
+    }
+    const std::string &text = *options.sender;
+    EmailAddress sender = EmailAddress::rfc5322Parse(text, true);
+    return sender.isNull() && text != "<>" ? EmailAddress(std::string(), text) : sender;
+}
+
+} // namespace
+
+Verdict MessageScan::scan(std::string_view message) {
+    try {
+        run(message);
+    } catch (const Corvane::Exception &failure) {
+        throw std::runtime_error(failure.what());
+    }
+    return std::move(verdict_);
+}
+
+void MessageScan::run(std::string_view message) {
+    Budget budget(options_.budget);
+    const Budget::Use use(budget);
+    // A handle of its own: many threads share the set.
+    Scanner scanner = rules_.scanner;
+    const Clock::time_point start = Clock::now();
+    const Mail mail = Corvane::MailReader(s_limits(options_.limits)).read(message);
+    const langID language = Scanner::selectLanguage(mail.properties()->part().operator->());
+    const Clock::time_point read = Clock::now();
+
+    RefMatches matches = RefMatches::create();
+    matches->threshold(options_.stop ? options_.threshold : 0.0F);
+    tap(scanner, language, message, matches);
+    verdict_.mask_ = scanner.process(matches, mail.properties(), s_sender(options_, mail),
+                                     options_.percent, options_.trace);
+    take(matches);
+    verdict_.language_ = languageName(language);
+    for (const MailLimit limit : mail.limitsHit()) {
+        verdict_.limits_.emplace_back(mailLimitName(limit));
+    }
+    if (budget.ended()) {
+        verdict_.limits_.emplace_back("budget");
+    }
+    verdict_.stepLimited_ = budget.stepLimited();
+    verdict_.stepLimitedRules_ = budget.stepLimitedRules();
+    verdict_.readingTime_ = read - start;
+    verdict_.scanningTime_ = Clock::now() - read;
+}
+
+// Full rules see the message's lines as they are; no cutoff reaches the tap.
+void MessageScan::tap(Scanner &scanner, langID language, std::string_view message,
+                      RefMatches &matches) const {
+    Corvane::Heuristic::FullTap tap(scanner, scanner.rules().fullRules(language), matches,
+                                    options_.percent, options_.trace);
+    const std::string_view read =
+        message.substr(0, s_limits(options_.limits).value(MailLimit::MessageBytes));
+    // The tap never checks an unterminated last line, so that need not be kept twice.
+    const std::size_t length = read.rfind('\n') + 1;
+    for (std::size_t from = 0; from < length; from += kTapPieceBytes) {
+        const std::size_t bytes = std::min(kTapPieceBytes, length - from);
+        tap.write(Buffer(read.data() + from, static_cast<unsigned int>(bytes), true));
+    }
+    tap.end();
+}
+
+void MessageScan::take(const RefMatches &matches) {
+    verdict_.score_ = matches.score(false);
+    verdict_.over_ = verdict_.score_ > options_.threshold;
+    verdict_.stopped_ = matches->tripped();
+    verdict_.hits_.reserve(matches->size());
+    for (const RefRule &match : *matches) {
+        const Corvane::Heuristic::Rule &rule = *match;
+        const LoadedRules::Origin &origin = rules_.origins[rule.ordinal()];
+        verdict_.hits_.push_back({rule.name(), static_cast<RuleKind>(rule.type()), scoreOf(rule),
+                                  rules_.descriptions[origin.description],
+                                  rules_.files[origin.file], origin.line});
+    }
+}
+
+} // namespace corvane

@@ -1,0 +1,305 @@
+#include "host/regex/EngineCode.h"
+
+#include <array>
+#include <limits>
+#include <optional>
+
+#define PCRE2_CODE_UNIT_WIDTH 8
+#include <pcre2.h>
+
+#include "host/parser/Exception.h"
+#include "host/regex/PatternStart.h"
+
+namespace Corvane::Regex {
+
+namespace {
+
+// Machine code keeps its backtracking in a stack of this size, one per thread. What needs more is
+// matched once again by the interpreter, whose memory kInterpreterHeapKiB bounds.
+constexpr std::size_t kJitStackStartBytes = 32 * 1024;
+constexpr std::size_t kJitStackMaxBytes = 1024 * 1024;
+constexpr unsigned int kInterpreterHeapKiB = 64 * 1024;
+
+// What a watched pattern begins with.
+constexpr const char *kCallback = "(?C)";
+static_assert(EngineCode::kNoLastStart == PCRE2_UNSET);
+
+struct CompileContextDeleter {
+    void operator()(pcre2_compile_context *context) const { pcre2_compile_context_free(context); }
+};
+struct MatchContextDeleter {
+    void operator()(pcre2_match_context *context) const { pcre2_match_context_free(context); }
+};
+struct MatchDataDeleter {
+    void operator()(pcre2_match_data *data) const { pcre2_match_data_free(data); }
+};
+struct JitStackDeleter {
+    void operator()(pcre2_jit_stack *stack) const { pcre2_jit_stack_free(stack); }
+};
+
+[[noreturn]] void s_outOfMemory(unsigned int line) {
+    Exception failure("Regex::Expression", Exception::kGeneral, "Expression", line);
+    failure.stringParameter("out of memory");
+    throw failure;
+}
+
+// Whom to tell of what callbacks.
+struct Called {
+    Called(RunWatcher &told, std::size_t watchedPlace) : watcher(told), place(watchedPlace) {}
+
+    RunWatcher &watcher;
+    std::size_t place;
+    std::size_t position = std::numeric_limits<std::size_t>::max();
+};
+
+// Callbacks that the pattern itself asks for have no other effect than those that were put into it, and where the pattern
+// calls itself the position is known already.
+int s_called(pcre2_callout_block *block, void *context) {
+    auto &called = *static_cast<Called *>(context);
+    const bool isKnown =
+        block->pattern_position != called.place || block->start_match == called.position;
+    called.position = isKnown ? called.position : block->start_match;
+    const bool goesOn = isKnown ? called.watcher.goesOn() : called.watcher.begins(called.position);
+    return goesOn ? 0 : PCRE2_ERROR_CALLOUT;
+}
+
+Outcome s_outcome(int result) {
+    if (result >= 0) {
+        return Outcome::Match;
+    }
+    switch (result) {
+    case PCRE2_ERROR_NOMATCH:
+        return Outcome::NoMatch;
+    case PCRE2_ERROR_MATCHLIMIT:
+        return Outcome::StepLimit;
+    case PCRE2_ERROR_DEPTHLIMIT:
+    case PCRE2_ERROR_HEAPLIMIT:
+        return Outcome::OtherLimit;
+    case PCRE2_ERROR_JIT_STACKLIMIT:
+        return Outcome::Unsuited;
+    case PCRE2_ERROR_CALLOUT:
+        return Outcome::Stopped;
+    default:
+        return Outcome::Failed;
+    }
+}
+
+// What one thread needs to run expressions, made on its first match.
+class MatchState {
+public:
+    MatchState()
+        : data_(pcre2_match_data_create(1, nullptr)),
+          stack_(pcre2_jit_stack_create(kJitStackStartBytes, kJitStackMaxBytes, nullptr)),
+          context_(pcre2_match_context_create(nullptr)) {
+        if (data_ == nullptr || stack_ == nullptr || context_ == nullptr) {
+            s_outOfMemory(__LINE__);
+        }
+        pcre2_set_match_limit(context_.get(), steps_);
+        pcre2_set_heap_limit(context_.get(), kInterpreterHeapKiB);
+        pcre2_jit_stack_assign(context_.get(), nullptr, stack_.get());
+    }
+
+    pcre2_match_data *data() const { return data_.get(); }
+
+    // called must outlive the run, and may be null.
+    pcre2_match_context *context(const EngineCode::Run &run, Called *called) {
+        if (run.steps != steps_) {
+            steps_ = run.steps;
+            pcre2_set_match_limit(context_.get(), steps_);
+        }
+        if (run.lastStart != lastStart_) {
+            lastStart_ = run.lastStart;
+            pcre2_set_offset_limit(context_.get(), lastStart_);
+        }
+        if (called != nullptr || isCalled_) {
+            isCalled_ = called != nullptr;
+            pcre2_set_callout(context_.get(), isCalled_ ? &s_called : nullptr, called);
+        }
+        return context_.get();
+    }
+
+private:
+    std::unique_ptr<pcre2_match_data, MatchDataDeleter> data_;
+    std::unique_ptr<pcre2_jit_stack, JitStackDeleter> stack_;
+    std::unique_ptr<pcre2_match_context, MatchContextDeleter> context_;
+    // What the context was last told.
+    std::uint32_t steps_ = kMatchLimitSteps;
+    std::size_t lastStart_ = EngineCode::kNoLastStart;
+    bool isCalled_ = false;
+};
+
+MatchState &s_matchState() {
+    static thread_local MatchState s_state;
+    return s_state;
+}
+
+std::uint32_t s_compileOptions(const Definition &definition, EngineCode::Characters characters) {
+    std::uint32_t options = 0;
+    options |= definition.ignoreCase ? PCRE2_CASELESS : 0U;
+    options |= definition.multiline ? PCRE2_MULTILINE : 0U;
+    options |= definition.dotMatchesAll ? PCRE2_DOTALL : 0U;
+    options |= definition.extended ? PCRE2_EXTENDED : 0U;
+    switch (characters) {
+    case EngineCode::Characters::Bytes:
+        // A pattern must not switch itself to UTF-8, in which 8-bit mail never matches.
+        return options | PCRE2_NEVER_UTF | PCRE2_NEVER_UCP;
+    case EngineCode::Characters::ValidUtf8:
+        return options | PCRE2_UTF;
+    default:
+        // One bad byte must not hide the rest of the subject from the expression.
+        return options | PCRE2_UTF | PCRE2_MATCH_INVALID_UTF;
+    }
+}
+
+std::string s_compileError(int error, std::size_t offset) {
+    constexpr std::size_t kMessageBytes = 256;
+    std::array<PCRE2_UCHAR, kMessageBytes> message{};
+    pcre2_get_error_message(error, message.data(), message.size());
+    return std::string(reinterpret_cast<const char *>(message.data())) + " at offset " +
+           std::to_string(offset);
+}
+
+pcre2_code *s_compile(const std::string &pattern, std::uint32_t options,
+                      const Definition &definition, const std::string &text) {
+    const std::unique_ptr<pcre2_compile_context, CompileContextDeleter> context(
+        pcre2_compile_context_create(nullptr));
+    if (context == nullptr) {
+        s_outOfMemory(__LINE__);
+    }
+    pcre2_set_newline(context.get(),
+                      definition.anyLineEnd ? PCRE2_NEWLINE_ANYCRLF : PCRE2_NEWLINE_LF);
+    int error = 0;
+    PCRE2_SIZE offset = 0;
+    pcre2_code *code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
+                                     options, &error, &offset, context.get());
+    if (code == nullptr) {
+        refuseExpression(s_compileError(error, offset), text, __LINE__);
+    }
+    return code;
+}
+
+bool s_setsLimit(const pcre2_code *code) {
+    std::uint32_t limit = 0;
+    return pcre2_pattern_info(code, PCRE2_INFO_MATCHLIMIT, &limit) == 0 ||
+           pcre2_pattern_info(code, PCRE2_INFO_DEPTHLIMIT, &limit) == 0 ||
+           pcre2_pattern_info(code, PCRE2_INFO_HEAPLIMIT, &limit) == 0;
+}
+
+// Whether the engine, having tried at a CR, passes over an LF behind it: where both may end a line and
+// the pattern names neither.
+bool s_skipsLfBehindCr(const pcre2_code *code) {
+    std::uint32_t newline = 0;
+    std::uint32_t isNamed = 0;
+    pcre2_pattern_info(code, PCRE2_INFO_NEWLINE, &newline);
+    pcre2_pattern_info(code, PCRE2_INFO_HASCRORLF, &isNamed);
+    return isNamed == 0 && (newline == PCRE2_NEWLINE_ANYCRLF || newline == PCRE2_NEWLINE_CRLF ||
+                            newline == PCRE2_NEWLINE_ANY);
+}
+
+bool s_startsAtLines(const pcre2_code *code) {
+    constexpr std::uint32_t kLineStarts = 2;
+    std::uint32_t type = 0;
+    pcre2_pattern_info(code, PCRE2_INFO_FIRSTCODETYPE, &type);
+    return type == kLineStarts;
+}
+
+} // namespace
+
+void EngineCode::Deleter::operator()(pcre2_real_code_8 *code) const {
+    pcre2_code_free(code);
+}
+
+EngineCode::EngineCode(const Definition &definition, const std::string &text, Characters characters,
+                       Hold hold, bool jit)
+    : characters_(characters) {
+    const StartOptions start = readStartOptions(definition.pattern);
+    std::string pattern = definition.pattern;
+    std::uint32_t options = s_compileOptions(definition, characters);
+    if (hold != Hold::No) {
+        pattern = start.others;
+        pattern += hold == Hold::Watcher ? kCallback : "";
+        watchedPlace_ = pattern.size();
+        std::string proper = startingAtText(definition.pattern.substr(start.end));
+        // Behind a \K the engine tells that place for the one where it starts.
+        proper = start.mindsEmpty ? proper : withoutResets(proper);
+        pattern +=
+            hold == Hold::Watcher ? callsInLookaheads(proper, definition.extended).pattern : proper;
+        notEmptyAtStart_ = start.notEmptyAtStart;
+        options |= hold == Hold::LastStart ? PCRE2_USE_OFFSET_LIMIT : 0U;
+    }
+    code_.reset(s_compile(pattern, options, definition, text));
+    if (characters == Characters::BrokenUtf8 && s_startsAtLines(code_.get())) {
+        // Where it looks for the next line start, the engine misses some behind bad bytes.
+        code_.reset(s_compile(pattern, options | PCRE2_NO_START_OPTIMIZE, definition, text));
+    }
+    if (jit && characters != Characters::BrokenUtf8) {
+        translate(definition, start.end > 0);
+    }
+}
+
+// Makes machine code where that can express the pattern and gives the same answers: it counts steps
+// in its own way, knows no other limits, and does not count within look-arounds that are not atomic.
+void EngineCode::translate(const Definition &definition, bool hasStartOptions) {
+    if (mayHoldNonAtomicLookaround(definition.pattern) || s_setsLimit(code_.get())) {
+        return;
+    }
+    std::size_t bytes = 0;
+    pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE);
+    pcre2_pattern_info(code_.get(), PCRE2_INFO_JITSIZE, &bytes);
+    if (bytes > 0) {
+        skipsLfBehindCr_ = s_skipsLfBehindCr(code_.get());
+        way_ = hasStartOptions ? Way::Checked : Way::Direct;
+    }
+}
+
+bool EngineCode::isAnchored() const {
+    std::uint32_t options = 0;
+    pcre2_pattern_info(code_.get(), PCRE2_INFO_ALLOPTIONS, &options);
+    return (options & PCRE2_ANCHORED) != 0;
+}
+
+std::uint32_t EngineCode::options(const Run &run) const {
+    return (characters_ == Characters::ValidUtf8 ? PCRE2_NO_UTF_CHECK : 0U) |
+           (notEmptyAtStart_ && run.start == 0 ? PCRE2_NOTEMPTY_ATSTART : 0U);
+}
+
+Outcome EngineCode::runMachineCode(const Run &run) const {
+    std::optional<Called> called;
+    if (run.watcher != nullptr) {
+        called.emplace(*run.watcher, watchedPlace_);
+    }
+    MatchState &state = s_matchState();
+    pcre2_match_context *context = state.context(run, called ? &*called : nullptr);
+    const Outcome outcome = s_outcome(
+        way_ == Way::Direct ? pcre2_jit_match(code_.get(), run.data, run.length, run.start,
+                                              options(run), state.data(), context)
+                            : pcre2_match(code_.get(), run.data, run.length, run.start,
+                                          options(run), state.data(), context));
+    return outcome == Outcome::Match && beganBehindCr(run, pcre2_get_startchar(state.data()))
+               ? Outcome::Unsuited
+               : outcome;
+}
+
+// Machine code that looks ahead for where a match may begin takes no notice of a CR on its way.
+bool EngineCode::beganBehindCr(const Run &run, std::size_t position) const {
+    return skipsLfBehindCr_ && position > run.start && position < run.length &&
+           run.data[position] == '\n' && run.data[position - 1] == '\r';
+}
+
+Outcome EngineCode::interpret(const Run &run) const {
+    std::optional<Called> called;
+    if (run.watcher != nullptr) {
+        called.emplace(*run.watcher, watchedPlace_);
+    }
+    MatchState &state = s_matchState();
+    return s_outcome(pcre2_match(code_.get(), run.data, run.length, run.start,
+                                 options(run) | PCRE2_NO_JIT, state.data(),
+                                 state.context(run, called ? &*called : nullptr)));
+}
+
+Outcome EngineCode::run(const Run &run) const {
+    const Outcome outcome = hasMachineCode() ? runMachineCode(run) : Outcome::Unsuited;
+    return outcome == Outcome::Unsuited ? interpret(run) : outcome;
+}
+
+} // namespace Corvane::Regex

@@ -1,0 +1,163 @@
+#include "host/regex/GuardedTry.h"
+
+#include <algorithm>
+
+#include "host/regex/Utf8Text.h"
+
+namespace Corvane::Regex {
+
+namespace {
+
+// The bytes that a run may read from one position between two looks at the clock, or from all
+// positions without one, supposing that each step reads all of them: about 10 and 50 ms.
+constexpr std::uint64_t kBytesByPosition = std::uint64_t{1} << 23U;
+constexpr std::uint64_t kBytesByRun = std::uint64_t{1} << 25U;
+constexpr std::uint32_t kCallsByLook = 4;
+
+// A run is slow that has taken so long, and for each position.
+constexpr std::chrono::milliseconds kSlowRun{3};
+constexpr std::chrono::nanoseconds kSlowPosition{500};
+
+// The steps of each position in a range, and the bytes that all steps in it may read.
+constexpr std::uint32_t kRangeSteps = 4;
+constexpr std::uint64_t kBytesByRange = std::uint64_t{1} << 26U;
+
+// How many times as many steps a position gets the next time: most while that costs little.
+constexpr std::uint32_t kMostTimes = 4;
+constexpr double kLeastTimes = 1.5;
+constexpr double kCheapNanos = 20e6;
+
+std::uint32_t s_stepsWithin(std::uint64_t bytes, std::uint64_t bytesByStep) {
+    return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(
+        bytes / std::max<std::uint64_t>(bytesByStep, 1), 1, kMatchLimitSteps));
+}
+
+} // namespace
+
+std::uint32_t GuardedTry::harmlessSteps(std::size_t length) {
+    return s_stepsWithin(kBytesByRun, std::uint64_t{length} * length);
+}
+
+std::uint32_t GuardedTry::firstSteps(std::size_t length) {
+    return s_stepsWithin(kBytesByPosition, length);
+}
+
+GuardedTry::GuardedTry(const EngineCode &code, const unsigned char *data, std::size_t length,
+                       Budget &budget, std::uint32_t firstSteps)
+    : code_(code), data_(data), length_(length), budget_(budget), least_(firstSteps),
+      steps_(firstSteps),
+      rangeBytes_(std::max<std::size_t>(kBytesByRange / kRangeSteps / (length + 1), 1)) {}
+
+bool GuardedTry::begins(std::size_t position) {
+    position_ = position;
+    passed_ = raised_ != kNowhere && position > raised_ && canStartAt(position);
+    return !looksOver() && !passed_ && !isSlow_;
+}
+
+// The engine takes each part of a text that is UTF-8 for a text of its own. Where one ends it does not start anew.
+bool GuardedTry::canStartAt(std::size_t position) const {
+    return code_.characters() != EngineCode::Characters::BrokenUtf8 || position == 0 ||
+           position == length_ || beginsCharacter(data_, length_, position);
+}
+
+bool GuardedTry::looksOver() {
+    if (++calls_ % kCallsByLook != 0) {
+        return budget_.ended();
+    }
+    if (rangeCode_ != nullptr) {
+        const auto time = std::chrono::steady_clock::now() - begun_;
+        isSlow_ = isSlow_ || areRangesForced_ || (time > kSlowRun && time > calls_ * kSlowPosition);
+    }
+    return budget_.look();
+}
+
+Outcome GuardedTry::run() {
+    const Outcome outcome =
+        code_.hasMachineCode() ? runWith(Engine::MachineCode) : Outcome::Unsuited;
+    return outcome == Outcome::Unsuited ? runWith(Engine::Interpreter) : outcome;
+}
+
+Outcome GuardedTry::runWith(Engine engine) {
+    steps_ = least_;
+    raised_ = kNowhere;
+    if (engine == Engine::Interpreter) {
+        rangeCode_ = nullptr;
+    }
+    for (from_ = 0; !budget_.look(); from_ = position_) {
+        Outcome outcome = attempt(engine);
+        if (outcome == Outcome::Stopped && isSlow_ && !passed_) {
+            outcome = runByRanges();
+            if (outcome == Outcome::StepLimit) {
+                continue;
+            }
+        }
+        if (passed_) {
+            steps_ = std::max(least_, steps_ / kMostTimes);
+            raised_ = steps_ == least_ ? kNowhere : position_;
+        } else if (outcome != Outcome::StepLimit || steps_ == kMatchLimitSteps || !raise()) {
+            return outcome;
+        }
+    }
+    return Outcome::Stopped;
+}
+
+Outcome GuardedTry::attempt(Engine engine) {
+    position_ = kNowhere;
+    passed_ = false;
+    isSlow_ = false;
+    calls_ = 0;
+    begun_ = std::chrono::steady_clock::now();
+    std::size_t start = from_;
+    if (!canStartAt(start)) {
+        // From the character before it, the run comes there again.
+        for (--start; isWithinCharacter(data_, length_, start);) {
+            --start;
+        }
+    }
+    const EngineCode::Run run{data_, length_, start, steps_, this};
+    const Outcome outcome =
+        engine == Engine::MachineCode ? code_.runMachineCode(run) : code_.interpret(run);
+    nanos_ = std::chrono::nanoseconds(std::chrono::steady_clock::now() - begun_).count();
+    return outcome;
+}
+
+// From the position under way on. Where a position needs more steps, its range is the one under way then.
+Outcome GuardedTry::runByRanges() {
+    const EngineCode &code = rangeCode_();
+    while (position_ <= length_ && !budget_.look()) {
+        const std::size_t end = rangeEnd(position_);
+        const Outcome outcome =
+            code.runMachineCode({data_, length_, position_, kRangeSteps, nullptr, end - 1});
+        if (outcome != Outcome::NoMatch) {
+            return outcome;
+        }
+        position_ = end;
+    }
+    return budget_.ended() ? Outcome::Stopped : Outcome::NoMatch;
+}
+
+// A run starts neither within a character nor between the bytes of a line end.
+std::size_t GuardedTry::rangeEnd(std::size_t begin) const {
+    const bool isUtf = code_.characters() == EngineCode::Characters::ValidUtf8;
+    std::size_t end = begin + rangeBytes_;
+    while (end < length_ && ((isUtf && isWithinCharacter(data_, length_, end)) ||
+                             (data_[end] == '\n' && data_[end - 1] == '\r'))) {
+        ++end;
+    }
+    return std::min(end, length_ + 1);
+}
+
+// More steps for the position under way; answers whether there is time for them.
+bool GuardedTry::raise() {
+    // The steps may not even do for the call that tells the position.
+    position_ = position_ == kNowhere ? from_ : position_;
+    // The run that met the position first went over others as well.
+    const double nanos = raised_ == position_ ? static_cast<double>(nanos_) : 0;
+    const double times =
+        nanos > 0 ? std::clamp(kCheapNanos / nanos, kLeastTimes, double{kMostTimes}) : kMostTimes;
+    raised_ = position_;
+    steps_ = static_cast<std::uint32_t>(std::min<double>(steps_ * times + 1, kMatchLimitSteps));
+    return budget_.affords(std::chrono::nanoseconds(static_cast<std::int64_t>(nanos * times)));
+}
+
+} // namespace Corvane::Regex

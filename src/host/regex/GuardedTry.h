@@ -1,0 +1,102 @@
+#ifndef CORVANE_SRC_HOST_REGEX_GUARDEDTRY_H
+#define CORVANE_SRC_HOST_REGEX_GUARDEDTRY_H
+
+// A try of an expression that a budget can end while it is under way.
+//
+// The engine counts the steps that it takes from each position anew, and some steps read the whole
+// rest of the text: on a long text even one position may cost seconds within the limit on steps, and
+// there are as many positions as bytes. So the first run may take few steps from a position only. It
+// tells each position where it begins, which is when the clock is looked at. A position that needs
+// more is tried once more with more steps, a few times as many each time; behind it the run goes on as
+// before. What is found that way is what one run with all steps finds, since the limit on steps
+// does nothing else than to end a run.
+//
+// Being told of positions keeps machine code from noting how far the first repetition of a pattern
+// reached, by which it passes over positions that must fail as well. Where the run is slow the
+// positions are therefore taken in ranges, each with a run that tells of none. In a watched run one of
+// those positions may also be the first to need more than kMatchLimitSteps, which no try of a real
+// pattern was seen to do.
+//
+// Threads: one try belongs to one thread.
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <utility>
+
+#include "host/parser/Budget.h"
+#include "host/regex/EngineCode.h"
+
+namespace Corvane::Regex {
+
+class GuardedTry final : private RunWatcher {
+public:
+    // The code must take a watcher; it, the text and the budget, which must be the thread's, must
+    // outlive the try. firstSteps are those that each position gets at first.
+    GuardedTry(const EngineCode &code, const unsigned char *data, std::size_t length,
+               Budget &budget, std::uint32_t firstSteps);
+
+    // Where runs may go by ranges, which is not so where the pattern says itself from where to go on, nor for texts that are
+    // no UTF-8: what gives the code for that, with machine code, when it is first needed.
+    using RangeCode = std::function<const EngineCode &()>;
+    void rangesBy(RangeCode code) { rangeCode_ = std::move(code); }
+
+    // Takes every run for slow from the start, and ranges of so many bytes.
+    void rangesForTest(RangeCode code, std::size_t bytes) {
+        rangesBy(std::move(code));
+        rangeBytes_ = bytes;
+        areRangesForced_ = true;
+    }
+
+    // Tries from the beginning of the text; answers what became of it, which means nothing once the budget
+    // has ended.
+    Outcome run();
+
+    // Steps from one position that a run over a text of that length may take unguarded, because even
+    // the worst of patterns ends within milliseconds; kMatchLimitSteps for a short text.
+    static std::uint32_t harmlessSteps(std::size_t length);
+
+    // The same for one position.
+    static std::uint32_t firstSteps(std::size_t length);
+
+private:
+    static constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
+    enum class Engine { MachineCode, Interpreter };
+
+    bool begins(std::size_t position) override;
+    bool goesOn() override { return !looksOver(); }
+    bool looksOver();
+    bool canStartAt(std::size_t position) const;
+    Outcome runByRanges();
+    std::size_t rangeEnd(std::size_t begin) const;
+    Outcome runWith(Engine engine);
+    Outcome attempt(Engine engine);
+    bool raise();
+
+    const EngineCode &code_;
+    const unsigned char *data_;
+    std::size_t length_;
+    Budget &budget_;
+    std::uint32_t least_;
+    std::uint32_t steps_;
+    // Where the run starts; the position under way; the one that is tried with more steps; and how long
+    // the run took.
+    std::size_t from_ = 0;
+    std::size_t position_ = kNowhere;
+    std::size_t raised_ = kNowhere;
+    std::int64_t nanos_ = 0;
+    bool passed_ = false;
+    // Since the run began: positions and other calls. And whether they took so long that ranges are worth trying.
+    std::uint32_t calls_ = 0;
+    std::chrono::steady_clock::time_point begun_;
+    bool isSlow_ = false;
+    RangeCode rangeCode_;
+    std::size_t rangeBytes_;
+    bool areRangesForced_ = false;
+};
+
+} // namespace Corvane::Regex
+
+#endif
