@@ -18,11 +18,11 @@ namespace corvane {
 // How much of a message is read; what lies beyond a limit is cut off and the limit named in the
 // verdict. Bytes where the name says so, else counts. 0 is taken as 1.
 struct Limits {
-    unsigned int messageBytes = 32U << 20U; // the message as received
-    unsigned int nestingDepth = 32;         // multiparts inside each other
-    unsigned int parts = 1000;              // parts of every kind, the message itself included
-    unsigned int headers = 1000;            // headers of one block
-    unsigned int headerBytes = 256U << 10U; // header blocks of the message and its parts together
+    unsigned int messageBytes = 32U << 20U;    // the message as received
+    unsigned int nestingDepth = 32;            // multiparts, or messages, inside each other
+    unsigned int parts = 1000;                 // parts that hold text or a message
+    unsigned int headers = 1000;               // headers, beside those that matter
+    unsigned int headerBytes = 256U << 10U;    // the same headers, all together
     unsigned int headerValueBytes = 8U << 10U; // one unfolded header value
     unsigned int uris = 10000;                 // URIs of all sources
     unsigned int uriBytes = 4U << 10U;         // one URI

@@ -2,7 +2,10 @@
 #define CORVANE_HOST_PARSER_MAILLIMITS_H
 
 // How much of a message the mail reader believes. What lies beyond a limit is cut off, the rest is
-// read, and the limit is reported with the message:
+// read, and the limit is reported with the message. Limits bound what is read, never where it
+// stands: what nobody sees, such as empty parts or headers that nobody shows, uses up none, and
+// what decides how the rest is read is found wherever it stands.
+//
 //
 //     MailLimits limits;
 //     limits.value(MailLimit::MessageBytes, 8U << 20);
@@ -21,11 +24,15 @@
 namespace Corvane {
 
 enum class MailLimit : unsigned int {
-    MessageBytes,     // the message as received; the rest is not looked at
-    NestingDepth,     // multiparts inside each other; a deeper one is not opened
-    Parts,            // parts of every kind, the message itself included; later ones are not read
-    Headers,          // headers of one block; later ones are dropped
-    HeaderBytes,      // header blocks of the message and its parts together
+    MessageBytes, // the message as received; the rest is not looked at
+    NestingDepth, // multiparts inside each other: the parts of deeper ones are read as though
+                  // they stood in the last that counts; messages inside each other: deeper ones
+                  // are not opened
+    Parts,        // parts that hold text or a message; later ones are read, but not known as
+                  // alternatives of what stands before
+    Headers,      // headers of the message, beside the first of each name that matters (Subject,
+                  // From, Content-Type and the like); later ones are dropped
+    HeaderBytes,  // the same headers, as far as they are kept, all together
     HeaderValueBytes, // one unfolded header value
     Uris,             // URIs of all sources
     UriBytes,         // one URI

@@ -43,11 +43,15 @@ public:
     //   Text     the first inline text/plain part, or lacking one the first text/html rendered to
     //            text, then the other inline text parts, each on a new line, but for HTML that is
     //            the alternative of a text; with the charset declared for the first of them ("" if
-    //            none was). Missing where the message has no inline text.
+    //            none was). Missing where the message has no inline text. Of a text of another type
+    //            that is one of several alternatives only the last is there. A message that is
+    //            shown inside the message stands as its Subject and its texts. Characters that
+    //            nobody sees are dropped.
     //   RawText  the body as received, everything behind the headers.
     //   Uris     of headers, text and HTML.
-    //   AltText  the HTML alternatives rendered to text, with kDiffers set; missing without one.
-    // A text that is not empty ends in a line end. Attached messages are not looked into.
+    //   AltText  the HTML alternatives rendered to text, with kDiffers set. Without one the text as
+    //            it was sent, with everything in it, where that is not the same; else missing.
+    // A text that is not empty ends in a line end. Attachments are not looked into.
     const RefMessageProperties &properties() const { return properties_; }
 
     // The address in Return-Path; null where there is none.

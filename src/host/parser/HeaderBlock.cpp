@@ -1,10 +1,9 @@
 #include "host/parser/HeaderBlock.h"
 
 #include <algorithm>
-#include <string>
-#include <utility>
+#include <cstdint>
 
-#include "host/parser/Text.h"
+#include "host/parser/Budget.h"
 
 namespace Corvane {
 
@@ -34,7 +33,7 @@ bool s_isBlank(std::string_view line) {
 
 // Moves on to the next header where one follows within a few lines and before an empty one. More
 // lines than that are rather a body without an empty line before it.
-bool s_skipStrayLines(LineReader &lines, const HeaderBlockReader::IsEnd &isEnd) {
+bool s_skipStrayLines(LineReader &lines, const IsHeaderEnd &isEnd) {
     constexpr int kMaxStrayLines = 8;
     LineReader ahead = lines;
     std::string_view line;
@@ -52,15 +51,23 @@ bool s_skipStrayLines(LineReader &lines, const HeaderBlockReader::IsEnd &isEnd) 
     return false;
 }
 
-} // namespace
-
-bool startsHeader(LineReader lines) {
+// Whether the next line starts or continues a header.
+bool s_startsHeader(LineReader lines) {
     std::string_view line;
     return lines.next(line) && !line.empty() && (s_isContinuation(line) || s_nameLength(line) != 0);
 }
 
+} // namespace
+
 LineReader::LineReader(std::string_view bytes)
-    : bytes_(bytes), offset_(0), lineEnd_(bytes.find('\n') == kNone ? '\r' : '\n') {}
+    : LineReader(bytes, bytes.find('\n') == kNone ? '\r' : '\n') {}
+
+LineReader::LineReader(std::string_view bytes, char lineEnd)
+    : bytes_(bytes), offset_(0), lineEnd_(lineEnd) {}
+
+LineReader LineReader::over(std::string_view bytes) const {
+    return {bytes, lineEnd_};
+}
 
 bool LineReader::next(std::string_view &line) {
     if (offset_ >= bytes_.size()) {
@@ -86,106 +93,104 @@ std::size_t LineReader::endBefore(std::size_t start, std::size_t from) const {
     return std::max(end, from);
 }
 
-// Puts lines together to headers.
-class HeaderBlockReader::Builder {
-public:
-    Builder(const MailLimits &limits, MailLimitSet &hits, const OnValue &onValue)
-        : limits_(limits), hits_(hits), onValue_(onValue) {}
-
-    bool isEmpty() const { return name_.empty(); }
-
-    void start(std::string_view line, std::size_t nameLength) {
-        finish();
-        name_ = line.substr(0, nameLength);
-        const std::size_t colon = line.find(':', nameLength);
-        append(colon == kNone ? std::string_view() : line.substr(colon + 1));
+void skipEnvelope(LineReader &lines) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    constexpr std::string_view kMark = "From ";
+    constexpr std::string_view kQuotedMark = ">From ";
+    if (lines.bytes().starts_with(kByteOrderMark)) {
+        lines.offset(kByteOrderMark.size());
     }
+    LineReader behind = lines;
+    std::string_view line;
+    behind.next(line);
+    // A text may begin with the same word.
+    if ((line.starts_with(kMark) || line.starts_with(kQuotedMark)) && s_startsHeader(behind)) {
+        lines = behind;
+    }
+}
 
-    void append(std::string_view text) {
-        if (value_.empty()) {
-            text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+std::string ReceivedHeader::unfolded(std::size_t maxBytes) const {
+    std::string text;
+    LineReader lines = value.over(value.bytes());
+    std::string_view line;
+    while (text.size() <= maxBytes && lines.next(line)) {
+        if (text.empty()) {
+            line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
         }
-        value_.append(text);
+        text.append(line, 0, maxBytes + 1 - text.size());
+    }
+    return text;
+}
+
+namespace {
+
+// The header that is being read, by where it stands.
+class Current {
+public:
+    Current(const LineReader &lines, const OnHeader &onHeader)
+        : lines_(lines), onHeader_(onHeader) {}
+
+    bool isEmpty() const { return nameLength_ == 0; }
+
+    void start(std::size_t start, std::size_t nameLength, std::size_t end) {
+        finish();
+        start_ = start;
+        nameLength_ = nameLength;
+        end_ = end;
     }
 
-    HeaderContainer take() {
-        finish();
-        return std::move(headers_);
+    // The header goes on to end.
+    void extend(std::size_t end) { end_ = end; }
+
+    void finish() {
+        if (nameLength_ == 0) {
+            return;
+        }
+        const std::string_view whole = lines_.bytes().substr(start_, end_ - start_);
+        const std::size_t colon = whole.find(':', nameLength_);
+        onHeader_({whole.substr(0, nameLength_), lines_.over(whole.substr(colon + 1))});
+        nameLength_ = 0;
     }
 
 private:
-    void finish() {
-        if (name_.empty()) {
-            return;
-        }
-        if (count_ == limits_.value(MailLimit::Headers)) {
-            hits_.insert(MailLimit::Headers);
-        } else {
-            ++count_;
-            if (onValue_) {
-                onValue_(value_);
-            }
-            if (value_.size() > limits_.value(MailLimit::HeaderValueBytes)) {
-                hits_.insert(MailLimit::HeaderValueBytes);
-                value_.resize(limits_.value(MailLimit::HeaderValueBytes));
-            }
-            headers_.append(Header(name_, value_));
-        }
-        value_.clear();
-    }
-
-    const MailLimits &limits_;
-    MailLimitSet &hits_;
-    const OnValue &onValue_;
-    HeaderContainer headers_;
-    unsigned int count_ = 0;
-    std::string name_;
-    std::string value_;
+    const LineReader lines_;
+    const OnHeader &onHeader_;
+    std::size_t start_ = 0;
+    std::size_t nameLength_ = 0;
+    std::size_t end_ = 0;
 };
 
-HeaderBlockReader::HeaderBlockReader(const MailLimits &limits, MailLimitSet &hits)
-    : limits_(limits), hits_(hits), bytesLeft_(limits.value(MailLimit::HeaderBytes)) {}
+} // namespace
 
-// What the limit leaves of a line that takes lineBytes with its end.
-std::string_view HeaderBlockReader::withinBudget(std::string_view line, std::size_t lineBytes) {
-    if (lineBytes > bytesLeft_) {
-        hits_.insert(MailLimit::HeaderBytes);
-        line = line.substr(0, bytesLeft_);
-    }
-    bytesLeft_ -= std::min(lineBytes, bytesLeft_);
-    return line;
-}
-
-HeaderContainer HeaderBlockReader::read(LineReader &lines, const IsEnd &isEnd,
-                                        const OnValue &onValue) {
-    Builder builder(limits_, hits_, onValue);
+void readHeaderBlock(LineReader &lines, const IsHeaderEnd &isEnd, const OnHeader &onHeader) {
+    // What a line takes besides its bytes, in units of work of a budget.
+    constexpr std::uint64_t kLineWork = 64;
+    Current header(lines, onHeader);
     std::string_view line;
     for (std::size_t start = lines.offset(); lines.next(line) && !line.empty();
          start = lines.offset()) {
+        Budget::spend(line.size() + kLineWork);
         if (isEnd(line)) {
             lines.offset(start);
             break;
         }
         const std::size_t name = s_nameLength(line);
-        const bool continues = s_isContinuation(line) && !builder.isEmpty();
-        if (continues && s_isBlank(line) && !startsHeader(lines)) {
+        const bool continues = s_isContinuation(line) && !header.isEmpty();
+        if (continues && s_isBlank(line) && !s_startsHeader(lines)) {
             break;
         }
-        if (name == 0 && !continues) {
+        if (continues) {
+            header.extend(start + line.size());
+        } else if (name != 0) {
+            header.start(start, name, start + line.size());
+        } else {
             lines.offset(start);
-            if (builder.isEmpty() || !s_skipStrayLines(lines, isEnd)) {
+            if (header.isEmpty() || !s_skipStrayLines(lines, isEnd)) {
                 break;
             }
-            continue;
-        }
-        const std::string_view kept = withinBudget(line, lines.offset() - start);
-        if (continues) {
-            builder.append(kept);
-        } else if (kept.size() >= name) {
-            builder.start(kept, name);
         }
     }
-    return builder.take();
+    header.finish();
 }
 
 } // namespace Corvane

@@ -2,16 +2,16 @@
 #define CORVANE_SRC_HOST_PARSER_HEADERBLOCK_H
 
 // Header blocks of a message and its parts, read line by line and tolerant of what mail software
-// writes against the rules.
+// writes against the rules. Headers are given as they stand in the message, so that a block costs
+// no memory, however long it is and whatever it holds; who needs a header takes a copy of as much
+// as he believes.
 //
 // Threads: one thread at a time.
 
 #include <cstddef>
 #include <functional>
+#include <string>
 #include <string_view>
-
-#include "host/parser/Header.h"
-#include "host/parser/MailLimits.h"
 
 namespace Corvane {
 
@@ -31,39 +31,41 @@ public:
     // Where the line before the one at start ends, without its line end; at least from.
     std::size_t endBefore(std::size_t start, std::size_t from) const;
 
+    // Walks over other bytes, which end their lines like these.
+    LineReader over(std::string_view bytes) const;
+
+    std::string_view bytes() const { return bytes_; }
+
 private:
+    LineReader(std::string_view bytes, char lineEnd);
+
     std::string_view bytes_;
     std::size_t offset_;
     char lineEnd_;
 };
 
-// Whether the next line starts or continues a header.
-bool startsHeader(LineReader lines);
+// Passes over what may stand before the first header of a message: a byte order mark, and the line
+// that marks the start of a message in a mailbox file.
+void skipEnvelope(LineReader &lines);
 
-class HeaderBlockReader {
-public:
-    // Notes the limits it runs into in hits. Both must outlive the reader. The bytes of all blocks
-    // that are read count together.
-    HeaderBlockReader(const MailLimits &limits, MailLimitSet &hits);
+// A header as it stands in the message.
+struct ReceivedHeader {
+    std::string_view name;
+    // Everything behind the colon, with the line ends of a folded value but the last.
+    LineReader value;
 
-    using IsEnd = std::function<bool(std::string_view line)>;
-    using OnValue = std::function<void(std::string_view value)>;
-
-    // Reads the block at lines, values unfolded, and leaves lines at the body: behind an empty
-    // line, or at a line that isEnd accepts, or at one that belongs to no header where none follows
-    // soon. Such lines between headers are passed over. onValue, where it is given, sees each value
-    // before it is cut to its limit.
-    HeaderContainer read(LineReader &lines, const IsEnd &isEnd, const OnValue &onValue = {});
-
-private:
-    class Builder;
-
-    std::string_view withinBudget(std::string_view line, std::size_t lineBytes);
-
-    const MailLimits &limits_;
-    MailLimitSet &hits_;
-    std::size_t bytesLeft_;
+    // The value unfolded, without the blanks in front of it; at most maxBytes of it, and one byte
+    // more where there is more.
+    std::string unfolded(std::size_t maxBytes) const;
 };
+
+using IsHeaderEnd = std::function<bool(std::string_view line)>;
+using OnHeader = std::function<void(const ReceivedHeader &header)>;
+
+// Gives each header of the block at lines to onHeader, and leaves lines at the body: behind an
+// empty line, or at a line that isEnd accepts, or at one that belongs to no header where none
+// follows soon. Such lines between headers are passed over. Takes time linear in the block.
+void readHeaderBlock(LineReader &lines, const IsHeaderEnd &isEnd, const OnHeader &onHeader);
 
 } // namespace Corvane
 

@@ -11,6 +11,7 @@
 #include "host/parser/Exception.h"
 #include "host/parser/HeaderBlock.h"
 #include "host/parser/MailText.h"
+#include "host/parser/MessageHeaders.h"
 #include "host/parser/MimeStructure.h"
 #include "host/parser/UriScan.h"
 
@@ -75,26 +76,6 @@ std::string s_readFile(const std::string &path, std::size_t maxBytes) {
     return bytes;
 }
 
-// Passes over what may stand before the first header: a byte order mark, and the line that marks
-// the start of a message in a mailbox file.
-void s_skipEnvelope(std::string_view message, LineReader &lines) {
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (message.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-        lines.offset(kByteOrderMark.size());
-    }
-    constexpr std::string_view kMark = "From ";
-    constexpr std::string_view kQuotedMark = ">From ";
-    LineReader behind = lines;
-    std::string_view line;
-    behind.next(line);
-    const bool isMark =
-        line.substr(0, kMark.size()) == kMark || line.substr(0, kQuotedMark.size()) == kQuotedMark;
-    // A text may begin with the same word.
-    if (isMark && startsHeader(behind)) {
-        lines = behind;
-    }
-}
-
 // One message while it is read.
 class Reading {
 public:
@@ -104,7 +85,6 @@ public:
     Mail mail();
 
 private:
-    RefHeaderList headers(HeaderBlockReader &blocks, LineReader &lines);
     Ref<MPartAttribute> rawBody(std::size_t start);
 
     std::string_view message_;
@@ -112,17 +92,6 @@ private:
     MailLimitSet hits_;
     UriCollector uris_;
 };
-
-RefHeaderList Reading::headers(HeaderBlockReader &blocks, LineReader &lines) {
-    s_skipEnvelope(message_, lines);
-    RefHeaderList list(true);
-    static_cast<HeaderContainer &>(*list) = blocks.read(
-        lines, [](std::string_view) { return false; },
-        [this](std::string_view value) {
-            uris_.scan(UriContainer::kHeader, value, TextEnd::Whole);
-        });
-    return list;
-}
 
 Ref<MPartAttribute> Reading::rawBody(std::size_t start) {
     const std::size_t most = std::size_t{1} + limits_.value(MailLimit::RawBodyBytes);
@@ -141,14 +110,19 @@ Mail Reading::mail() {
         hits_.insert(MailLimit::MessageBytes);
         message_ = message_.substr(0, limits_.value(MailLimit::MessageBytes));
     }
-    HeaderBlockReader blocks(limits_, hits_);
     LineReader lines(message_);
-    const RefHeaderList list = headers(blocks, lines);
-    const std::vector<MimeEntity> entities =
-        mimeStructureOf(*list, message_, lines, blocks, limits_, hits_);
+    skipEnvelope(lines);
+    MessageHeaders headers(limits_, hits_, uris_);
+    readHeaderBlock(
+        lines, [](std::string_view) { return false; },
+        [&headers](const ReceivedHeader &header) { headers.take(header); });
+    const RefHeaderList list = headers.list();
 
     const Ref<MimePart> part(new MimePart);
-    MailText(entities, limits_, hits_, uris_).addTo(*part);
+    MimeStructure structure(headers.content(), lines, limits_, hits_);
+    MailText text(limits_, hits_, uris_);
+    text.take(structure);
+    text.addTo(*part);
     part->attr(MPartAttribute::RawText, rawBody(lines.offset()));
     part->attr(MPartAttribute::Uris, uris_.attribute());
     const Header returnPath = list.find("Return-Path");

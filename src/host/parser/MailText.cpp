@@ -2,26 +2,21 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "host/parser/Budget.h"
 #include "host/parser/Charset.h"
+#include "host/parser/Exception.h"
+#include "host/parser/HeaderText.h"
 #include "host/parser/HtmlText.h"
+#include "host/parser/InvisibleText.h"
+#include "host/parser/PartRoles.h"
 #include "host/parser/Text.h"
+#include "host/parser/TextTypes.h"
 
 namespace Corvane {
 
 namespace {
-
-constexpr std::size_t kNoBranch = std::string::npos;
-
-// "html", "htm" and what is built on them, such as "x-amp-html".
-bool s_isHtml(const std::string &subtype) {
-    const auto endsIn = [&subtype](std::string_view tail) {
-        return subtype.size() >= tail.size() &&
-               subtype.compare(subtype.size() - tail.size(), tail.size(), tail) == 0;
-    };
-    return endsIn("html") || endsIn("htm");
-}
 
 // Length of the text's front that is at most length bytes and ends between two characters.
 std::size_t s_characterEnd(const std::string &text, std::size_t length) {
@@ -43,6 +38,55 @@ Buffer s_bufferOf(const std::string &text) {
 Ref<MPartAttribute> s_textAttribute(const std::string &charset, const std::string &text,
                                     unsigned int flags) {
     return Ref<MPartAttribute>(new MPartText(charset, s_bufferOf(text), flags));
+}
+
+// The value of a header with its encoded words decoded, as far as a header's value is believed.
+std::string s_decodedHeader(const ReceivedHeader &header, const MailLimits &limits,
+                            MailLimitSet &hits) {
+    const std::size_t maxBytes = limits.value(MailLimit::HeaderValueBytes);
+    std::string value = header.unfolded(maxBytes);
+    if (value.size() > maxBytes) {
+        hits.insert(MailLimit::HeaderValueBytes);
+        value.resize(maxBytes);
+    }
+    try {
+        return stringDecodeRfc2047(value).asString();
+    } catch (const Exception &) {
+        // None of its words can be decoded: it is shown as it stands.
+        return repairUtf8(value.data(), value.size());
+    }
+}
+
+// Of blank lines in a row one stays: nobody reads those, and they must not push out what is read.
+std::string s_withoutBlankLines(std::string_view text) {
+    std::string kept;
+    bool isBehindBlank = false;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        const bool isBlank = line.find_first_not_of(" \t\r") == std::string_view::npos;
+        const std::size_t length = std::min(line.size() + 1, text.size());
+        if (!isBlank || !isBehindBlank) {
+            kept.append(text.substr(0, length));
+        }
+        isBehindBlank = isBlank;
+        text.remove_prefix(length);
+    }
+    return kept;
+}
+
+// Appends on a new line, up to one byte more than maxBytes.
+void s_appendLines(std::string &text, std::string_view piece, std::size_t maxBytes) {
+    if (text.size() > maxBytes || piece.empty()) {
+        return;
+    }
+    if (!text.empty() && text.back() != '\n') {
+        text += '\n';
+    }
+    if (text.size() + piece.size() <= maxBytes) {
+        text.append(piece);
+    } else {
+        text.append(s_withoutBlankLines(piece), 0, maxBytes + 1);
+    }
 }
 
 } // namespace
@@ -67,127 +111,123 @@ void boundText(std::string &text, const MailLimits &limits, MailLimit limit, Mai
     }
 }
 
-MailText::MailText(const std::vector<MimeEntity> &entities, const MailLimits &limits,
-                   MailLimitSet &hits, UriCollector &uris)
-    : entities_(entities), limits_(limits), hits_(hits), uris_(uris),
-      roles_(entities.size(), Role::None), plainBranch_(entities.size(), kNoBranch),
+MailText::MailText(const MailLimits &limits, MailLimitSet &hits, UriCollector &uris)
+    : limits_(limits), hits_(hits), uris_(uris),
       plainBytesLeft_(limits.value(MailLimit::DecodedBytes)),
-      htmlBytesLeft_(limits.value(MailLimit::HtmlBytes)) {}
+      htmlBytesLeft_(limits.value(MailLimit::HtmlBytes)),
+      messageBytesLeft_(limits.value(MailLimit::DecodedBytes)) {}
 
-// Other kinds of text are read as plain text, unless they are one of several alternatives: then
-// they are calendar entries and the like.
-void MailText::assignRoles() {
-    for (std::size_t place = 0; place < entities_.size(); ++place) {
-        const MimeContent &content = entities_[place].content;
-        if (content.type != "text" || content.isAttachment || entities_[place].isMultipart) {
-            continue;
-        }
-        const std::string &parentType = entities_[entities_[place].parent].content.subtype;
-        if (s_isHtml(content.subtype)) {
-            roles_[place] = Role::Html;
-        } else if (content.subtype == "plain") {
-            roles_[place] = Role::Plain;
-        } else if (parentType != "alternative") {
-            roles_[place] = Role::Other;
-        }
-        if (content.subtype != "plain") {
-            continue;
-        }
-        for (std::size_t branch = place; branch != entities_[branch].parent;
-             branch = entities_[branch].parent) {
-            std::size_t &plain = plainBranch_[entities_[branch].parent];
-            plain = plain == kNoBranch ? branch : plain;
-        }
-    }
-    for (std::size_t place = 0; place < entities_.size(); ++place) {
-        if (roles_[place] == Role::Html && isAlternativeHtml(place)) {
-            roles_[place] = Role::Alternative;
-        }
+void MailText::take(MimeStructure &structure) {
+    bool isFirst = true;
+    for (auto table = structure.next(); !table.empty(); table = structure.next()) {
+        takeTable(table, isFirst);
+        isFirst = false;
     }
 }
 
-// Whether a multipart/alternative around the part offers a plain text in another branch.
-bool MailText::isAlternativeHtml(std::size_t place) const {
-    for (std::size_t branch = place; branch != entities_[branch].parent;
-         branch = entities_[branch].parent) {
-        const std::size_t parent = entities_[branch].parent;
-        if (entities_[parent].content.subtype == "alternative" &&
-            plainBranch_[parent] != kNoBranch && plainBranch_[parent] != branch) {
-            return true;
+// The first text stands in front of the others.
+void MailText::takeTable(const std::vector<MimeEntity> &table, bool isFirst) {
+    const PartRoles roles(table);
+    const std::size_t first = isFirst ? roles.firstText() : table.size();
+    if (first < table.size()) {
+        takePart(table[first], roles.at(first) == PartRole::Html, text_);
+    }
+    for (std::size_t place = 0; place < table.size(); ++place) {
+        const PartRole role = roles.at(place);
+        if (role == PartRole::Message) {
+            takeMessage(table[place]);
+        } else if (role == PartRole::Alternative) {
+            takePart(table[place], true, alternative_);
+        } else if (role != PartRole::None && place != first) {
+            takePart(table[place], role == PartRole::Html, text_);
         }
-    }
-    return false;
-}
-
-// The first plain text, lacking one the first HTML, lacking that the first text of another kind;
-// entities_.size() where there is none.
-std::size_t MailText::firstText() const {
-    for (const Role role : {Role::Plain, Role::Html, Role::Other}) {
-        const auto first = std::find(roles_.begin(), roles_.end(), role);
-        if (first != roles_.end()) {
-            return static_cast<std::size_t>(first - roles_.begin());
-        }
-    }
-    return entities_.size();
-}
-
-void MailText::addTo(MimePart &part) {
-    assignRoles();
-    const std::size_t first = firstText();
-    std::string text;
-    std::string alternative;
-    std::size_t firstAlternative = entities_.size();
-    if (first < entities_.size()) {
-        append(text, first);
-    }
-    for (std::size_t place = 0; place < entities_.size(); ++place) {
-        if (roles_[place] == Role::Alternative) {
-            firstAlternative = std::min(firstAlternative, place);
-            append(alternative, place);
-        } else if (roles_[place] != Role::None && place != first) {
-            append(text, place);
-        }
-    }
-    boundText(text, limits_, MailLimit::TextBytes, hits_);
-    boundText(alternative, limits_, MailLimit::TextBytes, hits_);
-    if (first < entities_.size()) {
-        part.attr(MPartAttribute::Text, s_textAttribute(entities_[first].content.charset, text, 0));
-    }
-    if (firstAlternative < entities_.size()) {
-        part.attr(MPartAttribute::AltText,
-                  s_textAttribute(entities_[firstAlternative].content.charset, alternative,
-                                  MPartText::kDiffers));
     }
 }
 
 // Parts are decoded for their URIs even where the text is full already.
-void MailText::append(std::string &text, std::size_t place) {
+void MailText::takePart(const MimeEntity &entity, bool isHtml, Growing &text) {
     // Some hundred nanoseconds a byte, for the worst of HTML.
     constexpr std::uint64_t kByteWork = 64;
-    const MimeEntity &entity = entities_[place];
+    if (!text.hasPart) {
+        text.hasPart = true;
+        text.charset = entity.content.charset;
+    }
     if (Budget::isOver()) {
         return;
     }
-    const bool isHtml = roles_[place] == Role::Html || roles_[place] == Role::Alternative;
-    std::string piece = isHtml ? renderedHtml(entity) : plainText(entity);
+    append(text, isHtml ? renderedHtml(entity) : plainText(entity));
     Budget::spend(entity.bytes.size() * kByteWork);
-    if (text.empty()) {
-        text = std::move(piece);
+}
+
+void MailText::takeMessage(const MimeEntity &entity) {
+    // Bounds the stack, whatever the limit is set to.
+    constexpr unsigned int kMaxOpenMessages = 256;
+    if (depth_ == std::min(limits_.value(MailLimit::NestingDepth), kMaxOpenMessages)) {
+        hits_.insert(MailLimit::NestingDepth);
         return;
     }
+    ++depth_;
+    if (entity.content.encoding == TransferEncoding::None) {
+        takeInner(entity.bytes);
+    } else {
+        std::string storage;
+        takeInner(decoded(entity, MailLimit::DecodedBytes, messageBytesLeft_, storage).bytes);
+    }
+    --depth_;
+}
+
+// A message in a message shows its Subject and its text.
+void MailText::takeInner(std::string_view message) {
+    LineReader lines(message);
+    skipEnvelope(lines);
+    MimeContentReader content;
+    SeenText subject;
+    readHeaderBlock(
+        lines, [](std::string_view) { return false; },
+        [&](const ReceivedHeader &header) {
+            content.take(header);
+            if (subject.seen.empty() && equalIgnoringCase(std::string(header.name), "Subject")) {
+                subject.seen = s_decodedHeader(header, limits_, hits_);
+            }
+        });
+    uris_.scan(UriContainer::kText, subject.seen, TextEnd::Whole);
+    append(text_, subject);
+    MimeStructure structure(content.content(), lines, limits_, hits_);
+    take(structure);
+}
+
+// Adds on a new line as much of a piece as the limit on texts can need.
+void MailText::append(Growing &text, const SeenText &piece) {
     const std::size_t maxBytes = limits_.value(MailLimit::TextBytes);
-    if (text.size() > maxBytes || piece.empty()) {
-        return;
+    SeenText &whole = text.text;
+    if (piece.differs && !whole.differs) {
+        whole.sent = whole.seen;
+        whole.differs = true;
     }
-    if (text.back() != '\n') {
-        text += '\n';
+    s_appendLines(whole.seen, piece.seen, maxBytes);
+    if (whole.differs) {
+        s_appendLines(whole.sent, piece.differs ? piece.sent : piece.seen, maxBytes);
     }
-    text.append(piece, 0, maxBytes + 1);
+}
+
+void MailText::addTo(MimePart &part) {
+    const bool isSecondFree = !alternative_.hasPart;
+    Growing &second = isSecondFree ? text_ : alternative_;
+    std::string &secondText = isSecondFree ? text_.text.sent : alternative_.text.seen;
+    boundText(text_.text.seen, limits_, MailLimit::TextBytes, hits_);
+    boundText(secondText, limits_, MailLimit::TextBytes, hits_);
+    if (text_.hasPart || !text_.text.seen.empty()) {
+        part.attr(MPartAttribute::Text, s_textAttribute(text_.charset, text_.text.seen, 0));
+    }
+    if (!isSecondFree || text_.text.differs) {
+        part.attr(MPartAttribute::AltText,
+                  s_textAttribute(second.charset, secondText, MPartText::kDiffers));
+    }
 }
 
 // Decodes as much as is left of the limit that all parts share.
-DecodedContent MailText::decoded(const MimeEntity &entity, MailLimit limit, std::string &storage) {
-    std::size_t &left = limit == MailLimit::HtmlBytes ? htmlBytesLeft_ : plainBytesLeft_;
+DecodedContent MailText::decoded(const MimeEntity &entity, MailLimit limit, std::size_t &left,
+                                 std::string &storage) {
     const DecodedContent content =
         decodeTransfer(entity.bytes, entity.content.encoding, left, storage);
     if (content.isCut) {
@@ -197,22 +237,47 @@ DecodedContent MailText::decoded(const MimeEntity &entity, MailLimit limit, std:
     return content;
 }
 
-std::string MailText::plainText(const MimeEntity &entity) {
+// Keeps no more of the text as it was sent than anyone will see.
+SeenText MailText::seen(std::string text) const {
+    std::string sent(text, 0, limits_.value(MailLimit::TextBytes) + std::size_t{1});
+    SeenText piece;
+    const bool dropped = dropInvisible(text) > 0;
+    piece.differs = dropped && text.compare(0, sent.size(), sent) != 0;
+    piece.seen = std::move(text);
+    piece.sent = piece.differs ? std::move(sent) : std::string();
+    return piece;
+}
+
+SeenText MailText::plainText(const MimeEntity &entity) {
     std::string storage;
-    const DecodedContent content = decoded(entity, MailLimit::DecodedBytes, storage);
+    const DecodedContent content =
+        decoded(entity, MailLimit::DecodedBytes, plainBytesLeft_, storage);
     std::string text =
         decodeText(content.bytes.data(), content.bytes.size(), entity.content.charset);
     if (text.find('\n') == std::string::npos) {
         std::replace(text.begin(), text.end(), '\r', '\n');
     }
-    uris_.scan(UriContainer::kText, text, content.isCut ? TextEnd::Cut : TextEnd::Whole);
-    return text;
+    const std::string &subtype = entity.content.subtype;
+    if (subtype == "enriched") {
+        text = enrichedText(text);
+    } else if (subtype == "richtext") {
+        text = richText(text);
+    } else if (subtype == "calendar") {
+        text = unfoldedCalendar(text);
+    }
+    SeenText piece = seen(std::move(text));
+    uris_.scan(UriContainer::kText, piece.seen, content.isCut ? TextEnd::Cut : TextEnd::Whole);
+    if (subtype == "calendar") {
+        piece.seen = calendarText(piece.seen);
+        piece.sent = calendarText(piece.sent);
+    }
+    return piece;
 }
 
-std::string MailText::renderedHtml(const MimeEntity &entity) {
+SeenText MailText::renderedHtml(const MimeEntity &entity) {
     std::string storage;
     constexpr std::string_view kUnicode = "utf";
-    const DecodedContent content = decoded(entity, MailLimit::HtmlBytes, storage);
+    const DecodedContent content = decoded(entity, MailLimit::HtmlBytes, htmlBytesLeft_, storage);
     const std::string_view bytes = content.bytes;
     std::string charset = entity.content.charset;
     if (charset.empty()) {
@@ -221,9 +286,9 @@ std::string MailText::renderedHtml(const MimeEntity &entity) {
         charset = charset.compare(0, kUnicode.size(), kUnicode) == 0 ? "utf-8" : charset;
     }
     const std::string html = decodeText(bytes.data(), bytes.size(), charset);
-    std::string text = htmlToText(html, limits_, hits_, uris_);
-    uris_.scan(UriContainer::kHtml, text, content.isCut ? TextEnd::Cut : TextEnd::Whole);
-    return text;
+    SeenText piece = seen(htmlToText(html, limits_, hits_, uris_));
+    uris_.scan(UriContainer::kHtml, piece.seen, content.isCut ? TextEnd::Cut : TextEnd::Whole);
+    return piece;
 }
 
 } // namespace Corvane

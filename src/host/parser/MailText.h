@@ -1,7 +1,7 @@
 #ifndef CORVANE_SRC_HOST_PARSER_MAILTEXT_H
 #define CORVANE_SRC_HOST_PARSER_MAILTEXT_H
 
-// The readable text of a message, put together from its parts.
+// The readable text of a message, put together from its parts and from the messages in them.
 //
 // Threads: one thread at a time.
 
@@ -17,37 +17,54 @@
 
 namespace Corvane {
 
+// A text as its reader sees it, and as it was sent where that is not the same.
+struct SeenText {
+    std::string seen;
+    std::string sent;
+    bool differs = false;
+};
+
 class MailText {
 public:
     // Everything is borrowed, and must outlive this object. URIs of the texts go to uris, limits to
     // hits.
-    MailText(const std::vector<MimeEntity> &entities, const MailLimits &limits, MailLimitSet &hits,
-             UriCollector &uris);
+    MailText(const MailLimits &limits, MailLimitSet &hits, UriCollector &uris);
 
-    // Decodes the parts and sets the attributes Text and AltText, each where there is one.
+    // Decodes the parts of a message, which has been read up to its body.
+    void take(MimeStructure &structure);
+
+    // Sets the attributes Text and AltText, each where there is one.
     void addTo(MimePart &part);
 
 private:
-    // What a part is to the reader of the message.
-    enum class Role { None, Plain, Html, Alternative, Other };
+    // One of both texts while it grows.
+    struct Growing {
+        SeenText text;
+        std::string charset; // declared for the first part
+        bool hasPart = false;
+    };
 
-    void assignRoles();
-    bool isAlternativeHtml(std::size_t place) const;
-    std::size_t firstText() const;
-    void append(std::string &text, std::size_t place);
-    std::string plainText(const MimeEntity &entity);
-    std::string renderedHtml(const MimeEntity &entity);
-    DecodedContent decoded(const MimeEntity &entity, MailLimit limit, std::string &storage);
+    void takeTable(const std::vector<MimeEntity> &table, bool isFirst);
+    void takePart(const MimeEntity &entity, bool isHtml, Growing &text);
+    void takeMessage(const MimeEntity &entity);
+    void takeInner(std::string_view message);
+    void append(Growing &text, const SeenText &piece);
+    SeenText seen(std::string text) const;
+    SeenText plainText(const MimeEntity &entity);
+    SeenText renderedHtml(const MimeEntity &entity);
+    DecodedContent decoded(const MimeEntity &entity, MailLimit limit, std::size_t &left,
+                           std::string &storage);
 
-    const std::vector<MimeEntity> &entities_;
     const MailLimits &limits_;
     MailLimitSet &hits_;
     UriCollector &uris_;
-    std::vector<Role> roles_;
-    // By multipart/alternative: its part that holds the first plain text, or kNoBranch.
-    std::vector<std::size_t> plainBranch_;
+    Growing text_;
+    Growing alternative_;
+    // How many messages around the one at hand are open.
+    unsigned int depth_ = 0;
     std::size_t plainBytesLeft_;
     std::size_t htmlBytesLeft_;
+    std::size_t messageBytesLeft_;
 };
 
 // Ends a text that is not empty with a line end, and cuts it, line end included, to the limit: at a

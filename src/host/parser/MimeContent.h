@@ -1,43 +1,50 @@
 #ifndef CORVANE_SRC_HOST_PARSER_MIMECONTENT_H
 #define CORVANE_SRC_HOST_PARSER_MIMECONTENT_H
 
-// What the headers of a part say about its content, and the content's transfer decoding.
+// What the headers of a part say about its content.
 //
-// Threads: free functions; any number of threads at once.
+// Threads: one object is for one thread at a time.
 
-#include <cstddef>
 #include <string>
-#include <string_view>
+#include <vector>
 
-#include "host/parser/Header.h"
+#include "host/parser/HeaderBlock.h"
+#include "host/parser/TransferDecoder.h"
 
 namespace Corvane {
 
-enum class TransferEncoding { None, Base64, QuotedPrintable, Uuencode };
-
 struct MimeContent {
-    std::string type; // both in lower case
-    std::string subtype;
-    std::string charset;  // as declared, without quotes and surrounding white space
-    std::string boundary; // empty where there is none
-    TransferEncoding encoding;
-    bool isAttachment;
+    std::string type = "text"; // both in lower case
+    std::string subtype = "plain";
+    std::string charset; // as declared, without quotes and surrounding white space
+    // What may stand behind the dashes of a delimiter: mail programs differ in how they read a
+    // boundary that is written against the rules. None where there is no boundary; one may be
+    // empty.
+    std::vector<std::string> boundaries;
+    TransferEncoding encoding = TransferEncoding::None;
+    bool isAttachment = false;
+    bool isTyped = false; // has a Content-Type
+    // The Content-Type is none: what there is is plain text, or what the bytes look like.
+    bool isGuessed = false;
+    // A parameter was too long and was cut.
+    bool isCut = false;
 };
 
-// Reads Content-Type, Content-Transfer-Encoding and Content-Disposition. A part without a usable
-// type is text/plain.
-MimeContent mimeContentOf(const HeaderContainer &headers);
+// Reads Content-Type, Content-Transfer-Encoding and Content-Disposition, of which the first of each
+// name counts. Values are read whole, however long they are, in linear time; NUL bytes in them
+// count as nothing.
+class MimeContentReader {
+public:
+    // Takes the next header of a block, whatever its name.
+    void take(const ReceivedHeader &header);
 
-struct DecodedContent {
-    std::string_view bytes; // in storage, or in the encoded bytes where there is nothing to decode
-    bool isCut;
+    const MimeContent &content() const { return content_; }
+
+private:
+    MimeContent content_;
+    bool isEncoded_ = false;
+    bool isDisposed_ = false;
 };
-
-// Decodes until maxBytes are there; a cut falls behind the last line end where there is one. Bytes
-// that do not belong to the encoding are passed over; base64 may lack its padding, or go on behind
-// it.
-DecodedContent decodeTransfer(std::string_view encoded, TransferEncoding encoding,
-                              std::size_t maxBytes, std::string &storage);
 
 } // namespace Corvane
 

@@ -1,7 +1,7 @@
 #include "host/parser/MimeStructure.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <string>
 #include <utility>
 
 #include "host/parser/Budget.h"
@@ -11,123 +11,187 @@ namespace Corvane {
 namespace {
 
 constexpr std::string_view kDashes = "--";
+constexpr std::size_t kNoLevel = std::string::npos;
 
 // What a line takes besides its bytes, in units of work of a budget.
 constexpr std::uint64_t kLineWork = 32;
 
-bool s_isBlank(std::string_view text) {
-    return text.find_first_not_of(" \t\r") == std::string_view::npos;
+// Multiparts that are open at once. Of deeper ones only the innermost is known, so that its parts
+// are found.
+constexpr std::size_t kMaxOpenMultiparts = 256;
+
+// Whether anyone may read the part: attachments are left alone.
+bool s_isReadable(const MimeContent &content) {
+    return !content.isAttachment && (content.type == "text" || content.type == "message");
 }
 
-class StructureReader {
-public:
-    StructureReader(std::string_view message, const LineReader &lines, HeaderBlockReader &blocks,
-                    const MailLimits &limits, MailLimitSet &hits)
-        : message_(message), lines_(lines), blocks_(blocks), limits_(limits), hits_(hits) {}
+bool s_isEmpty(std::string_view bytes) {
+    return bytes.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
 
-    std::vector<MimeEntity> read(const HeaderContainer &headers);
+} // namespace
 
-private:
-    // A multipart whose parts are being read.
-    struct Open {
-        std::size_t entity;
-        std::string delimiter;
-    };
-    enum class Kind { Text, Part, End };
-    // What a line is, and the place of its multipart in open_.
-    struct Line {
-        Kind kind;
-        std::size_t level;
-    };
+MimeStructure::MimeStructure(const MimeContent &content, const LineReader &lines,
+                             const MailLimits &limits, MailLimitSet &hits)
+    : lines_(lines), limits_(limits), hits_(hits), start_(lines.offset()), pending_(kNoLevel) {
+    addEntity(content, 0);
+}
 
-    Line lineKind(std::string_view line) const;
-    void addEntity(const HeaderContainer &headers, std::size_t parent);
-    void addPart(std::size_t level);
-    void endCurrent(std::size_t end);
-    void endMultiparts(std::size_t level, std::size_t end);
-
-    std::string_view message_;
-    LineReader lines_;
-    HeaderBlockReader &blocks_;
-    const MailLimits &limits_;
-    MailLimitSet &hits_;
-    std::vector<MimeEntity> entities_;
-    std::vector<Open> open_;
-    // Where the content of each entity starts, by its place in the table.
-    std::vector<std::size_t> starts_;
-    // Whether the last entity's content is still being read: not so behind the end of a multipart.
-    bool reading_ = false;
-};
-
-// Innermost multipart first; the boundary must be the whole line, but for white space.
-StructureReader::Line StructureReader::lineKind(std::string_view line) const {
-    if (line.substr(0, kDashes.size()) != kDashes) {
+// The boundary must be the whole line behind the dashes, but for blanks. Innermost multipart first.
+MimeStructure::Line MimeStructure::lineKind(std::string_view line) const {
+    if (!line.starts_with(kDashes) || open_.empty()) {
         return {Kind::Text, 0};
     }
-    for (std::size_t level = open_.size(); level-- > 0;) {
-        const std::string &delimiter = open_[level].delimiter;
-        if (line.substr(0, delimiter.size()) != delimiter) {
-            continue;
-        }
-        const std::string_view rest = line.substr(delimiter.size());
-        if (s_isBlank(rest)) {
-            return {Kind::Part, level};
-        }
-        if (rest.substr(0, kDashes.size()) == kDashes && s_isBlank(rest.substr(kDashes.size()))) {
-            return {Kind::End, level};
-        }
+    line.remove_prefix(kDashes.size());
+    line = line.substr(0, line.find_last_not_of(" \t\r") + 1);
+    if (line.size() > longestBoundary_ + kDashes.size()) {
+        return {Kind::Text, 0};
     }
-    return {Kind::Text, 0};
+    const std::size_t part = levelOf(line);
+    const std::size_t end =
+        line.ends_with(kDashes) ? levelOf(line.substr(0, line.size() - kDashes.size())) : kNoLevel;
+    if (end != kNoLevel && (part == kNoLevel || end > part)) {
+        return {Kind::End, end};
+    }
+    return part != kNoLevel ? Line{Kind::Part, part} : Line{Kind::Text, 0};
 }
 
-void StructureReader::addEntity(const HeaderContainer &headers, std::size_t parent) {
+std::size_t MimeStructure::levelOf(std::string_view boundary) const {
+    const auto found = levels_.find(boundary);
+    return found == levels_.end() ? kNoLevel : found->second.back();
+}
+
+// The entity that parts at a level of open_ belong to.
+std::size_t MimeStructure::parentAt(std::size_t level) const {
+    const std::size_t deepest = limits_.value(MailLimit::NestingDepth) - std::size_t{1};
+    return open_[std::min(level, deepest)].entity;
+}
+
+void MimeStructure::addEntity(const MimeContent &content, std::size_t parent) {
     const std::size_t place = entities_.size();
-    entities_.push_back({parent, mimeContentOf(headers), std::string_view(), false});
-    starts_.push_back(lines_.offset());
-    reading_ = true;
+    entities_.push_back({parent, content, std::string_view(), false});
+    start_ = lines_.offset();
+    isReading_ = true;
     MimeEntity &entity = entities_.back();
-    const bool inDigest = place != parent && entities_[parent].content.subtype == "digest";
-    if (inDigest && headers.find("Content-Type").isNull()) {
+    if (content.isCut) {
+        hits_.insert(MailLimit::HeaderValueBytes);
+    }
+    if (place != parent && entities_[parent].content.subtype == "digest" && !content.isTyped) {
         entity.content.type = "message";
         entity.content.subtype = "rfc822";
     }
-    if (entity.content.type != "multipart" || entity.content.boundary.empty()) {
-        return;
+    if (content.type == "multipart" && !content.boundaries.empty()) {
+        open(place);
+    } else if (content.type == "multipart") {
+        entity.content.type = "text";
+        entity.content.subtype = "plain";
     }
-    if (open_.size() == limits_.value(MailLimit::NestingDepth)) {
+}
+
+void MimeStructure::open(std::size_t place) {
+    if (open_.size() >= limits_.value(MailLimit::NestingDepth)) {
         hits_.insert(MailLimit::NestingDepth);
-        entity.content.isAttachment = true;
-        return;
     }
-    open_.push_back({place, std::string(kDashes) + entity.content.boundary});
-}
-
-void StructureReader::addPart(std::size_t level) {
-    const std::size_t parent = open_[level].entity;
-    const HeaderContainer headers = blocks_.read(
-        lines_, [this](std::string_view line) { return lineKind(line).kind != Kind::Text; });
-    addEntity(headers, parent);
-}
-
-void StructureReader::endCurrent(std::size_t end) {
-    if (reading_) {
-        const std::size_t start = starts_.back();
-        entities_.back().bytes = message_.substr(start, end - start);
-        reading_ = false;
+    if (open_.size() == kMaxOpenMultiparts) {
+        place = replaceInnermost(place);
+    }
+    open_.push_back({place, start_, std::move(entities_[place].content.boundaries)});
+    for (const std::string &boundary : open_.back().boundaries) {
+        levels_[boundary].push_back(open_.size() - 1);
+        longestBoundary_ = std::max(longestBoundary_, boundary.size());
     }
 }
 
-// Closes the multiparts from a level on; one that had no part keeps its text up to here.
-void StructureReader::endMultiparts(std::size_t level, std::size_t end) {
+// Closes the innermost multipart, of which the one at place, the last entity, is a part. Takes it
+// out of the table where nothing stands between both, and answers the new place.
+std::size_t MimeStructure::replaceInnermost(std::size_t place) {
+    const std::size_t former = open_.back().entity;
+    closeInnermost();
+    if (former + 1 < place) {
+        return place;
+    }
+    entities_[former] = std::move(entities_[place]);
+    entities_.pop_back();
+    return former;
+}
+
+void MimeStructure::closeInnermost() {
+    for (const std::string &boundary : open_.back().boundaries) {
+        const auto found = levels_.find(boundary);
+        found->second.pop_back();
+        if (found->second.empty()) {
+            levels_.erase(found);
+        }
+    }
+    open_.pop_back();
+}
+
+void MimeStructure::addPart(std::size_t level) {
+    const std::size_t parent = parentAt(level);
+    MimeContentReader content;
+    readHeaderBlock(
+        lines_, [this](std::string_view line) { return lineKind(line).kind != Kind::Text; },
+        [&content](const ReceivedHeader &header) { content.take(header); });
+    addEntity(content.content(), parent);
+}
+
+void MimeStructure::endCurrent(std::size_t end) {
+    if (isReading_) {
+        isReading_ = false;
+        entities_.back().bytes = lines_.bytes().substr(start_, end - start_);
+        if (open_.empty() || open_.back().entity != entities_.size() - 1) {
+            keepOrForgetLast();
+        }
+    }
+}
+
+// The message itself is always kept. Of blank parts as many are as of others: the first one may
+// name the charset.
+void MimeStructure::keepOrForgetLast() {
+    const MimeEntity &entity = entities_.back();
+    const bool isText = s_isReadable(entity.content) && !s_isEmpty(entity.bytes);
+    const bool isBlank = s_isReadable(entity.content) && !isText;
+    texts_ += isText ? 1 : 0;
+    blanks_ += isBlank ? 1 : 0;
+    const bool isKept = isText || (isBlank && blanks_ <= limits_.value(MailLimit::Parts));
+    if (!isKept && entities_.size() > 1) {
+        entities_.pop_back();
+    }
+}
+
+// Closes the multiparts from a level on; one that had no part is a text up to here.
+void MimeStructure::endMultiparts(std::size_t level, std::size_t end) {
     while (open_.size() > level) {
-        const std::size_t start = starts_[open_.back().entity];
-        entities_[open_.back().entity].bytes = message_.substr(start, end - start);
-        open_.pop_back();
+        const std::size_t place = open_.back().entity;
+        const bool isLast = place == entities_.size() - 1;
+        const std::size_t start = open_.back().start;
+        closeInnermost();
+        MimeEntity &entity = entities_[place];
+        entity.bytes = lines_.bytes().substr(start, end - start);
+        if (!entity.isMultipart) {
+            entity.content.type = "text";
+            entity.content.subtype = "plain";
+        }
+        if (isLast) {
+            keepOrForgetLast();
+        }
     }
 }
 
-std::vector<MimeEntity> StructureReader::read(const HeaderContainer &headers) {
-    addEntity(headers, 0);
+// The multiparts that are open begin the next table. Their places change.
+std::vector<MimeEntity> MimeStructure::takeTable() {
+    std::vector<MimeEntity> next;
+    for (Open &open : open_) {
+        next.push_back(entities_[open.entity]);
+        open.entity = next.size() - 1;
+        next.back().parent = next.size() == 1 ? 0 : parentAt(next.size() - 2);
+    }
+    texts_ = 0;
+    blanks_ = 0;
+    return std::exchange(entities_, std::move(next));
+}
+
+void MimeStructure::readLines() {
     std::string_view line;
     for (std::size_t start = lines_.offset();
          !open_.empty() && lines_.next(line) && !Budget::spend(line.size() + kLineWork);
@@ -136,38 +200,37 @@ std::vector<MimeEntity> StructureReader::read(const HeaderContainer &headers) {
         if (found.kind == Kind::Text) {
             continue;
         }
-        const std::size_t end = lines_.endBefore(start, reading_ ? starts_.back() : 0);
+        const std::size_t end = lines_.endBefore(start, isReading_ ? start_ : 0);
         endCurrent(end);
         endMultiparts(found.kind == Kind::Part ? found.level + 1 : found.level, end);
         if (found.kind == Kind::End) {
             continue;
         }
         entities_[open_[found.level].entity].isMultipart = true;
-        if (entities_.size() == limits_.value(MailLimit::Parts)) {
-            hits_.insert(MailLimit::Parts);
-            break;
+        if (texts_ >= limits_.value(MailLimit::Parts)) {
+            pending_ = found.level;
+            return;
         }
         addPart(found.level);
     }
-    endCurrent(message_.size());
-    endMultiparts(0, message_.size());
-    return std::move(entities_);
+    isDone_ = true;
+    endCurrent(lines_.bytes().size());
+    endMultiparts(0, lines_.bytes().size());
 }
 
-} // namespace
-
-std::vector<MimeEntity> mimeStructureOf(const HeaderContainer &headers, std::string_view message,
-                                        LineReader lines, HeaderBlockReader &blocks,
-                                        const MailLimits &limits, MailLimitSet &hits) {
-    StructureReader reader(message, lines, blocks, limits, hits);
-    std::vector<MimeEntity> entities = reader.read(headers);
-    for (MimeEntity &entity : entities) {
-        if (entity.content.type == "multipart" && !entity.isMultipart) {
-            entity.content.type = "text";
-            entity.content.subtype = "plain";
-        }
+std::vector<MimeEntity> MimeStructure::next() {
+    if (isDone_) {
+        return {};
     }
-    return entities;
+    const bool isFurther = pending_ != kNoLevel;
+    if (isFurther) {
+        addPart(std::exchange(pending_, kNoLevel));
+    }
+    readLines();
+    if (isFurther && texts_ > 0) {
+        hits_.insert(MailLimit::Parts);
+    }
+    return takeTable();
 }
 
 } // namespace Corvane
