@@ -75,6 +75,9 @@ public:
     // Reads one file of the directory; answers 0.
     int process(const File::Path &file) override;
 
+    // Tells the observer, if there is one, of a file that cannot be opened.
+    void linkBroken(const File::Path &file, int error) override;
+
     // Reads one file, which is decrypted into a temporary file first where the set is encrypted and
     // the path contains "cf". Records name the file given, not that copy. Throws code 4 where
     // decrypting fails, and as parse of a plain file.

@@ -41,6 +41,10 @@ public:
         return 0;
     }
 
+    void linkBroken(const Path &file, int error) override {
+        throw unreadableFile(file.asString(), systemReason(error));
+    }
+
 private:
     std::map<std::string, std::string> &files_;
 };

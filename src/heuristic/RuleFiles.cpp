@@ -173,6 +173,14 @@ int RuleFileParser::process(const File::Path &file) {
     return 0;
 }
 
+void RuleFileParser::linkBroken(const File::Path &file, int error) {
+    if (observer_ != nullptr) {
+        const Reading reading(file_, file.asString());
+        begin(file.asString());
+        observer_->fileUnreadable(file.asString(), error);
+    }
+}
+
 // Tells the observer of a file; answers whether that is encrypted.
 bool RuleFileParser::begin(const std::string &path) {
     // The whole path counts, so that a directory of that name takes its score files along.

@@ -275,19 +275,23 @@ TEST(RuleSet, LoadErrorsNameFileReasonAndRemedy) {
     }
 }
 
-// A link to what the system takes for a regular file and refuses to read.
+// Links to what the system takes for a regular file and refuses to read, to nothing, and in a circle.
 TEST(RuleSet, FileThatCannotBeReadEndsTheLoad) {
-    const TempDir scratch;
-    scratch.write("a.cf", "body A /a/\n");
-    std::filesystem::create_symlink("/proc/self/mem", scratch.path("b.cf"));
-    const LoadError failure = failureOf([&] { return RuleSet::load(scratch.path()); });
-    EXPECT_EQ(failure.file(), scratch.path("b.cf"));
-    EXPECT_NE(failure.reason(), "");
-    EXPECT_EQ(failureOf([&]() -> RuleSet {
-                  RuleFiles::read(scratch.path());
-                  return RuleSet();
-              }).file(),
-              scratch.path("b.cf"));
+    for (const auto &[target, reason] : {std::pair("/proc/self/mem", "Input/output error"),
+                                         std::pair("nothing", "No such file or directory"),
+                                         std::pair("b.cf", "Too many levels of symbolic links")}) {
+        const TempDir scratch;
+        scratch.write("a.cf", "body A /a/\n");
+        std::filesystem::create_symlink(target, scratch.path("b.cf"));
+        const LoadError failure = failureOf([&] { return RuleSet::load(scratch.path()); });
+        EXPECT_EQ(failure.file(), scratch.path("b.cf"));
+        EXPECT_THAT(failure.reason(), HasSubstr(reason));
+        EXPECT_EQ(failureOf([&]() -> RuleSet {
+                      RuleFiles::read(scratch.path());
+                      return RuleSet();
+                  }).file(),
+                  scratch.path("b.cf"));
+    }
 }
 
 // What the directory holds cannot be told: no file that was read before is to blame.

@@ -52,6 +52,10 @@ public:
     // What it throws ends the walk.
     virtual int process(const Path &file) = 0;
 
+    // Called instead for a symbolic link that leads to no file, with the system's number of the
+    // reason. Does nothing unless it is overridden; what it throws ends the walk.
+    virtual void linkBroken(const Path &file, int error);
+
 protected:
     Processor() = default;
     Processor(const Processor &) = default;
@@ -76,7 +80,7 @@ public:
     // Visits the files of the first pattern, then those of the second, and so on; for one pattern
     // in the byte order of their names. A file that several patterns match is visited once, for the
     // first. Symbolic links are followed, subdirectories are not entered. The directory is read
-    // and closed before the first visit.
+    // and closed before the first visit; what is gone by its turn is passed over.
     //
     // A missing directory has no files. Throws code 4, with path and reason, where the directory or
     // the kind of a matching file cannot be read; passes on what the processor throws.

@@ -38,19 +38,6 @@ Exception s_failure(const std::string &path, int error) {
     return failure;
 }
 
-// Only an entry that is gone, or a link to nothing, is passed over: a set of files that lacks those
-// which could not be looked at would be taken for a complete one.
-bool s_isRegularFile(const Path &path) {
-    struct stat status {};
-    if (stat(path, &status) != 0) {
-        if (errno == ENOENT || errno == ELOOP) {
-            return false;
-        }
-        throw s_failure(path.asString(), errno);
-    }
-    return S_ISREG(status.st_mode);
-}
-
 // Collects the text of one line in the caller's buffer: what does not fit is counted only.
 class LineText {
 public:
@@ -120,6 +107,8 @@ bool Path::isDirectory() const {
 
 Processor::~Processor() = default;
 
+void Processor::linkBroken(const Path & /*file*/, int /*error*/) {}
+
 Selector::Selector(const Path &directory, Processor &processor)
     : directory_(directory), processor_(processor) {}
 
@@ -170,10 +159,22 @@ void Selector::start() {
     }
 }
 
+// A set of files that lacks those which could not be looked at would be taken for a complete one.
 void Selector::visit(const std::string &name) {
     const Path file(directory_.asString(), name);
-    if (s_isRegularFile(file)) {
-        processor_.process(file);
+    struct stat status {};
+    if (stat(file, &status) == 0) {
+        if (S_ISREG(status.st_mode)) {
+            processor_.process(file);
+        }
+        return;
+    }
+    const int error = errno;
+    if (error != ENOENT && error != ELOOP) {
+        throw s_failure(file.asString(), error);
+    }
+    if (lstat(file, &status) == 0) {
+        processor_.linkBroken(file, error);
     }
 }
 

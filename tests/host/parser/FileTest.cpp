@@ -1,5 +1,6 @@
 #include "host/parser/File.h"
 
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -45,6 +46,11 @@ public:
         return -1;
     }
 
+    void linkBroken(const File::Path &file, int error) override {
+        found.push_back(std::filesystem::path(file.asString()).filename().string() + ": " +
+                        std::strerror(error));
+    }
+
     std::vector<std::string> found;
 };
 
@@ -78,7 +84,9 @@ TEST(FileSelector, VisitsRegularFilesOnly) {
     std::filesystem::create_symlink(target, dir.path("link.cf"));
     std::filesystem::create_symlink(dir.path("none"), dir.path("dangling.cf"));
     std::filesystem::create_symlink("loop.cf", dir.path("loop.cf"));
-    EXPECT_THAT(select(dir.path(), {"*.cf"}), ElementsAre("link.cf"));
+    EXPECT_THAT(select(dir.path(), {"*.cf"}),
+                ElementsAre("dangling.cf: No such file or directory", "link.cf",
+                            "loop.cf: Too many levels of symbolic links"));
 }
 
 TEST(FileSelector, OnlyAMissingDirectoryIsNoError) {
