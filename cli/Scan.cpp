@@ -136,7 +136,8 @@ corvane::ScanOptions s_options(const ScanArguments &arguments) {
     corvane::ScanOptions options = arguments.scan;
     options.sender = s_sender(arguments);
     options.trace = arguments.verbose;
-    options.budget = std::chrono::duration_cast<std::chrono::nanoseconds>(
+    // Rounded up: none at all would be no bound.
+    options.budget = std::chrono::ceil<std::chrono::nanoseconds>(
         std::chrono::duration<double>(arguments.budgetSeconds));
     return options;
 }

@@ -217,6 +217,7 @@ TEST_F(ScanCommandTest, AScanThatUsesItsBudgetUpIsAFailureUnlessOver) {
     EXPECT_THAT(both.out, testing::StartsWith("    1.000  ?     " + file + "\n"));
     EXPECT_THAT(both.out, HasSubstr("2 of 2 messages scanned, 0 over 5, 0 not read, 2 undecided"));
     EXPECT_EQ(scan(rules, {"--threshold", "0.5", "--budget", "0.01", file}).status, 1);
+    EXPECT_EQ(scan(rules, {"--budget", "1e-12", file}).status, 2);
     const Outcome whole = scan(rules, {"--json", "--budget", "0", file});
     EXPECT_THAT(whole.out, testing::Not(HasSubstr(named)));
     EXPECT_EQ(whole.status, 0);
@@ -506,6 +507,38 @@ TEST_F(ScanCommandTest, RuleFileThatFailsWhileItIsReadStopsTheScan) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.status, 2);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// Wherever the memory ends, no rule is left out for it and no file is blamed. 127: too little for the
+// program itself.
+TEST_F(ScanCommandTest, OutOfMemoryIsSaidAndCostsNoRule) {
+    constexpr int kCount = 1000;
+    constexpr int kMostKiB = 400000;
+    std::string rules;
+    for (int rule = 0; rule < kCount; ++rule) {
+        const std::string number = std::to_string(rule);
+        rules += "body R" + number + " /word" + number + "(?:[a-z]{1,3}|(\\d+)x){9}/\n";
+    }
+    directory_.write("rules.cf", rules);
+    int failures = 0;
+    Outcome outcome{-1, {}, {}};
+    for (int kiB = kMostKiB / 8; kiB <= kMostKiB && outcome.status != 0; kiB += 2000) {
+        outcome = corvane({"scan", "--rules", directory_.path(), message()}, {},
+                          "ulimit -v " + std::to_string(kiB) + "; ");
+        if (outcome.status == 127) {
+            continue;
+        }
+        const bool isLoaded =
+            outcome.out.find("1000 rules loaded, 0 left out") != std::string::npos;
+        const bool isSaid = outcome.err.find("out of memory; ") != std::string::npos;
+        EXPECT_TRUE(outcome.status == 0 ? isLoaded : outcome.status == 2 && isSaid)
+            << kiB << " KiB: " << outcome.status << ' ' << outcome.out << outcome.err;
+        failures += isSaid ? 1 : 0;
+    }
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_GT(failures, 0);
+}
+#endif
 
 TEST(Command, WithoutASubcommandSaysHowToGoOn) {
     const Outcome none = corvane({});

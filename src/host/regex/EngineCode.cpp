@@ -2,12 +2,12 @@
 
 #include <array>
 #include <limits>
+#include <new>
 #include <optional>
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
-#include "host/parser/Exception.h"
 #include "host/regex/PatternStart.h"
 
 namespace Corvane::Regex {
@@ -36,12 +36,6 @@ struct MatchDataDeleter {
 struct JitStackDeleter {
     void operator()(pcre2_jit_stack *stack) const { pcre2_jit_stack_free(stack); }
 };
-
-[[noreturn]] void s_outOfMemory(unsigned int line) {
-    Exception failure("Regex::Expression", Exception::kGeneral, "Expression", line);
-    failure.stringParameter("out of memory");
-    throw failure;
-}
 
 // Whom to tell of what callbacks.
 struct Called {
@@ -79,6 +73,8 @@ Outcome s_outcome(int result) {
         return Outcome::Unsuited;
     case PCRE2_ERROR_CALLOUT:
         return Outcome::Stopped;
+    case PCRE2_ERROR_NOMEMORY:
+        throw std::bad_alloc();
     default:
         return Outcome::Failed;
     }
@@ -92,7 +88,7 @@ public:
           stack_(pcre2_jit_stack_create(kJitStackStartBytes, kJitStackMaxBytes, nullptr)),
           context_(pcre2_match_context_create(nullptr)) {
         if (data_ == nullptr || stack_ == nullptr || context_ == nullptr) {
-            s_outOfMemory(__LINE__);
+            throw std::bad_alloc();
         }
         pcre2_set_match_limit(context_.get(), steps_);
         pcre2_set_heap_limit(context_.get(), kInterpreterHeapKiB);
@@ -164,7 +160,7 @@ pcre2_code *s_compile(const std::string &pattern, std::uint32_t options,
     const std::unique_ptr<pcre2_compile_context, CompileContextDeleter> context(
         pcre2_compile_context_create(nullptr));
     if (context == nullptr) {
-        s_outOfMemory(__LINE__);
+        throw std::bad_alloc();
     }
     pcre2_set_newline(context.get(),
                       definition.anyLineEnd ? PCRE2_NEWLINE_ANYCRLF : PCRE2_NEWLINE_LF);
@@ -172,6 +168,10 @@ pcre2_code *s_compile(const std::string &pattern, std::uint32_t options,
     PCRE2_SIZE offset = 0;
     pcre2_code *code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
                                      options, &error, &offset, context.get());
+    if (error == PCRE2_ERROR_HEAP_FAILED) {
+        // The pattern is not to blame.
+        throw std::bad_alloc();
+    }
     if (code == nullptr) {
         refuseExpression(s_compileError(error, offset), text, __LINE__);
     }

@@ -4,7 +4,9 @@
 #include <atomic>
 #include <limits>
 #include <map>
+#include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <hs.h>
@@ -81,6 +83,11 @@ Database s_compile(const Distinct &distinct) {
         distinct.bytes.data(), distinct.flags.data(), distinct.ids.data(), distinct.lengths.data(),
         static_cast<unsigned int>(distinct.ids.size()), HS_MODE_BLOCK, nullptr, &database, &error);
     const std::unique_ptr<hs_compile_error_t, CompileErrorDeleter> guard(error);
+    // The engine has one code for all failures.
+    constexpr std::string_view kOutOfMemory = "Unable to allocate memory.";
+    if (result == HS_NOMEM || (error != nullptr && error->message == kOutOfMemory)) {
+        throw std::bad_alloc();
+    }
     if (result != HS_SUCCESS) {
         const std::string reason =
             error != nullptr ? error->message : "code " + std::to_string(result);
@@ -142,9 +149,10 @@ struct LiteralScratch::State {
         hs_scratch_t *grown = scratch.release();
         const hs_error_t result = hs_alloc_scratch(database, &grown);
         scratch.reset(grown);
-        if (result != HS_SUCCESS) {
-            s_fail("no memory to scan with, code " + std::to_string(result), __LINE__);
+        if (result == HS_NOMEM) {
+            throw std::bad_alloc();
         }
+        s_requireSuccess(result);
         if (fits.size() == kMaxRemembered) {
             fits.clear();
         }
