@@ -1,16 +1,7 @@
 #include "host/parser/Charset.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdint>
-#include <cstring>
-#include <iterator>
 #include <map>
-#include <memory>
-#include <string_view>
-
-#include <iconv.h>
 
 #include "host/parser/Text.h"
 
@@ -18,83 +9,110 @@ namespace Corvane {
 
 namespace {
 
-constexpr unsigned char kFirstNonAscii = 0x80;
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
 // No known name is longer; bounds the work on a hostile one.
 constexpr std::size_t kMaxCharsetNameBytes = 40;
 
-// Charsets that need no iconv, by the names that the table gives them.
-constexpr std::string_view kAscii = "US-ASCII";
-constexpr std::string_view kUtf8 = "UTF-8";
-constexpr std::string_view kWindows1252 = "CP1252";
+// How a charset is decoded.
+enum class Kind {
+    Utf8,
+    Ascii,
+    SingleByte,
+    DoubleByte,
+    EucJp,
+    Other, // by iconv, which holds characters back
+    Utf16,
+    Utf32,
+    Utf7,
+    Iso2022Jp,
+    Iso2022Kr,
+    Iso2022Cn,
+    Hz
+};
 
-// iconv's name, and the keys (see s_key) of the declared names that it serves.
+// iconv's name where it is asked, and the keys (see s_key) of the declared names that it serves.
 struct CharsetRow {
+    Kind kind;
     const char *iconvName;
     const char *keys;
 };
 
 constexpr CharsetRow kRows[] = {
-    {kUtf8.data(), "utf8 utf8mb4 unicode11utf8 unicode20utf8"},
-    {kAscii.data(), "usascii ascii ansix341968 ansix341986 iso646us ibm367 cp367 us"},
-    {kWindows1252.data(), "latin1 l1 isolatin1 iso885911987 88591 ansi windowslatin1"},
-    {"ISO-8859-2", "latin2 l2 isolatin2 iso885921987"},
-    {"ISO-8859-3", "latin3 l3 isolatin3"},
-    {"ISO-8859-4", "latin4 l4 isolatin4"},
-    {"ISO-8859-5", "cyrillic isolatincyrillic"},
-    {"ISO-8859-6", "arabic isolatinarabic iso88596i iso88596e"},
-    {"ISO-8859-7", "greek greek8 isolatingreek"},
-    {"ISO-8859-8", "hebrew isolatinhebrew iso88598i iso88598e logical visual"},
-    {"CP1254", "latin5 l5 isolatin5 iso88599"},
-    {"ISO-8859-10", "latin6 l6 isolatin6"},
-    {"CP874", "iso885911 tis620 tis62025330 tis62025331 thai"},
-    {"ISO-8859-15", "latin9 latin0 l9"},
-    {"ISO-8859-16", "latin10 l10"},
-    {"UTF-7", "utf7 unicode11utf7 unicode20utf7"},
-    {"UTF-16", "utf16"},
-    {"UTF-16LE", "utf16le ucs2 ucs2le unicode iso10646ucs2"},
-    {"UTF-16BE", "utf16be ucs2be"},
-    {"UTF-32", "utf32 ucs4 iso10646ucs4"},
-    {"UTF-32LE", "utf32le ucs4le"},
-    {"UTF-32BE", "utf32be ucs4be"},
-    {"GB18030", "gb18030 gbk gb2312 gb231280 gb231280 cp936 ms936 windows936 euccn gb eucgb2312cn "
-                "iso58gb231280 isoir58 chinese"},
-    {"BIG5-HKSCS", "big5 big5hkscs cnbig5 big5eten cp950 ms950 windows950 xxbig5"},
-    {"EUC-TW", "euctw"},
-    {"ISO-2022-CN", "iso2022cn"},
-    {"CP932", "shiftjis sjis mskanji cp932 ms932 windows31j windows932 shiftjisms"},
-    {"EUC-JP-MS", "eucjp eucjpms eucjpwin ujis cp51932 eucpkdfmtjapanese"},
-    {"ISO-2022-JP-3", "iso2022jp iso2022jp1 iso2022jp2 iso2022jp3 iso2022jpms cp50220 cp50221 "
-                      "cp50222 jis"},
-    {"UHC", "uhc euckr ksc56011987 ksc56011989 ksc5601 cp949 ms949 windows949 isoir149 korean "
-            "kseuckr"},
-    {"ISO-2022-KR", "iso2022kr"},
-    {"JOHAB", "johab cp1361 ms1361"},
-    {"KOI8-R", "koi8r koi8 koi"},
-    {"KOI8-U", "koi8u"},
-    {"KOI8-RU", "koi8ru"},
-    {"KOI8-T", "koi8t"},
-    {"MACINTOSH", "macintosh mac macroman"},
-    {"MAC-CYRILLIC", "maccyrillic macukrainian"},
-    {"VISCII", "viscii viscii111"},
-    {"TCVN", "tcvn tcvn5712 tcvn57121"},
-    {"ARMSCII-8", "armscii8"},
-    {"GEORGIAN-PS", "georgianps"},
-    {"HP-ROMAN8", "hproman8 roman8"},
-    {"PT154", "pt154 ptcp154"},
-    {"RK1048", "rk1048"},
+    {Kind::Utf8, "", "utf8 utf8mb4 unicode11utf8 unicode20utf8"},
+    {Kind::Ascii, "", "usascii ascii ansix341968 ansix341986 iso646us ibm367 cp367 us"},
+    {Kind::SingleByte, "CP1252",
+     "latin1 l1 isolatin1 iso885911987 iso88591 88591 isoir100 ibm819 "
+     "cp819 ansi windowslatin1"},
+    {Kind::SingleByte, "ISO-8859-2", "latin2 l2 isolatin2 iso885921987 isoir101"},
+    {Kind::SingleByte, "ISO-8859-3", "latin3 l3 isolatin3 iso885931988 isoir109"},
+    {Kind::SingleByte, "ISO-8859-4", "latin4 l4 isolatin4 iso885941988 isoir110"},
+    {Kind::SingleByte, "ISO-8859-5", "cyrillic isolatincyrillic iso885951988 isoir144"},
+    {Kind::SingleByte, "ISO-8859-6",
+     "arabic isolatinarabic iso88596i iso88596e iso885961987 "
+     "isoir127 asmo708 ecma114"},
+    {Kind::SingleByte, "ISO-8859-7",
+     "greek greek8 isolatingreek iso885971987 isoir126 ecma118 "
+     "elot928 suneugreek"},
+    {Kind::SingleByte, "ISO-8859-8",
+     "hebrew isolatinhebrew iso88598i iso88598e iso885981988 "
+     "isoir138 logical visual"},
+    {Kind::SingleByte, "CP1254", "latin5 l5 isolatin5 iso88599 iso885991989 isoir148"},
+    {Kind::SingleByte, "ISO-8859-10", "latin6 l6 isolatin6 isoir157"},
+    {Kind::SingleByte, "CP874", "iso885911 tis620 tis62025330 tis62025331 thai dos874"},
+    {Kind::SingleByte, "ISO-8859-15", "latin9 latin0 l9 isolatin9"},
+    {Kind::SingleByte, "ISO-8859-16", "latin10 l10"},
+    {Kind::Utf7, "", "utf7 unicode11utf7 unicode20utf7"},
+    {Kind::Utf16, "UTF-16LE", "utf16 utf16le ucs2 ucs2le unicode unicodefeff iso10646ucs2"},
+    {Kind::Utf16, "UTF-16BE", "utf16be ucs2be unicodefffe"},
+    {Kind::Utf32, "UTF-32LE", "utf32 utf32le ucs4 ucs4le iso10646ucs4"},
+    {Kind::Utf32, "UTF-32BE", "utf32be ucs4be"},
+    {Kind::DoubleByte, "GB18030",
+     "gb18030 gbk gb2312 gb231280 cp936 ms936 windows936 euccn gb "
+     "eucgb2312cn iso58gb231280 isoir58 chinese"},
+    {Kind::DoubleByte, "BIG5-HKSCS",
+     "big5 big5hkscs cnbig5 big5eten cp950 ms950 windows950 xxbig5"},
+    {Kind::DoubleByte, "EUC-TW", "euctw"},
+    {Kind::Iso2022Cn, "", "iso2022cn iso2022cnext"},
+    {Kind::Hz, "", "hzgb2312 hz"},
+    {Kind::DoubleByte, "CP932",
+     "shiftjis sjis mskanji cp932 ms932 windows31j windows932 shiftjisms"},
+    {Kind::EucJp, "", "eucjp eucjpms eucjpwin ujis cp51932 eucpkdfmtjapanese"},
+    {Kind::Iso2022Jp, "",
+     "iso2022jp iso2022jp1 iso2022jp2 iso2022jp3 iso2022jp2004 iso2022jpms "
+     "cp50220 cp50221 cp50222 jis"},
+    {Kind::DoubleByte, "UHC",
+     "uhc euckr ksc56011987 ksc56011989 ksc5601 cp949 ms949 windows949 "
+     "isoir149 korean kseuckr"},
+    {Kind::Iso2022Kr, "", "iso2022kr"},
+    {Kind::DoubleByte, "JOHAB", "johab cp1361 ms1361"},
+    {Kind::SingleByte, "KOI8-R", "koi8r koi8 koi"},
+    {Kind::SingleByte, "KOI8-U", "koi8u koi8ru"},
+    {Kind::SingleByte, "KOI8-T", "koi8t"},
+    {Kind::SingleByte, "MACINTOSH", "macintosh mac macroman"},
+    {Kind::SingleByte, "MAC-UK", "maccyrillic macukrainian"},
+    {Kind::SingleByte, "VISCII", "viscii viscii111"},
+    {Kind::Other, "TCVN", "tcvn tcvn5712 tcvn57121"},
+    {Kind::Other, "CP1258", "windows1258 cp1258 win1258 ms1258 ansi1258"},
+    {Kind::SingleByte, "ARMSCII-8", "armscii8"},
+    {Kind::SingleByte, "GEORGIAN-PS", "georgianps"},
+    {Kind::SingleByte, "HP-ROMAN8", "hproman8 roman8"},
+    {Kind::SingleByte, "PT154", "pt154 ptcp154"},
+    {Kind::SingleByte, "RK1048", "rk1048"},
 };
 
 constexpr const char *kWindowsPages[] = {"874",  "1250", "1251", "1252", "1253",
-                                         "1254", "1255", "1256", "1257", "1258"};
+                                         "1254", "1255", "1256", "1257"};
 constexpr const char *kIbmPages[] = {"437", "737", "775", "850", "852", "855", "857", "858",
                                      "860", "861", "862", "863", "864", "865", "866", "869"};
 constexpr const char *kIsoParts[] = {"2", "3",  "4",  "5",  "6",  "7",
                                      "8", "10", "13", "14", "15", "16"};
 
-// From key to iconv's name.
-using CharsetTable = std::map<std::string, std::string, std::less<>>;
+struct Charset {
+    Kind kind;
+    std::string iconvName;
+};
+
+// From key to charset.
+using CharsetTable = std::map<std::string, Charset, std::less<>>;
 
 CharsetTable s_makeTable() {
     CharsetTable table;
@@ -102,24 +120,24 @@ CharsetTable s_makeTable() {
         const std::string_view keys = row.keys;
         for (std::size_t from = 0, to = 0; to != std::string_view::npos; from = to + 1) {
             to = keys.find(' ', from);
-            table.emplace(keys.substr(from, to - from), row.iconvName);
+            table.emplace(keys.substr(from, to - from), Charset{row.kind, row.iconvName});
         }
     }
     for (const std::string page : kWindowsPages) {
         for (const char *prefix : {"windows", "cp", "win", "ms", "ansi"}) {
-            table.emplace(prefix + page, "CP" + page);
+            table.emplace(prefix + page, Charset{Kind::SingleByte, "CP" + page});
         }
     }
     for (const std::string page : kIbmPages) {
-        for (const char *prefix : {"ibm", "cp", "dos", "pc"}) {
-            table.emplace(prefix + page, "CP" + page);
+        for (const char *prefix : {"ibm", "cp", "dos", "pc", ""}) {
+            table.emplace(prefix + page, Charset{Kind::SingleByte, "CP" + page});
         }
     }
     for (const std::string part : kIsoParts) {
-        table.emplace("iso8859" + part, "ISO-8859-" + part);
-        table.emplace("8859" + part, "ISO-8859-" + part);
+        for (const char *prefix : {"iso8859", "8859"}) {
+            table.emplace(prefix + part, Charset{Kind::SingleByte, "ISO-8859-" + part});
+        }
     }
-    table.emplace("iso88591", kWindows1252);
     return table;
 }
 
@@ -152,276 +170,238 @@ std::string s_key(const std::string &charset) {
     return key.starts_with(kAliasPrefix) ? key.substr(kAliasPrefix.size()) : key;
 }
 
-// iconv's name of a declared charset, or null.
-const std::string *s_find(const std::string &charset) {
+// What a declared name stands for, or null.
+const Charset *s_find(const std::string &charset) {
     static const CharsetTable s_table = s_makeTable();
     const auto found = s_table.find(s_key(charset));
     return found != s_table.end() ? &found->second : nullptr;
 }
 
-bool s_isBuiltIn(const std::string &name) {
-    return name == kUtf8 || name == kWindows1252;
-}
-
-struct CloseIconv {
-    void operator()(void *converter) const { iconv_close(converter); }
-};
-using Converter = std::unique_ptr<void, CloseIconv>;
-
-Converter s_open(const std::string &name) {
-    iconv_t converter = iconv_open(kUtf8.data(), name.c_str());
-    // iconv's "none" is a pointer of all ones.
-    const bool failed = reinterpret_cast<std::intptr_t>(converter) == -1;
-    return Converter(failed ? nullptr : converter);
-}
-
-// This thread's converter, in its initial state, or null. Kept open: opening one for each of
-// thousands of encoded words would load and unload its module each time. The table bounds how many.
-iconv_t s_converter(const std::string &name) {
-    thread_local std::map<std::string, Converter> s_open_converters;
-    auto found = s_open_converters.find(name);
-    if (found == s_open_converters.end()) {
-        found = s_open_converters.emplace(name, s_open(name)).first;
-    }
-    if (found->second != nullptr) {
-        iconv(found->second.get(), nullptr, nullptr, nullptr, nullptr);
-    }
-    return found->second.get();
-}
-
-std::size_t s_unitBytes(const std::string &name) {
+// Null where iconv lacks it.
+std::unique_ptr<ByteDecoder> s_makeDecoder(const Charset &charset) {
     constexpr std::size_t kUtf16Unit = 2;
     constexpr std::size_t kUtf32Unit = 4;
-    return name.starts_with("UTF-16") ? kUtf16Unit : name.starts_with("UTF-32") ? kUtf32Unit : 1;
-}
-
-// One call of iconv, its output appended. With null input it flushes what a stateful charset holds
-// back. Answers errno, or 0.
-int s_step(iconv_t converter, char **input, std::size_t *left, std::string &out) {
-    constexpr std::size_t kChunkBytes = 8192;
-    std::array<char, kChunkBytes> chunk;
-    char *output = chunk.data();
-    std::size_t room = chunk.size();
-    const bool failed =
-        iconv(converter, input, left, &output, &room) == static_cast<std::size_t>(-1);
-    const int error = failed ? errno : 0;
-    out.append(chunk.data(), chunk.size() - room);
-    return error;
-}
-
-std::string s_convert(iconv_t converter, const char *data, std::size_t length, std::size_t unit) {
-    std::string out;
-    out.reserve(length);
-    // iconv takes its input by a pointer to non-const, but only reads it.
-    char *input = const_cast<char *>(data);
-    std::size_t left = length;
-    while (left > 0) {
-        const int error = s_step(converter, &input, &left, out);
-        if (error == E2BIG || left == 0) {
-            continue;
-        }
-        appendUtf8(out, kReplacementCharacter);
-        const std::size_t skipped = error == EINVAL ? left : std::min(unit, left);
-        input += skipped;
-        left -= skipped;
+    switch (charset.kind) {
+    case Kind::Utf8:
+    case Kind::Ascii:
+        return makeUtf8Decoder(InvalidBytes::Replaced);
+    case Kind::SingleByte:
+        return makeSingleByteDecoder(charset.iconvName);
+    case Kind::EucJp:
+        return makeEucJpDecoder();
+    case Kind::DoubleByte:
+    case Kind::Other:
+        return makeIconvDecoder(charset.iconvName, 1);
+    case Kind::Utf16:
+        return makeIconvDecoder(charset.iconvName, kUtf16Unit);
+    case Kind::Utf32:
+        return makeIconvDecoder(charset.iconvName, kUtf32Unit);
+    case Kind::Utf7:
+        return makeUtf7Decoder();
+    case Kind::Iso2022Jp:
+        return makeIso2022Decoder(Iso2022::Jp);
+    case Kind::Iso2022Kr:
+        return makeIso2022Decoder(Iso2022::Kr);
+    case Kind::Iso2022Cn:
+        return makeIso2022Decoder(Iso2022::Cn);
+    case Kind::Hz:
+        return makeHzDecoder();
     }
-    s_step(converter, nullptr, nullptr, out);
-    return out;
+    return nullptr;
 }
 
-template <class Otherwise>
-std::string s_validOr(const char *data, std::size_t length, Otherwise otherwise) {
-    std::string out;
-    out.reserve(length);
-    std::size_t done = 0;
+// A byte order mark, and the charset that it stands for.
+struct ByteOrderMark {
+    std::string_view bytes;
+    Kind kind;
+    const char *iconvName;
+};
+
+using namespace std::string_view_literals;
+
+constexpr ByteOrderMark kUtf8Mark{"\xEF\xBB\xBF"sv, Kind::Utf8, ""};
+
+constexpr ByteOrderMark kByteOrderMarks[] = {
+    kUtf8Mark,
+    {"\xFF\xFE"sv, Kind::Utf16, "UTF-16LE"},
+    {"\xFE\xFF"sv, Kind::Utf16, "UTF-16BE"},
+};
+
+// Both marks of UTF-32 hold or look like one of UTF-16, so that only the declared name tells.
+constexpr ByteOrderMark kUtf32Marks[] = {
+    {"\xFF\xFE\0\0"sv, Kind::Utf32, "UTF-32LE"},
+    {"\0\0\xFE\xFF"sv, Kind::Utf32, "UTF-32BE"},
+};
+
+template <std::size_t size>
+std::optional<Charset> s_marked(const ByteOrderMark (&marks)[size], std::string_view front) {
+    for (const ByteOrderMark &mark : marks) {
+        if (front.starts_with(mark.bytes)) {
+            return Charset{mark.kind, mark.iconvName};
+        }
+    }
+    return std::nullopt;
+}
+
+// What the bytes of a text say about how they were encoded.
+struct Utf8Signs {
+    bool isValid = true;
+    std::size_t ofTwo = 0;  // sequences of two bytes
+    std::size_t longer = 0; // of three and four
+    bool isLatin = false;   // letters and signs of Latin-1 are among them
+};
+
+Utf8Signs s_utf8Signs(std::string_view front) {
+    constexpr char kLatinSigns = '\xC2';
+    constexpr char kLatinLetters = '\xC3';
+    constexpr unsigned char kFirstSmallLetter = 0xA0;
+    Utf8Signs signs;
+    const std::size_t length = utf8WholeLength(front.data(), front.size());
     for (std::size_t at = 0; at < length;) {
-        at += asciiLength(data + at, length - at);
-        const std::size_t valid = utf8SequenceLength(data + at, length - at);
-        if (valid == 0 && at < length) {
-            out.append(data + done, at - done);
-            otherwise(out, static_cast<unsigned char>(data[at]));
-            done = at + 1;
+        at += asciiLength(front.data() + at, length - at);
+        const std::size_t bytes = utf8SequenceLength(front.data() + at, length - at);
+        if (bytes == 0 && at < length) {
+            signs.isValid = false;
+            return signs;
         }
-        at += std::max<std::size_t>(valid, 1);
+        if (bytes == 2) {
+            ++signs.ofTwo;
+            const bool isLead = front[at] == kLatinSigns || front[at] == kLatinLetters;
+            signs.isLatin = signs.isLatin || (isLead && static_cast<unsigned char>(front[at + 1]) >=
+                                                            kFirstSmallLetter);
+        } else if (bytes > 2) {
+            ++signs.longer;
+        }
+        at += bytes;
     }
-    return out.append(data + done, length - done);
+    return signs;
 }
 
-std::string s_fromWindows1252(const char *data, std::size_t length) {
-    std::string out;
-    out.reserve(length);
-    for (std::size_t at = 0; at < length; ++at) {
-        appendWindows1252(out, static_cast<unsigned char>(data[at]));
-    }
-    return out;
+bool s_isAscii(std::string_view bytes) {
+    return asciiLength(bytes.data(), bytes.size()) == bytes.size();
 }
 
-std::string s_decodeUnlabelled(const char *data, std::size_t length) {
-    return isValidUtf8(data, length) ? std::string(data, length) : s_fromWindows1252(data, length);
+// Whether text in a charset of two bytes would be malformed.
+bool s_isMalformed(const Charset &charset, std::string_view front) {
+    constexpr std::size_t kLookedAt = 4096;
+    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+    const auto decoder = s_makeDecoder(charset);
+    std::string text;
+    if (decoder != nullptr) {
+        decoder->decode(front.substr(0, kLookedAt), text);
+    }
+    return text.find(kReplacement) != std::string::npos;
 }
 
-bool s_isAscii(const char *data, std::size_t length) {
-    return std::all_of(data, data + length,
-                       [](char c) { return static_cast<unsigned char>(c) < kFirstNonAscii; });
+// Whether the bytes are UTF-8, which text in the declared charset would hardly be by chance: a text
+// in a charset of one byte may hold a letter and a sign that make a sequence, but not several and
+// nothing else; most charsets of two bytes have characters that are sequences too.
+bool s_isRatherUtf8(const Charset &charset, std::string_view front) {
+    constexpr std::size_t kFewSequences = 6;
+    constexpr std::size_t kShortText = 16;
+    const Utf8Signs signs = s_utf8Signs(front);
+    if (!signs.isValid) {
+        return false;
+    }
+    const std::size_t sequences = signs.ofTwo + signs.longer;
+    switch (charset.kind) {
+    case Kind::Utf8:
+    case Kind::Ascii:
+        return false;
+    case Kind::SingleByte:
+    case Kind::Other:
+        return signs.longer > 0 || signs.ofTwo > 1 || signs.isLatin;
+    case Kind::DoubleByte:
+    case Kind::EucJp:
+        return sequences >= kFewSequences || signs.longer > 1 ||
+               (sequences > 0 && s_isMalformed(charset, front));
+    case Kind::Utf16:
+    case Kind::Utf32:
+        return front.size() >= kShortText && front.find('\0') == std::string_view::npos;
+    case Kind::Utf7:
+    case Kind::Iso2022Jp:
+    case Kind::Iso2022Kr:
+    case Kind::Iso2022Cn:
+    case Kind::Hz:
+        return sequences > 0;
+    }
+    return false;
 }
 
-// Bytes that the lead byte of a sequence announces; 0 where it cannot lead one.
-std::size_t s_announcedLength(unsigned char lead) {
-    constexpr unsigned char kFirstLead = 0xC2;
-    constexpr unsigned char kFirstLeadOfThree = 0xE0;
-    constexpr unsigned char kFirstLeadOfFour = 0xF0;
-    constexpr unsigned char kLastLead = 0xF4;
-    constexpr std::size_t kThree = 3;
-    constexpr std::size_t kFour = 4;
-    if (lead < kFirstNonAscii) {
-        return 1;
-    }
-    if (lead < kFirstLead || lead > kLastLead) {
-        return 0;
-    }
-    return lead < kFirstLeadOfThree ? 2 : lead < kFirstLeadOfFour ? kThree : kFour;
+// The decoder for a text without a charset that can be believed.
+std::unique_ptr<ByteDecoder> s_makeGuessingDecoder(std::string_view front) {
+    return s_utf8Signs(front).isValid ? makeUtf8Decoder(InvalidBytes::Windows1252)
+                                      : makeSingleByteDecoder("CP1252");
 }
 
-// What the second byte may be after a lead byte that also begins overlong forms, surrogates, or
-// code points beyond the last.
-bool s_isSecondByte(unsigned char lead, unsigned char second) {
-    switch (lead) {
-    case 0xE0:
-        return second >= 0xA0;
-    case 0xED:
-        return second < 0xA0;
-    case 0xF0:
-        return second >= 0x90;
-    case 0xF4:
-        return second < 0x90;
-    default:
-        return true;
+std::unique_ptr<ByteDecoder> s_makeBelievedDecoder(const std::string &name,
+                                                   std::string_view front) {
+    const Charset *charset = s_find(name);
+    const bool isUtf32 = charset != nullptr && charset->kind == Kind::Utf32;
+    const auto marked = isUtf32 ? s_marked(kUtf32Marks, front) : s_marked(kByteOrderMarks, front);
+    if (marked) {
+        return s_makeDecoder(*marked);
     }
+    const bool isMislabelled =
+        charset != nullptr &&
+        (charset->kind == Kind::Ascii ? !s_isAscii(front) : s_isRatherUtf8(*charset, front));
+    std::unique_ptr<ByteDecoder> decoder;
+    if (charset != nullptr && !isMislabelled) {
+        decoder = s_makeDecoder(*charset);
+    }
+    return decoder != nullptr ? std::move(decoder) : s_makeGuessingDecoder(front);
 }
 
 } // namespace
 
-void appendUtf8(std::string &out, char32_t codePoint) {
-    constexpr char32_t kFirstOfTwo = 0x80;
-    constexpr char32_t kFirstOfThree = 0x800;
-    constexpr char32_t kFirstOfFour = 0x10000;
-    constexpr char32_t kLast = 0x10FFFF;
-    constexpr unsigned kTrailBits = 6;
-    if (codePoint > kLast || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
-        codePoint = kReplacementCharacter;
-    }
-    const auto trail = [codePoint](unsigned index) {
-        return static_cast<char>(0x80 | ((codePoint >> (index * kTrailBits)) & 0x3F));
-    };
-    if (codePoint < kFirstOfTwo) {
-        out += static_cast<char>(codePoint);
-    } else if (codePoint < kFirstOfThree) {
-        out += static_cast<char>(0xC0 | (codePoint >> kTrailBits));
-        out += trail(0);
-    } else if (codePoint < kFirstOfFour) {
-        out += static_cast<char>(0xE0 | (codePoint >> (2 * kTrailBits)));
-        out += {trail(1), trail(0)};
-    } else {
-        out += static_cast<char>(0xF0 | (codePoint >> (3 * kTrailBits)));
-        out += {trail(2), trail(1), trail(0)};
-    }
-}
-
-void appendWindows1252(std::string &out, unsigned char byte) {
-    constexpr unsigned char kFirstLatin1 = 0xA0;
-    static constexpr char16_t kC1[kFirstLatin1 - kFirstNonAscii] = {
-        0x20AC, 0xFFFD, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-        0x2039, 0x0152, 0xFFFD, 0x017D, 0xFFFD, 0xFFFD, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-        0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0xFFFD, 0x017E, 0x0178};
-    const bool remapped = byte >= kFirstNonAscii && byte < kFirstLatin1;
-    appendUtf8(out, remapped ? kC1[byte - kFirstNonAscii] : byte);
-}
-
-std::size_t utf8SequenceLength(const char *text, std::size_t available) {
-    const auto byteAt = [text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    const std::size_t length = available > 0 ? s_announcedLength(byteAt(0)) : 0;
-    if (length > available || (length > 1 && !s_isSecondByte(byteAt(0), byteAt(1)))) {
-        return 0;
-    }
-    for (std::size_t at = 1; at < length; ++at) {
-        if ((byteAt(at) & 0xC0U) != 0x80U) {
-            return 0;
-        }
-    }
-    return length;
-}
-
-std::size_t asciiLength(const char *data, std::size_t length) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    std::size_t at = 0;
-    for (std::uint64_t bytes = 0; at + sizeof bytes <= length; at += sizeof bytes) {
-        std::memcpy(&bytes, data + at, sizeof bytes);
-        if ((bytes & kHighBits) != 0) {
-            break;
-        }
-    }
-    while (at < length && static_cast<unsigned char>(data[at]) < kFirstNonAscii) {
-        ++at;
-    }
-    return at;
-}
-
-bool isValidUtf8(const char *data, std::size_t length) {
-    for (std::size_t at = 0; at < length;) {
-        const std::size_t valid = utf8SequenceLength(data + at, length - at);
-        if (valid == 0) {
-            return false;
-        }
-        at += valid;
-    }
-    return true;
-}
-
-std::string sanitizeUtf8(const char *data, std::size_t length) {
-    return s_validOr(data, length, [](std::string &out, unsigned char) {
-        appendUtf8(out, kReplacementCharacter);
-    });
-}
-
-std::string repairUtf8(const char *data, std::size_t length) {
-    return s_validOr(data, length, appendWindows1252);
-}
-
 bool isKnownCharset(const std::string &charset) {
-    const std::string *name = s_find(charset);
-    return name != nullptr && (s_isBuiltIn(*name) || s_converter(*name) != nullptr);
+    const Charset *found = s_find(charset);
+    return found != nullptr && s_makeDecoder(*found) != nullptr;
 }
 
 std::optional<std::string> convertToUtf8(const char *data, std::size_t length,
                                          const std::string &charset) {
-    const std::string *name = s_find(charset);
-    if (name == nullptr) {
+    const Charset *found = s_find(charset);
+    if (found == nullptr) {
         return std::nullopt;
     }
-    if (*name == kUtf8) {
-        return sanitizeUtf8(data, length);
-    }
-    if (*name == kWindows1252) {
-        return s_fromWindows1252(data, length);
-    }
-    iconv_t converter = s_converter(*name);
-    if (converter == nullptr) {
+    const std::string_view bytes(data, length);
+    const bool isWide = found->kind == Kind::Utf16 || found->kind == Kind::Utf32;
+    const auto decoder = isWide ? s_makeBelievedDecoder(charset, bytes) : s_makeDecoder(*found);
+    if (decoder == nullptr) {
         return std::nullopt;
     }
-    return s_convert(converter, data, length, s_unitBytes(*name));
+    std::string text = decodeAll(*decoder, bytes);
+    if (isWide && text.starts_with(kUtf8Mark.bytes)) {
+        text.erase(0, kUtf8Mark.bytes.size());
+    }
+    return text;
+}
+
+TextDecoder::TextDecoder(const std::string &charset, std::string_view front)
+    : decoder_(s_makeBelievedDecoder(charset, front)) {}
+
+void TextDecoder::decode(std::string_view bytes, std::string &out) {
+    const std::size_t before = out.size();
+    decoder_->decode(bytes, out);
+    if (isAtStart_ && out.size() > before) {
+        isAtStart_ = false;
+        if (out.compare(before, kUtf8Mark.bytes.size(), kUtf8Mark.bytes) == 0) {
+            out.erase(before, kUtf8Mark.bytes.size());
+        }
+    }
+}
+
+void TextDecoder::finish(std::string &out) {
+    decoder_->finish(out);
 }
 
 std::string decodeText(const char *data, std::size_t length, const std::string &charset) {
-    const std::string *name = s_find(charset);
-    const bool mislabelled = name != nullptr && *name == kAscii && !s_isAscii(data, length);
-    std::optional<std::string> converted;
-    if (!mislabelled) {
-        converted = convertToUtf8(data, length, charset);
-    }
-    std::string text = converted ? std::move(*converted) : s_decodeUnlabelled(data, length);
-    if (text.starts_with(kByteOrderMark)) {
-        text.erase(0, kByteOrderMark.size());
-    }
+    const std::string_view bytes(data, length);
+    TextDecoder decoder(charset, bytes);
+    std::string text;
+    decoder.decode(bytes, text);
+    decoder.finish(text);
     return text;
 }
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "host/parser/Charset.h"
+#include "host/parser/Utf8.h"
 
 namespace Corvane {
 
@@ -43,18 +43,6 @@ bool s_isJoiner(char32_t c) {
     return c == kNonJoiner || c == kJoiner;
 }
 
-// The character of a valid sequence of two bytes and more.
-char32_t s_codePoint(const char *bytes, std::size_t length) {
-    constexpr unsigned int kLeadBits = 7;
-    constexpr unsigned int kTrailBits = 6;
-    const unsigned int leadMask = (1U << (kLeadBits - static_cast<unsigned int>(length))) - 1U;
-    char32_t c = static_cast<unsigned char>(bytes[0]) & leadMask;
-    for (std::size_t at = 1; at < length; ++at) {
-        c = c << kTrailBits | (static_cast<unsigned char>(bytes[at]) & 0x3FU);
-    }
-    return c;
-}
-
 // Moves what is kept of a text to its front.
 class Sieve {
 public:
@@ -89,7 +77,7 @@ private:
             keep(std::min<std::size_t>(left, 1));
             return;
         }
-        const char32_t c = s_codePoint(text_.data() + from_, length);
+        const char32_t c = utf8CodePoint(text_.data() + from_, length);
         if (s_isJoiner(c) && joins_) {
             // Whether they stay is for the next character to say.
             keep(length);
