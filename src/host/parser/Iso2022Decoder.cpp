@@ -13,12 +13,8 @@ constexpr char kShiftOut = '\x0E';
 constexpr char kShiftIn = '\x0F';
 constexpr unsigned char kHighBit = 0x80;
 
-// Sets of characters that may be switched to.
+// Sets of characters that may be switched to; those of two bytes a character first, as in kPairSets.
 enum class Set {
-    Ascii,
-    JisRoman,
-    Katakana,
-    Latin1,
     Jis0208,
     Jis0212,
     Jis0213First,
@@ -26,31 +22,36 @@ enum class Set {
     Gb2312,
     Ksc5601,
     CnsFirst,
-    CnsSecond
+    CnsSecond,
+    Ascii,
+    JisRoman,
+    Katakana,
+    Latin1
 };
 
 // How iconv reads a set of two bytes a character: in an encoding that has it with the high bits
 // set, and with bytes in front of each character. JIS X 0208 is read in Shift_JIS, where the vendor
 // characters are those that mail programs write.
 struct PairSet {
-    Set set;
     const char *iconvName;
     std::string_view prefix;
 };
 
-constexpr PairSet kPairSets[] = {{Set::Jis0208, "CP932", ""},
-                                 {Set::Jis0212, "EUC-JP-MS", "\x8F"},
-                                 {Set::Jis0213First, "EUC-JISX0213", ""},
-                                 {Set::Jis0213Second, "EUC-JISX0213", "\x8F"},
-                                 {Set::Gb2312, "GB18030", ""},
-                                 {Set::Ksc5601, "UHC", ""},
-                                 {Set::CnsFirst, "EUC-TW", "\x8E\xA1"},
-                                 {Set::CnsSecond, "EUC-TW", "\x8E\xA2"}};
+constexpr std::array<PairSet, 8> kPairSets{{{"CP932", ""},
+                                            {"EUC-JP-MS", "\x8F"},
+                                            {"EUC-JISX0213", ""},
+                                            {"EUC-JISX0213", "\x8F"},
+                                            {"GB18030", ""},
+                                            {"UHC", ""},
+                                            {"EUC-TW", "\x8E\xA1"},
+                                            {"EUC-TW", "\x8E\xA2"}}};
 
-const PairSet *s_pairSet(Set set) {
-    const auto *const found = std::find_if(std::begin(kPairSets), std::end(kPairSets),
-                                           [set](const PairSet &row) { return row.set == set; });
-    return found != std::end(kPairSets) ? found : nullptr;
+constexpr bool s_isOfPairs(Set set) {
+    return static_cast<std::size_t>(set) < kPairSets.size();
+}
+
+constexpr const PairSet &s_pairSet(Set set) {
+    return kPairSets[static_cast<std::size_t>(set)];
 }
 
 // A character of JIS X 0208 in Shift_JIS, which puts two rows into one.
@@ -90,7 +91,7 @@ public:
             s_appendShiftJis(waiting_, row, cell);
             return;
         }
-        waiting_.append(s_pairSet(set)->prefix);
+        waiting_.append(s_pairSet(set).prefix);
         waiting_ += static_cast<char>(row | kHighBit);
         waiting_ += static_cast<char>(cell | kHighBit);
     }
@@ -100,7 +101,7 @@ public:
             return;
         }
         if (decoder_ == nullptr || decoderSet_ != set_) {
-            decoder_ = makeIconvDecoder(s_pairSet(set_)->iconvName, 1);
+            decoder_ = makeIconvDecoder(s_pairSet(set_).iconvName, 1);
             decoderSet_ = set_;
         }
         if (decoder_ != nullptr) {
@@ -230,7 +231,7 @@ private:
                             : isShifted_     ? Place::ShiftedOut
                                              : Place::Shown;
         const Set set = sets_[static_cast<std::size_t>(place)];
-        if (s_pairSet(set) == nullptr) {
+        if (!s_isOfPairs(set)) {
             dropLead(out);
             pairs_.flush(out);
             appendSingle(set, c, out);

@@ -225,15 +225,15 @@ void MimeParameter::takeValue(const MimeParameters &parameters) {
     constexpr std::size_t kMaxVariedBytes = 256;
     const std::string_view value = parameters.value();
     isCut_ = isCut_ || value.size() > maxBytes_;
+    const std::size_t comment = value.find('(');
+    if (value.size() <= kMaxVariedBytes && comment != kNone && comment > 0) {
+        values_.emplace_back(value.substr(0, comment));
+    }
     values_.emplace_back(value.substr(0, maxBytes_));
     if (value.size() > kMaxVariedBytes) {
         return;
     }
     const std::string_view line = parameters.line();
-    const std::size_t comment = value.find('(');
-    if (comment != kNone && comment > 0) {
-        values_.insert(values_.begin(), std::string(value.substr(0, comment)));
-    }
     s_addOnce(values_, std::string(line.size() > kMaxVariedBytes ? value : line));
     for (std::size_t i = 0, count = values_.size(); i < count; ++i) {
         s_addOnce(values_, trimmedOfQuotes(values_[i]));

@@ -117,10 +117,10 @@ std::size_t MimeStructure::replaceInnermost(std::size_t place) {
 
 void MimeStructure::closeInnermost() {
     for (const std::string &boundary : open_.back().boundaries) {
-        const auto found = levels_.find(boundary);
-        found->second.pop_back();
-        if (found->second.empty()) {
-            levels_.erase(found);
+        std::vector<std::size_t> &levels = levels_[boundary];
+        levels.pop_back();
+        if (levels.empty()) {
+            levels_.erase(boundary);
         }
     }
     open_.pop_back();
