@@ -400,6 +400,9 @@ std::string decodeText(const char *data, std::size_t length, const std::string &
     const std::string_view bytes(data, length);
     TextDecoder decoder(charset, bytes);
     std::string text;
+    // What is not needed of it is never touched.
+    constexpr std::size_t kMostPerByte = 3;
+    text.reserve(length * kMostPerByte);
     decoder.decode(bytes, text);
     decoder.finish(text);
     return text;

@@ -264,6 +264,14 @@ private:
     }
 
     void takeEscapeByte(char c, std::string &out) {
+        constexpr std::string_view kBeginsSequence = "($.N";
+        if (escape_.size() == 1 && kBeginsSequence.find(c) == std::string_view::npos) {
+            pairs_.flush(out);
+            appendUtf8(out, kReplacementCharacter);
+            escape_.clear();
+            takeByte(c, out);
+            return;
+        }
         const std::string sequence = escape_.substr(1) + c;
         if (sequence == kSingleShift) {
             isSingleShifted_ = true;

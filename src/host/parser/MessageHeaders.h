@@ -31,7 +31,8 @@ public:
     void take(const ReceivedHeader &header);
 
     const RefHeaderList &list() const { return list_; }
-    const MimeContent &content() const { return content_.content(); }
+    // What the headers say about the content; to be asked once.
+    MimeContent content() { return content_.content(); }
 
 private:
     bool isKept(const ReceivedHeader &header);

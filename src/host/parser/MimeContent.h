@@ -6,6 +6,7 @@
 // Threads: one object is for one thread at a time.
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/parser/HeaderBlock.h"
@@ -38,7 +39,8 @@ public:
     // Takes the next header of a block, whatever its name.
     void take(const ReceivedHeader &header);
 
-    const MimeContent &content() const { return content_; }
+    // What was read; gives it away.
+    MimeContent content() { return std::move(content_); }
 
 private:
     MimeContent content_;

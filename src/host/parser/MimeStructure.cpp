@@ -31,10 +31,10 @@ bool s_isEmpty(std::string_view bytes) {
 
 } // namespace
 
-MimeStructure::MimeStructure(const MimeContent &content, const LineReader &lines,
-                             const MailLimits &limits, MailLimitSet &hits)
+MimeStructure::MimeStructure(MimeContent content, const LineReader &lines, const MailLimits &limits,
+                             MailLimitSet &hits)
     : lines_(lines), limits_(limits), hits_(hits), start_(lines.offset()), pending_(kNoLevel) {
-    addEntity(content, 0);
+    addEntity(std::move(content), 0);
 }
 
 // The boundary must be the whole line behind the dashes, but for blanks. Innermost multipart first.
@@ -67,24 +67,24 @@ std::size_t MimeStructure::parentAt(std::size_t level) const {
     return open_[std::min(level, deepest)].entity;
 }
 
-void MimeStructure::addEntity(const MimeContent &content, std::size_t parent) {
+void MimeStructure::addEntity(MimeContent described, std::size_t parent) {
     const std::size_t place = entities_.size();
-    entities_.push_back({parent, content, std::string_view(), false});
+    entities_.push_back({parent, std::move(described), std::string_view(), false});
     start_ = lines_.offset();
     isReading_ = true;
-    MimeEntity &entity = entities_.back();
+    MimeContent &content = entities_.back().content;
     if (content.isCut) {
         hits_.insert(MailLimit::HeaderValueBytes);
     }
     if (place != parent && entities_[parent].content.subtype == "digest" && !content.isTyped) {
-        entity.content.type = "message";
-        entity.content.subtype = "rfc822";
+        content.type = "message";
+        content.subtype = "rfc822";
     }
     if (content.type == "multipart" && !content.boundaries.empty()) {
         open(place);
     } else if (content.type == "multipart") {
-        entity.content.type = "text";
-        entity.content.subtype = "plain";
+        content.type = "text";
+        content.subtype = "plain";
     }
 }
 

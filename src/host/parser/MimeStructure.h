@@ -39,7 +39,7 @@ class MimeStructure {
 public:
     // Of the message over whose bytes lines walks, and whose headers, which say what content is,
     // have been read. Limits it runs into are noted in hits. Everything is borrowed.
-    MimeStructure(const MimeContent &content, const LineReader &lines, const MailLimits &limits,
+    MimeStructure(MimeContent content, const LineReader &lines, const MailLimits &limits,
                   MailLimitSet &hits);
 
     // The next table: the message itself, or the multiparts around what follows, and then parts
@@ -72,7 +72,7 @@ private:
     std::size_t parentAt(std::size_t level) const;
     std::vector<MimeEntity> takeTable();
     void readLines();
-    void addEntity(const MimeContent &content, std::size_t parent);
+    void addEntity(MimeContent described, std::size_t parent);
     void addPart(std::size_t level);
     void open(std::size_t place);
     std::size_t replaceInnermost(std::size_t place);
