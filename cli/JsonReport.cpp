@@ -8,6 +8,7 @@
 
 #include "Report.h"
 #include "corvane/Engine.h"
+#include "report/Numbers.h"
 
 namespace Corvane::Cli {
 
@@ -119,7 +120,7 @@ private:
     void setVerdict(Json &object, const corvane::Verdict &verdict) const {
         object["language"] = verdict.language();
         object["mask"] = verdict.mask();
-        object["score"] = shownTotal(verdict, context_.threshold);
+        object["score"] = Reporting::shownTotal(verdict, context_.threshold);
         object["tripped"] = verdict.stopped();
         object["over"] = verdict.over();
         object["rules"] = s_rules(verdict);

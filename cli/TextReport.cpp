@@ -4,6 +4,7 @@
 #include "MessageSource.h"
 #include "Report.h"
 #include "host/parser/Logger.h"
+#include "report/Numbers.h"
 
 namespace Corvane::Cli {
 
@@ -28,7 +29,8 @@ public:
             return;
         }
         const corvane::Verdict &verdict = result.verdict;
-        out_ << std::setw(kScoreWidth) << shownTotal(verdict, context_.threshold) << "  ";
+        out_ << std::setw(kScoreWidth) << Reporting::shownTotal(verdict, context_.threshold)
+             << "  ";
         mark(result);
         out_ << "  " << Logger::printable(MessageSource::label(result.file, result.index));
         if (verdict.language() != "DEFAULT") {
@@ -54,7 +56,8 @@ public:
             return;
         }
         out_ << totals.scanned << " of " << totals.all() << " messages scanned, " << totals.over
-             << " over " << shortest(context_.threshold) << ", " << totals.failed << " not read";
+             << " over " << Reporting::shortest(context_.threshold) << ", " << totals.failed
+             << " not read";
         if (totals.undecided > 0) {
             out_ << ", " << totals.undecided << " undecided";
         }

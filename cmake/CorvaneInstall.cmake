@@ -43,6 +43,15 @@ foreach(module IN ITEMS corvane-heuristic corvane)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/tmpfiles/corvane.conf DESTINATION lib/tmpfiles.d)
 
+if(CORVANE_BUILD_DAEMON)
+  file(RELATIVE_PATH libraries_from_daemon
+    ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(corvane-milter PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_daemon}")
+  install(TARGETS corvane-milter RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/man/corvane-milter.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/man/corvane-milter.toml.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+endif()
+
 if(CORVANE_BUILD_CLI)
   file(RELATIVE_PATH libraries_from_command
     ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})

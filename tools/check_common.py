@@ -6,7 +6,9 @@ import pathlib
 import sys
 
 # Everything that is compiled lies below these; none of them holds build output.
-SOURCE_DIRS = ("include", "src", "cli", "daemon", "tests", "fuzzers", "benchmarks", "examples")
+SOURCE_DIRS = (
+    "include", "src", "report", "cli", "daemon", "tests", "fuzzers", "benchmarks", "examples",
+)
 
 # Built by a project of its own against the installed libraries.
 SEPARATE_PROJECTS = ("tests/check/consumer",)

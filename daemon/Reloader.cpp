@@ -1,0 +1,83 @@
+#include "Reloader.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <exception>
+#include <memory>
+
+namespace Corvane::Milter {
+
+SetupRef loadSetup(const std::string &configFile) {
+    auto setup = std::make_shared<Setup>();
+    setup->config = Config::read(configFile);
+    setup->rules = corvane::RuleSet::load(setup->config.rules);
+    return setup;
+}
+
+void logRules(const corvane::RuleSet &rules, const Log &log) {
+    constexpr std::size_t kMostProblems = 20;
+    const auto &problems = rules.problems();
+    for (std::size_t each = 0; each < std::min(problems.size(), kMostProblems); ++each) {
+        log.write(LogLine(LogLevel::Info, "rule_problem").add("text", toString(problems[each])));
+    }
+    log.write(LogLine(rules.empty() ? LogLevel::Error : LogLevel::Info, "rules")
+                  .add("generation", rules.generation())
+                  .add("loaded", std::uint64_t{rules.counts().loaded})
+                  .add("active", std::uint64_t{rules.counts().active})
+                  .add("refused", std::uint64_t{rules.counts().refused})
+                  .add("duplicates", std::uint64_t{rules.counts().duplicates})
+                  .add("problems", std::uint64_t{problems.size()}));
+}
+
+std::string_view nameOf(Reloader::Outcome outcome) {
+    constexpr std::array<std::string_view, 3> kNames = {"replaced", "failed", "empty"};
+    return kNames.at(static_cast<std::size_t>(outcome));
+}
+
+Reloader::Result Reloader::load() {
+    const SetupRef old = shared_.live.current();
+    Result result;
+    result.former = old->rules.generation();
+    result.current = result.former;
+    try {
+        const SetupRef fresh = loadSetup(old->config.file);
+        if (fresh->rules.empty() && !old->rules.empty()) {
+            result.outcome = Outcome::KeptEmpty;
+            result.reason = "the new rule set has no rules; see that the directories in the "
+                            "configuration hold some";
+            return result;
+        }
+        result.current = fresh->rules.generation();
+        log_.configure(fresh->config.log.format, fresh->config.log.level);
+        shared_.slots.resize(fresh->config.bounds.scans);
+        shared_.live.replace(fresh);
+        logRules(fresh->rules, log_);
+    } catch (const std::bad_alloc &) {
+        result.outcome = Outcome::KeptFailed;
+        result.reason = "out of memory; let the daemon have more";
+    } catch (const std::exception &failure) {
+        result.outcome = Outcome::KeptFailed;
+        result.reason = failure.what();
+    }
+    return result;
+}
+
+Reloader::Result Reloader::reload() {
+    const std::lock_guard<std::mutex> one(one_);
+    const auto begun = std::chrono::steady_clock::now();
+    const Result result = load();
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begun;
+    LogLine line(result.reason.empty() ? LogLevel::Info : LogLevel::Error, "reload");
+    line.add("result", nameOf(result.outcome))
+        .add("former", result.former)
+        .add("current", result.current)
+        .addMillis("took_ms", took.count());
+    if (!result.reason.empty()) {
+        line.add("reason", result.reason);
+    }
+    log_.write(line);
+    return result;
+}
+
+} // namespace Corvane::Milter

@@ -1,0 +1,60 @@
+#ifndef CORVANE_DAEMON_RELOADER_H
+#define CORVANE_DAEMON_RELOADER_H
+
+// Reads configuration and rules beside the running ones, and puts them in their place.
+//
+// Threads: any; reloads run one at a time, on the thread that asks for them.
+
+#include <mutex>
+#include <string>
+
+#include "Live.h"
+#include "Log.h"
+#include "Transaction.h"
+
+namespace Corvane::Milter {
+
+// Reads the file and loads the rules that it names. Throws ConfigError, corvane::LoadError and
+// std::bad_alloc.
+SetupRef loadSetup(const std::string &configFile);
+
+// A line for each problem with single rules, so many at the most, and one that sums them up.
+void logRules(const corvane::RuleSet &rules, const Log &log);
+
+class Reloader {
+public:
+    enum class Outcome {
+        Replaced,   // the new setup is in place
+        KeptFailed, // it could not be read or loaded; the old one stays
+        KeptEmpty   // it has no rules, but the old one has; that stays
+    };
+
+    struct Result {
+        Outcome outcome = Outcome::Replaced;
+        // Why the old setup was kept.
+        std::string reason;
+        // Generations of the rules that were in place, and that are.
+        std::string former;
+        std::string current;
+    };
+
+    // All must outlive it.
+    Reloader(Shared &shared, Log &log) : shared_(shared), log_(log) {}
+
+    // Throws nothing. Whatever becomes of it is logged.
+    Result reload();
+
+private:
+    Result load();
+
+    Shared &shared_;
+    Log &log_;
+    std::mutex one_;
+};
+
+// Such as "replaced"; lives for ever.
+std::string_view nameOf(Reloader::Outcome outcome);
+
+} // namespace Corvane::Milter
+
+#endif
