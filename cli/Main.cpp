@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Ctl.h"
 #include "Decrypt.h"
 #include "Encrypt.h"
 #include "ExitStatus.h"
@@ -27,7 +28,7 @@ std::string s_explain(const CLI::App &app, const std::string &fault) {
 
 // The library would only say that a subcommand is missing.
 std::string s_refuseSubcommand(int argc, char **argv) {
-    const std::string known = "there are scan, encrypt and decrypt; try 'corvane --help'\n";
+    const std::string known = "there are scan, encrypt, decrypt and ctl; try 'corvane --help'\n";
     return argc > 1 ? std::string("corvane: unknown subcommand '") + argv[1] + "'; " + known
                     : "corvane: name a subcommand; " + known;
 }
@@ -103,11 +104,13 @@ int s_run(int argc, char **argv) {
     app.formatter(std::make_shared<HelpFormatter>());
     app.require_subcommand(1);
     ScanArguments scan;
+    CtlArguments ctl;
     RuleSetCopyOptions encrypt;
     RuleSetCopyOptions decrypt;
     addScanCommand(app, scan);
     addEncryptCommand(app, encrypt);
     addDecryptCommand(app, decrypt);
+    addCtlCommand(app, ctl);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -124,6 +127,9 @@ int s_run(int argc, char **argv) {
     }
     if (app.got_subcommand("decrypt")) {
         return runDecrypt(decrypt, out, std::cerr);
+    }
+    if (app.got_subcommand("ctl")) {
+        return runCtl(ctl, out, std::cerr);
     }
     return runScan(scan, out, std::cerr);
 }

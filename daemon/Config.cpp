@@ -30,6 +30,10 @@ constexpr std::size_t kMostPrefixBytes = 64;
 // The protocol takes 980, the code in front included.
 constexpr std::size_t kMostReplyBytes = 900;
 
+// Of a socket: beside the path itself one with the number of a process is bound.
+constexpr std::size_t kReservedBytes = 16;
+constexpr std::size_t kMostPathBytes = sizeof(sockaddr_un::sun_path) - kReservedBytes;
+
 struct LimitKey {
     const char *key;
     unsigned int corvane::Limits::*field;
@@ -77,9 +81,6 @@ void s_readInet(TableReader &table, const std::string &text, SocketConfig &socke
 }
 
 void s_readUnix(TableReader &table, const std::string &path, SocketConfig &socket) {
-    // Beside the path itself one with the number of a process is bound.
-    constexpr std::size_t kReservedBytes = 16;
-    constexpr std::size_t kMostPathBytes = sizeof(sockaddr_un::sun_path) - kReservedBytes;
     if (path.empty() || path.front() != '/') {
         table.refuse("socket", "the path is not absolute; write unix:/PATH");
     } else if (path.size() > kMostPathBytes) {
@@ -123,6 +124,39 @@ void s_readMilter(const toml::table *from, Config &config, Faults &faults) {
     if (const auto seconds = table.number("timeout", {10, kMostSeconds, "seconds"})) {
         config.socket.timeout = std::chrono::seconds(static_cast<long>(*seconds));
     }
+}
+
+bool s_isLoopback(const std::string &host) {
+    const std::optional<Address> address = addressOf(host);
+    return address.has_value() && (Network::parse("127.0.0.0/8")->holds(*address) ||
+                                   address == addressOf(std::string("::1")));
+}
+
+void s_readControl(const toml::table *from, Config &config, Faults &faults) {
+    TableReader table(from, "control", faults);
+    ControlConfig &control = config.control;
+    table.text("socket", control.path);
+    if (!control.path.empty() &&
+        (control.path.front() != '/' || control.path.size() > kMostPathBytes)) {
+        table.refuse("socket", "no absolute path of " + std::to_string(kMostPathBytes) +
+                                   " bytes at most; write one, or \"\" for no socket");
+    }
+    std::string metrics;
+    table.text("metrics", metrics);
+    if (metrics.empty()) {
+        return;
+    }
+    const std::size_t colon = metrics.rfind(':');
+    const std::string port = metrics.substr(std::min(colon, metrics.size() - 1) + 1);
+    const std::string host = metrics.substr(0, colon);
+    const auto read = std::from_chars(port.data(), port.data() + port.size(), control.port);
+    if (read.ec != std::errc() || read.ptr != port.data() + port.size() || control.port == 0 ||
+        control.port > kMostPort || !s_isLoopback(host)) {
+        table.refuse("metrics", "no address of this machine alone with a port; write such as "
+                                "\"127.0.0.1:9464\"");
+        return;
+    }
+    control.host = host;
 }
 
 void s_readScan(const toml::table *from, Config &config, Faults &faults) {
@@ -273,6 +307,7 @@ void s_readAll(const toml::table &from, Config &config, Faults &faults) {
         }
     }
     s_readMilter(root.table("milter"), config, faults);
+    s_readControl(root.table("control"), config, faults);
     s_readScan(root.table("scan"), config, faults);
     s_readBounds(root.table("limits"), config, faults);
     s_readHeaders(root.table("headers"), config, faults);

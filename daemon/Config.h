@@ -67,12 +67,22 @@ struct SocketConfig {
     std::chrono::seconds timeout{600};
 };
 
+struct ControlConfig {
+    // Of the Unix socket; "" for none.
+    std::string path = "/run/corvane/control.sock";
+    // For metrics and health alone: an address of loopback; "" for none.
+    std::string host;
+    unsigned int port = 0;
+};
+
 struct Config {
     // The file that it was read from.
     std::string file;
 
     std::vector<std::string> rules = {"/etc/corvane/rules"};
     SocketConfig socket;
+
+    ControlConfig control;
 
     struct Scan {
         float threshold = 5.0F;

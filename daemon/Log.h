@@ -61,6 +61,7 @@ public:
         level_ = level;
     }
     LogLevel level() const { return level_; }
+    void level(LogLevel level) { level_ = level; }
 
     // Lines of a level beyond the one that is set are dropped; so is what cannot be written.
     void write(const LogLine &line) const;

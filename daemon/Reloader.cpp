@@ -52,6 +52,7 @@ Reloader::Result Reloader::load() {
         log_.configure(fresh->config.log.format, fresh->config.log.level);
         shared_.slots.resize(fresh->config.bounds.scans);
         shared_.live.replace(fresh);
+        shared_.metrics.generation(fresh->rules);
         logRules(fresh->rules, log_);
     } catch (const std::bad_alloc &) {
         result.outcome = Outcome::KeptFailed;
@@ -68,6 +69,7 @@ Reloader::Result Reloader::reload() {
     const auto begun = std::chrono::steady_clock::now();
     const Result result = load();
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begun;
+    shared_.metrics.reloaded(nameOf(result.outcome));
     LogLine line(result.reason.empty() ? LogLevel::Info : LogLevel::Error, "reload");
     line.add("result", nameOf(result.outcome))
         .add("former", result.former)

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Control.h"
 #include "Filter.h"
 #include "Live.h"
 #include "Log.h"
@@ -83,6 +84,7 @@ struct World {
     explicit World(SetupRef setup)
         : live(setup), shared(live, log, setup->config.bounds.scans), reloader(shared, log) {
         log.configure(setup->config.log.format, setup->config.log.level);
+        shared.metrics.generation(setup->rules);
     }
 
     Log log;
@@ -127,6 +129,8 @@ void s_finish(const Shared &shared, std::chrono::seconds atMost) {
 void s_serve(World &world, Signals &signals) {
     const std::chrono::seconds stop = world.live.current()->config.bounds.stop;
     Filter filter(world.shared, world.live.current()->config.socket);
+    const Control control(world.shared, world.reloader, world.log,
+                          world.live.current()->config.control);
     std::atomic<bool> ended{false};
     std::thread listener([&] {
         filter.run();

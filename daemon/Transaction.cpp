@@ -227,6 +227,7 @@ Outcome Transaction::finish(const std::string &id) {
         outcome.answer = Outcome::Answer::TempFail;
         return outcome;
     }
+    shared_.metrics.received();
     // The newest: rules may have been loaded since the message began.
     const SetupRef setup = shared_.live.current();
     const Scored scored = this->scored(*setup);
@@ -242,7 +243,10 @@ Outcome Transaction::finish(const std::string &id) {
             outcome.hold = "score " + std::to_string(scored.score);
         }
     }
-    log(scored, *setup, id, decision.tempFail ? "tempfail" : std::string(nameOf(decision.action)));
+    const std::string action =
+        decision.tempFail ? "tempfail" : std::string(nameOf(decision.action));
+    shared_.metrics.scored(scored, action, Clock::now() - begin_);
+    log(scored, *setup, id, action);
     end();
     return outcome;
 }

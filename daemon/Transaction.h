@@ -26,6 +26,7 @@
 
 #include "Live.h"
 #include "Log.h"
+#include "Metrics.h"
 #include "Network.h"
 #include "Scoring.h"
 #include "Slots.h"
@@ -41,11 +42,13 @@ struct Shared {
     Live &live;
     const Log &log;
     Slots slots;
+    Metrics metrics;
     // Connections, and messages that have begun and not ended.
     std::atomic<unsigned int> sessions{0};
     std::atomic<unsigned int> messages{0};
-    // Whether no message may begin any more.
+    // Whether no message may begin: for good, and until it is told otherwise.
     std::atomic<bool> closing{false};
+    std::atomic<bool> draining{false};
 };
 
 // What the server is to do, in this order, and then answer.

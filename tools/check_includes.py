@@ -52,6 +52,8 @@ THIRD_PARTY = {
     "libmilter/": "daemon",
     "toml++/": "daemon",
     "systemd/": "daemon",
+    "prometheus/": "daemon",
+    "httplib.h": "daemon",
 }
 PROGRAMS = {"cli", "daemon", "examples"}
 
@@ -142,7 +144,9 @@ def outside_fault(path, name):
     """What is wrong with a file of a box including a header in angle brackets, or None."""
     box = box_of(path)
     owners = [owner for start, owner in THIRD_PARTY.items() if name.startswith(start)]
-    if owners and owners[0] != box and not (name.startswith("nlohmann/") and box in PROGRAMS):
+    if owners and owners[0] != box and not (
+        name.startswith(("nlohmann/", "httplib.h")) and box in PROGRAMS
+    ):
         return f"belongs to '{owners[0]}'; wrap what is needed there"
     if owners and path.endswith(".h") and box not in PROGRAMS:
         return "a third-party header in a header; forward-declare, and include it in the .cpp file"

@@ -50,6 +50,9 @@ TEST(Config, RefusesWithPlaceAndRemedy) {
         {"[milter]\nsocket = \"inet:65536@127.0.0.1\"\n", "milter.socket: no port and numeric"},
         {"[milter]\nsocket = \"inet:8890\"\n", "milter.socket: no port and numeric"},
         {"[milter]\nsocket_mode = \"0999\"\n", "milter.socket_mode: no permissions in octal"},
+        {"[control]\nsocket = \"x\"\n", "control.socket: no absolute path"},
+        {"[control]\nmetrics = \"0.0.0.0:9464\"\n", "control.metrics: no address of this machine"},
+        {"[control]\nmetrics = \"127.0.0.1\"\n", "control.metrics: no address of this machine"},
         {"[headers]\nprefix = \"X Corvane\"\n", "headers.prefix: no beginning of a header's name"},
         {"[headers]\nreport = 1\n", "headers.report: this is neither true nor false"},
         {"[[actions]]\nmin = 5\n", "actions.action is missing"},
@@ -105,8 +108,9 @@ TEST(Config, TakesWhatIsWritten) {
 // The fault of an unknown key names all others of its table.
 TEST(Config, ManPageNamesEachKey) {
     const std::string page = TempDir::read(CORVANE_CONFIG_PAGE);
-    for (const char *table : {"", "[milter]\n", "[scan]\n", "[limits]\n", "[headers]\n",
-                              "[[actions]]\n", "[on_error]\n", "[skip]\n", "[log]\n"}) {
+    for (const char *table :
+         {"", "[milter]\n", "[control]\n", "[scan]\n", "[limits]\n", "[headers]\n", "[[actions]]\n",
+          "[on_error]\n", "[skip]\n", "[log]\n"}) {
         const std::string fault = faultOf(std::string(table) + "unknown = 1\n");
         const std::size_t list = fault.find("there are ") + 10;
         std::istringstream keys(fault.substr(list, fault.find(", see", list) - list));

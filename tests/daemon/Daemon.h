@@ -54,7 +54,8 @@ public:
     static std::string text(const TempDir &directory, const std::string &more,
                             const std::string &socket = {}) {
         return "rules = [\"" + directory.path("rules") + "\"]\n[milter]\nsocket = \"" +
-               (socket.empty() ? "unix:" + directory.path("milter.sock") : socket) + "\"\n" + more;
+               (socket.empty() ? "unix:" + directory.path("milter.sock") : socket) + "\"\n" +
+               "[control]\nsocket = \"" + directory.path("control.sock") + "\"\n" + more;
     }
 
     const std::string &socket() const { return socket_; }
