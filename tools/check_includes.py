@@ -40,7 +40,6 @@ THIRD_PARTY = {
     "glib": "parser",
     "gio/": "parser",
     "gobject/": "parser",
-    "libxml/": "parser",
     "pcre2": "regex",
     "hs.h": "regex",
     "hs_": "regex",

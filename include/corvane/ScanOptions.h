@@ -29,8 +29,8 @@ struct Limits {
     unsigned int decodedBytes = 2U << 20U;     // decoded plain text, all parts together
     unsigned int textBytes = 64U << 10U;       // each decoded text
     unsigned int rawBodyBytes = 128U << 10U;   // the body as received
-    unsigned int htmlBytes = 2U << 20U;        // HTML, all parts together
-    unsigned int htmlTagBytes = 16U << 10U;    // one tag
+    unsigned int htmlBytes = 2U << 20U;        // text in HTML, all parts together
+    unsigned int htmlTagBytes = 16U << 10U;    // one attribute's value
 };
 
 struct ScanOptions {

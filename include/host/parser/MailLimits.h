@@ -39,8 +39,8 @@ enum class MailLimit : unsigned int {
     DecodedBytes,     // decoded plain text, all parts together; URIs are looked for in this much
     TextBytes,        // each decoded text, its last line end included
     RawBodyBytes,     // the body as received, the same way
-    HtmlBytes,        // HTML, all parts together
-    HtmlTagBytes      // one tag; its remaining attributes are dropped
+    HtmlBytes,        // text in HTML, all parts together; markup, scripts and sheets don't count
+    HtmlTagBytes      // the value of one attribute; the rest of it is dropped
 };
 
 // The usual values. Bytes where the name says so, else counts.

@@ -277,7 +277,9 @@ SeenText MailText::plainText(const MimeEntity &entity) {
 SeenText MailText::renderedHtml(const MimeEntity &entity) {
     std::string storage;
     constexpr std::string_view kUnicode = "utf";
-    const DecodedContent content = decoded(entity, MailLimit::HtmlBytes, htmlBytesLeft_, storage);
+    // The limit is one on text, and markup does not count: all of the part is read.
+    const DecodedContent content =
+        decodeTransfer(entity.bytes, entity.content.encoding, std::string::npos - 1, storage);
     const std::string_view bytes = content.bytes;
     std::string charset = entity.content.charset;
     if (charset.empty()) {
@@ -286,9 +288,8 @@ SeenText MailText::renderedHtml(const MimeEntity &entity) {
         charset = charset.compare(0, kUnicode.size(), kUnicode) == 0 ? "utf-8" : charset;
     }
     const std::string html = decodeText(bytes.data(), bytes.size(), charset);
-    SeenText piece = seen(htmlToText(html, limits_, hits_, uris_));
-    uris_.scan(UriContainer::kHtml, piece.seen, content.isCut ? TextEnd::Cut : TextEnd::Whole);
-    return piece;
+    HtmlText text = htmlToText(html, limits_, hits_, uris_, htmlBytesLeft_);
+    return {std::move(text.seen), std::move(text.sent), text.differs};
 }
 
 } // namespace Corvane

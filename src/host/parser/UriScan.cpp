@@ -158,13 +158,14 @@ bool s_leadsSomewhere(std::string_view uri, std::size_t start) {
 } // namespace
 
 UriCollector::UriCollector(const MailLimits &limits, MailLimitSet &hits)
-    : limits_(limits), hits_(hits), container_(nullptr), seen_(UriContainer::kHtml + 1), count_(0) {
+    : limits_(limits), hits_(hits), container_(nullptr), seen_(UriContainer::kHtml + 1), count_(0),
+      hiddenCount_(0), bytes_(0) {
     auto container = std::make_unique<UriContainer>();
     container_ = container.get();
     attribute_ = Ref<MPartAttribute>(container.release());
 }
 
-void UriCollector::add(unsigned int source, std::string uri) {
+std::string_view UriCollector::add(unsigned int source, std::string uri, UriSight sight) {
     const std::size_t longest = limits_.value(MailLimit::UriBytes);
     if (uri.size() > longest) {
         hits_.insert(MailLimit::UriBytes);
@@ -172,15 +173,22 @@ void UriCollector::add(unsigned int source, std::string uri) {
     }
     auto &seen = seen_[source];
     if (seen.count(uri) != 0) {
-        return;
+        return {};
     }
-    if (count_ == limits_.value(MailLimit::Uris)) {
+    const unsigned int most = limits_.value(MailLimit::Uris);
+    const bool isHidden = sight == UriSight::Hidden;
+    if (count_ == most || (isHidden && hiddenCount_ >= most / 2) ||
+        bytes_ + uri.size() > kMaxUriBytesOfAll) {
         hits_.insert(MailLimit::Uris);
-        return;
+        return {};
     }
     ++count_;
+    hiddenCount_ += isHidden ? 1 : 0;
+    bytes_ += uri.size();
     container_->add(source, Uri(uri));
-    seen.insert(container_->sourced().at(source).back().asString());
+    const std::string &kept = container_->sourced().at(source).back().asString();
+    seen.insert(kept);
+    return kept;
 }
 
 void UriCollector::scan(unsigned int source, std::string_view text, TextEnd textEnd) {
@@ -198,7 +206,7 @@ void UriCollector::scan(unsigned int source, std::string_view text, TextEnd text
         const auto uri = s_withoutTail(text.substr(start.offset, end - start.offset));
         const bool isWhole = textEnd == TextEnd::Whole || end < text.size();
         if (isWhole && s_leadsSomewhere(uri, start.rest - start.offset)) {
-            add(source, (isScheme ? "" : "http://") + std::string(uri));
+            add(source, (isScheme ? "" : "http://") + std::string(uri), UriSight::Shown);
         }
         const std::size_t next = std::max(end, found + 1);
         colon = colon < next ? text.find(':', next) : colon;
@@ -206,7 +214,8 @@ void UriCollector::scan(unsigned int source, std::string_view text, TextEnd text
     }
 }
 
-void UriCollector::addAttribute(unsigned int source, std::string_view value) {
+std::string_view UriCollector::addAttribute(unsigned int source, std::string_view value,
+                                            UriSight sight) {
     std::string uri(value);
     stringRightTrim(uri);
     stringLeftTrim(uri);
@@ -215,9 +224,9 @@ void UriCollector::addAttribute(unsigned int source, std::string_view value) {
               uri.end());
     if (uri.empty() || uri.front() == '#' || s_startsWith(uri, "cid:") ||
         s_startsWith(uri, "data:image/")) {
-        return;
+        return {};
     }
-    add(source, std::move(uri));
+    return add(source, std::move(uri), sight);
 }
 
 } // namespace Corvane

@@ -19,6 +19,14 @@ namespace Corvane {
 // Whether a text ends where its author ended it, or where it was cut.
 enum class TextEnd { Whole, Cut };
 
+// Whether the reader of a mail can come upon a link. Hidden ones use up no more than half of the
+// limit on URIs, so that they cannot push out what is shown.
+enum class UriSight { Shown, Hidden };
+
+// What the texts of all URIs may come to together, in bytes; further ones count as beyond the limit
+// on URIs.
+constexpr std::size_t kMaxUriBytesOfAll = 4U << 20U;
+
 class UriCollector {
 public:
     // Notes the limits it runs into in hits. Both must outlive the collector.
@@ -32,14 +40,16 @@ public:
 
     // Adds an attribute's value as it stands, except white space around it and line ends and tabs
     // in it, which no client minds. Values that lead nowhere outside the message are dropped: empty
-    // ones, fragments, cid: and embedded images.
-    void addAttribute(unsigned int source, std::string_view value);
+    // ones, fragments, cid: and embedded images. Answers the text that is kept, which lasts as long
+    // as the container, or nothing if it was dropped or is there already.
+    std::string_view addAttribute(unsigned int source, std::string_view value,
+                                  UriSight sight = UriSight::Shown);
 
     // The collected URIs: a handle on the container that later calls still add to.
     const Ref<MPartAttribute> &attribute() const { return attribute_; }
 
 private:
-    void add(unsigned int source, std::string uri);
+    std::string_view add(unsigned int source, std::string uri, UriSight sight);
 
     const MailLimits &limits_;
     MailLimitSet &hits_;
@@ -49,6 +59,8 @@ private:
     // By source; the texts are those in the container, whose lists never move them.
     std::vector<std::unordered_set<std::string_view>> seen_;
     unsigned int count_;
+    unsigned int hiddenCount_;
+    std::size_t bytes_;
 };
 
 } // namespace Corvane

@@ -1,7 +1,8 @@
 #include "host/parser/HtmlText.h"
 
+#include <algorithm>
+#include <sstream>
 #include <string>
-#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,9 @@ std::string repeated(const std::string &piece, unsigned int count) {
 
 struct Rendering {
     std::string text;
+    std::string sent;
+    std::size_t hiddenBytes = 0;
+    std::size_t invisibleCharacters = 0;
     std::string uris;
     MailLimitSet hits;
 };
@@ -28,7 +32,12 @@ Rendering render(const std::string &html, unsigned int maxTagBytes = kMaxHtmlTag
     MailLimits limits;
     limits.value(MailLimit::HtmlTagBytes, maxTagBytes);
     UriCollector uris(limits, result.hits);
-    result.text = htmlToText(html, limits, result.hits, uris);
+    std::size_t textBytesLeft = limits.value(MailLimit::HtmlBytes);
+    const HtmlText text = htmlToText(html, limits, result.hits, uris, textBytesLeft);
+    result.text = text.seen;
+    result.sent = text.differs ? text.sent : "same";
+    result.hiddenBytes = text.hiddenBytes;
+    result.invisibleCharacters = text.invisibleCharacters;
     const auto *found = dynamic_cast<const UriContainer *>(uris.attribute().operator->());
     for (const auto &[source, list] : found->sourced()) {
         for (const Uri &uri : list) {
@@ -69,8 +78,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "abd"},
         HtmlRow{"scriptThatLooksLikeLongTag",
                 "<script><x " + repeated("y ", 20000) + "</script><p>seen", "seen"},
-        HtmlRow{"entities", "&lt;b&gt; &amp;amp; &eacute;&#x4E2D;&#25991; &bogus; AT&T &#0;",
-                "<b> &amp; \u00E9\u4E2D\u6587 &bogus; AT&T"},
+        HtmlRow{"entities", "&lt;b&gt; &amp;amp; &eacute;&#x4E2D;&#25991; &bogus; AT&T&#0;",
+                "<b> &amp; \u00E9\u4E2D\u6587 &bogus; AT&T\uFFFD"},
         HtmlRow{"metaIsIgnored",
                 "<meta charset=iso-8859-1><meta http-equiv=content-type "
                 "content='text/html; charset=utf-16'>\u00E9\u4E2D",
@@ -87,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "a\nb"},
         HtmlRow{"comments",
                 "a<!-->b<!--->c<!-- > -- --!>d<!--<!x>-->e</!--x--></><p title='<!--'>f</P><!--g",
-                "abcde\nf"},
+                "abcde\nf\n<!--"},
         HtmlRow{"markupInScript", "<script>'<!--</html>'</script>a<style><!-- </style>b", "ab"},
         HtmlRow{"declarations",
                 "<?xml version='1.0'?><!DOCTYPE html><html xmlns='x'><!x>a"
@@ -95,27 +104,92 @@ INSTANTIATE_TEST_SUITE_P(
                 "ace"}),
     [](const auto &row) { return std::string(row.param.name); });
 
-TEST(HtmlToText, CollectsUris) {
-    const Rendering result =
-        render("<base href='http://base/'><a HREF=' http://a/?x=1&amp;y=2 '>http://shown</a>"
-               "<img src=//i/1.gif><form action=\"/go\"><a href></a><a href=http://a/?x=1&amp;y=2>"
-               "<img alt='http://no'>");
-    EXPECT_EQ(result.uris, "2http://a/?x=1&y=2 2//i/1.gif 2/go ");
-    EXPECT_TRUE(result.hits.empty());
+struct LinkRow {
+    const char *name;
+    std::string html;
+    std::string expected; // each with a blank behind it
+};
+
+void PrintTo(const LinkRow &row, std::ostream *out) {
+    *out << row.name;
 }
 
-TEST(HtmlToText, CutsLongTag) {
+class HtmlLinks : public testing::TestWithParam<LinkRow> {};
+
+TEST_P(HtmlLinks, ListsWhereTheyLead) {
+    std::string expected;
+    std::istringstream links(GetParam().expected);
+    for (std::string link; links >> link;) {
+        expected += "2" + link + ' ';
+    }
+    EXPECT_EQ(render(GetParam().html).uris, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, HtmlLinks,
+    testing::Values(
+        LinkRow{"attributes",
+                "<a HREF=' http://a/?x=1&amp;y=2 '>x</a><img src=//i/1.gif><form action=\"/go\">"
+                "<a href></a><a href=http://a/?x=1&amp;y=2>x</a><img alt=''>",
+                "http://a/?x=1&y=2 //i/1.gif /go"},
+        LinkRow{"glued",
+                "<a/href=\"http://a/\">x</a><a/b/href=http://b>x</a><img/src=c><a a=\"b\"/href=d>x"
+                "</a><img\fsrc=e>",
+                "http://a/ http://b c d e"},
+        LinkRow{"references", "<a href='http&colon;&sol;&sol;a&period;b&#x2f;'>x</a>",
+                "http://a.b/"},
+        LinkRow{"otherAttributes",
+                "<button formaction=a></button><td background=b><video poster=c></video>"
+                "<object data=d></object><svg><image xlink:href=e /></svg><input src=f>",
+                "a b c d e f"},
+        LinkRow{"srcset", "<img srcset='a 1x, b,c 2x,,d (x, y) 3x, e'>", "a b,c d e"},
+        LinkRow{"refresh",
+                "<meta http-equiv=Refresh content='5 ; URL = \"http://a/\" x'>"
+                "<meta http-equiv=refresh content='0,http://b'><meta content='0;url=http://c'>",
+                "http://a/ http://b"},
+        LinkRow{"css",
+                "<style>@import \"a\"; @import url(b); p{background:url( 'c' )}"
+                "@media x{p{background:URL(d)}}/*url(e)*/</style><p style='background:url(\"f\")'>",
+                "a b c d f"},
+        LinkRow{"vml",
+                "<!--[if gte mso 9]><v:rect href=\"a\"><v:fill src='b'/></v:rect><![endif]-->",
+                "a b"},
+        LinkRow{"plainComment", "<!-- <a href=a>x</a> -->", ""},
+        LinkRow{"asBrowsersRead",
+                "<a href='ht\ntp:\\\\a\\b?c\\d'>x</a><a href=' \x01https:/e'>x</a>",
+                "http:\\\\a\\b?c\\d http://a/b?c\\d \x01https:/e https://e"},
+        LinkRow{
+            "base",
+            "<a href=b>x</a><base href='http://a/c/d?e'><base href=http://z><a href=../f?g>x</a>"
+            "<a href=/h>x</a><a href=//i>x</a><a href=?j>x</a><a href=mailto:k>x</a>",
+            "b http://a/c/d?e http://a/c/b http://z ../f?g http://a/f?g /h http://a/h //i "
+            "http://i ?j http://a/c/d?j mailto:k"},
+        LinkRow{"text", "see http://a/<b>b</b> <span hidden>www.c.example</span>",
+                "http://a/b http://www.c.example"},
+        LinkRow{"foreignStyle", "<svg><style><a href=b>x</a></style></svg>", "b"}),
+    [](const auto &row) { return std::string(row.param.name); });
+
+TEST(HtmlToText, HiddenLinksLeaveRoomForShownOnes) {
+    std::string html;
+    for (unsigned int i = 0; i <= kMaxUris; ++i) {
+        html +=
+            "<a href=" + std::to_string(i) + "x>" + (i % 2 == 0 ? "" : "<b hidden>x</b>") + "</a>";
+    }
+    const Rendering result = render(html + "<a href=http://shown>seen</a>");
+    EXPECT_NE(result.uris.find("2http://shown "), std::string::npos);
+    EXPECT_EQ(result.hits, MailLimitSet{MailLimit::Uris});
+}
+
+TEST(HtmlToText, CutsLongValue) {
     constexpr unsigned int kLimit = 64;
     for (const unsigned int length : {kLimit - 1, kLimit, kLimit + 1, 5 * kLimit}) {
-        for (const char quote : {'"', '\'', ' '}) {
-            const std::string start = std::string("<a href=u id=") + quote;
-            const std::string end = std::string(1, quote) + ">";
-            const std::string tag =
-                start + std::string(length - start.size() - end.size(), 'x') + end;
-            ASSERT_EQ(tag.size(), length);
+        for (const std::string quote : {"\"", "'", ""}) {
+            const std::string junk(5 * kLimit, 'x');
+            const std::string tag = "<a id2=" + quote + junk + quote + " " + junk +
+                                    " href=" + quote + std::string(length, 'u') + quote + ">";
             const Rendering result = render("one<p>" + tag + "two</a><p>three", kLimit);
             EXPECT_EQ(result.text, "one\ntwo\nthree\n") << tag;
-            EXPECT_EQ(result.uris, "2u ");
+            EXPECT_EQ(result.uris, "2" + std::string(std::min(length, kLimit), 'u') + " ");
             EXPECT_EQ(result.hits.count(MailLimit::HtmlTagBytes), length > kLimit ? 1U : 0U);
         }
     }
@@ -131,27 +205,28 @@ TEST(HtmlToText, HostileHtmlIsAnswered) {
         tags += i % 2000 == 0 ? (i == 0 ? "<p" : "><p") : "";
         tags += " b" + std::to_string(i) + "='>'";
     }
-    const std::pair<std::string, bool> rows[] = {
-        {repeated("<font>", kMany), false},
-        {repeated("<b>", kMany) + "<div>" + repeated("<i>", kMany) + repeated("</b>", kMany),
-         false},
-        {repeated("<table><tr><td>", kMany), false},
-        {repeated("&amp;", 4 * kMany), false},
-        {repeated("&#", 4 * kMany), false},
-        {repeated("<", 10 * kMany), false},
-        {repeated("<a b='", kMany), true},
-        {repeated("<!--", kMany), false},
-        {attributes + ">", true},
-        {tags + ">", true},
-        {repeated("a<!x>", 4 * kMany), false},
-        {repeated("</html>", 4 * kMany), false},
-        {"<a " + repeated("<!--", 4 * kMany), true},
-        {repeated("</x>", 4 * kMany), false}};
-    for (const auto &[html, cut] : rows) {
-        const Rendering result = render(html + "'\" --><p>last words");
+    const std::string rows[] = {repeated("<font>", kMany),
+                                repeated("<b>", kMany) + "<div>" + repeated("<i>", kMany) +
+                                    repeated("</b>", kMany),
+                                repeated("<table><tr><td>", kMany),
+                                repeated("&amp;", 4 * kMany),
+                                repeated("&#", 4 * kMany),
+                                repeated("<", 10 * kMany),
+                                repeated("<a b='", kMany),
+                                repeated("<!--", kMany),
+                                attributes + ">",
+                                tags + ">",
+                                repeated("a<!x>", 4 * kMany),
+                                repeated("</html>", 4 * kMany),
+                                "<a " + repeated("<!--", 4 * kMany),
+                                repeated("</x>", 4 * kMany)};
+    for (const std::string &html : rows) {
+        const Rendering result = render(html + "'\" --><p>last words http://last");
         const std::string name = html.substr(0, 20);
-        EXPECT_EQ(result.hits.count(MailLimit::HtmlTagBytes), cut ? 1U : 0U) << name;
-        EXPECT_NE(result.text.find("last words"), std::string::npos) << name;
+        EXPECT_NE(result.uris.find("2http://last"), std::string::npos) << name;
+        EXPECT_TRUE(result.text.size() > kMaxTextBytes ||
+                    result.text.find("last words") != std::string::npos)
+            << name;
     }
 }
 

@@ -88,7 +88,8 @@ const std::array<Tokenizer::Handler, Tokenizer::kStates> Tokenizer::m_handlers{
     &Tokenizer::hexDigits,
     &Tokenizer::digits};
 
-Tokenizer::Tokenizer(TokenSink &sink) : sink_(sink) {}
+Tokenizer::Tokenizer(TokenSink &sink, std::size_t maxValueBytes)
+    : sink_(sink), maxValueBytes_(maxValueBytes) {}
 
 // Line ends become LF here, so that no state knows CR; only a reference can still bring one.
 void Tokenizer::feed(std::string_view html) {

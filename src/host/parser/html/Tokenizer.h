@@ -84,8 +84,9 @@ public:
 
 class Tokenizer {
 public:
-    // The sink is borrowed and must outlive the tokenizer.
-    explicit Tokenizer(TokenSink &sink);
+    // The sink is borrowed and must outlive the tokenizer. Values of attributes are cut to
+    // maxValueBytes.
+    explicit Tokenizer(TokenSink &sink, std::size_t maxValueBytes = kMaxValueBytes);
 
     // Takes a further piece of the HTML.
     void feed(std::string_view html);
@@ -284,6 +285,7 @@ private:
     void finishReference();
 
     TokenSink &sink_;
+    std::size_t maxValueBytes_;
     const char *next_ = nullptr; // the piece being read, from its next character
     const char *end_ = nullptr;
     State state_ = State::Data;

@@ -28,7 +28,7 @@ std::uint32_t s_characterFor(std::uint32_t code) {
 
 void Tokenizer::startReference(State from) {
     returnTo_ = from;
-    pending_ = "&";
+    pending_.assign(1, '&');
     to(State::Reference);
 }
 

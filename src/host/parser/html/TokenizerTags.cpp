@@ -214,7 +214,7 @@ void Tokenizer::appendValue(std::string_view text) {
         return;
     }
     Kept &attribute = kept_.back();
-    const std::size_t room = kMaxValueBytes - attribute.length;
+    const std::size_t room = maxValueBytes_ - attribute.length;
     if (text.size() > room) {
         attribute.isCut = true;
         text = text.substr(0, room);

@@ -1,0 +1,207 @@
+#include "host/parser/html/Links.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "host/parser/html/CharacterClasses.h"
+#include "host/parser/html/CssText.h"
+
+namespace Corvane::Html {
+
+namespace {
+
+constexpr std::size_t kNone = std::string_view::npos;
+constexpr std::size_t kMaxBaseBytes = 2048;
+
+bool s_isSame(std::string_view left, std::string_view lowerRight) {
+    return left.size() == lowerRight.size() && cssLower(left) == lowerRight;
+}
+
+// Length of "scheme:", 0 where there is none.
+std::size_t s_schemeLength(std::string_view uri) {
+    if (uri.empty() || !isLetter(uri.front())) {
+        return 0;
+    }
+    const auto *const end = std::find_if(uri.begin(), uri.end(), [](char c) {
+        return !isAlphanumeric(c) && c != '+' && c != '-' && c != '.';
+    });
+    const bool isScheme = end != uri.end() && *end == ':';
+    return isScheme ? static_cast<std::size_t>(end - uri.begin()) + 1 : 0;
+}
+
+// Whether slashes part the scheme, with its colon, from a host.
+bool s_hasHost(std::string_view scheme) {
+    constexpr std::array<std::string_view, 5> kSchemes{"http:", "https:", "ftp:", "ws:", "wss:"};
+    return std::any_of(kSchemes.begin(), kSchemes.end(),
+                       [scheme](std::string_view one) { return s_isSame(scheme, one); });
+}
+
+// The front of a URI up to the end of its host.
+std::string_view s_origin(std::string_view uri) {
+    const std::size_t scheme = s_schemeLength(uri);
+    const std::size_t host = scheme + (uri.substr(scheme, 2) == "//" ? 2 : 0);
+    return uri.substr(0, std::min(uri.find_first_of("/?#", host), uri.size()));
+}
+
+// A path without "." and "..", as far as they lead somewhere.
+std::string s_withoutDots(std::string_view path) {
+    std::vector<std::string_view> parts;
+    bool isDirectory = true;
+    while (!path.empty()) {
+        path.remove_prefix(path.front() == '/' ? 1 : 0);
+        const std::string_view part = path.substr(0, path.find('/'));
+        path.remove_prefix(part.size());
+        isDirectory = part == "." || part == "..";
+        if (part == ".." && !parts.empty()) {
+            parts.pop_back();
+        } else if (!isDirectory) {
+            parts.push_back(part);
+        }
+    }
+    std::string plain;
+    for (const std::string_view part : parts) {
+        plain.append("/").append(part);
+    }
+    return isDirectory ? plain + "/" : plain;
+}
+
+// Length of what stands up to the next comma outside of brackets.
+std::size_t s_descriptionLength(std::string_view text) {
+    unsigned int depth = 0;
+    std::size_t length = 0;
+    for (; length < text.size() && (text[length] != ',' || depth > 0); ++length) {
+        depth += text[length] == '(' ? 1U : 0U;
+        depth -= text[length] == ')' ? std::min(depth, 1U) : 0U;
+    }
+    return length;
+}
+
+} // namespace
+
+std::string followedUri(std::string_view uri) {
+    while (!uri.empty() && static_cast<unsigned char>(uri.front()) <= ' ') {
+        uri.remove_prefix(1);
+    }
+    while (!uri.empty() && static_cast<unsigned char>(uri.back()) <= ' ') {
+        uri.remove_suffix(1);
+    }
+    std::string followed(uri);
+    followed.erase(std::remove_if(followed.begin(), followed.end(),
+                                  [](char c) { return c == '\t' || c == '\n' || c == '\r'; }),
+                   followed.end());
+    const std::size_t scheme = s_schemeLength(followed);
+    if (scheme != 0 && !s_hasHost(std::string_view(followed).substr(0, scheme))) {
+        return followed;
+    }
+    const std::size_t path = std::min(followed.find_first_of("?#"), followed.size());
+    std::replace(followed.begin(), followed.begin() + static_cast<std::ptrdiff_t>(path), '\\', '/');
+    if (scheme != 0) {
+        const std::size_t host = std::min(followed.find_first_not_of('/', scheme), followed.size());
+        followed.replace(scheme, host - scheme, "//");
+    } else if (followed.substr(0, 2) == "//") {
+        followed.erase(0, followed.find_first_not_of('/') - 2);
+    }
+    return followed;
+}
+
+std::string resolvedUri(std::string_view base, std::string_view uri) {
+    const std::size_t scheme = s_schemeLength(base);
+    if (scheme == 0 || !s_hasHost(base.substr(0, scheme)) || s_schemeLength(uri) != 0 ||
+        uri.empty()) {
+        return std::string(uri);
+    }
+    if (uri.substr(0, 2) == "//") {
+        return std::string(base.substr(0, scheme)).append(uri);
+    }
+    const std::string_view origin = s_origin(base);
+    const std::string_view rest = base.substr(origin.size());
+    const std::string_view path = rest.substr(0, rest.find_first_of("?#"));
+    if (uri.front() == '?' || uri.front() == '#') {
+        return std::string(origin).append(path.empty() ? "/" : path).append(uri);
+    }
+    const std::size_t end = std::min(uri.find_first_of("?#"), uri.size());
+    const std::string_view own = uri.substr(0, end);
+    const std::string_view directory = path.substr(0, path.rfind('/') + 1);
+    const std::string whole =
+        own.substr(0, 1) == "/" ? std::string(own) : std::string(directory).append(own);
+    return std::string(origin).append(s_withoutDots(whole)).append(uri.substr(end));
+}
+
+void Links::add(std::string_view uri, UriSight sight) {
+    const std::string_view asWritten = uris_.addAttribute(UriContainer::kHtml, uri, sight);
+    const std::string followed = followedUri(uri);
+    if (followed.empty() || followed.front() == '#') {
+        return;
+    }
+    if (s_schemeLength(followed) != 0 || hasBase_) {
+        uris_.addAttribute(UriContainer::kHtml, resolvedUri(base_, followed), sight);
+        return;
+    }
+    const auto held = uris_.addAttribute(UriContainer::kHtml, followed, sight);
+    if (!held.empty() || asWritten == followed) {
+        relative_.emplace_back(held.empty() ? asWritten : held, sight);
+    }
+}
+
+void Links::base(std::string_view uri) {
+    uris_.addAttribute(UriContainer::kHtml, uri, UriSight::Shown);
+    const std::string followed = followedUri(uri);
+    if (hasBase_ || followed.size() > kMaxBaseBytes ||
+        !s_hasHost(std::string_view(followed).substr(0, s_schemeLength(followed)))) {
+        return;
+    }
+    hasBase_ = true;
+    base_ = followed;
+    uris_.addAttribute(UriContainer::kHtml, base_, UriSight::Shown);
+    for (const auto &[link, sight] : relative_) {
+        uris_.addAttribute(UriContainer::kHtml, resolvedUri(base_, link), sight);
+    }
+    relative_.clear();
+}
+
+// Each is a URI up to a blank, and perhaps a description up to a comma.
+void Links::addSet(std::string_view candidates, UriSight sight) {
+    constexpr std::string_view kBetween = " \t\n\f\r,";
+    while (true) {
+        const std::size_t start = candidates.find_first_not_of(kBetween);
+        if (start == kNone) {
+            return;
+        }
+        candidates.remove_prefix(start);
+        std::string_view uri = candidates.substr(0, candidates.find_first_of(" \t\n\f\r"));
+        candidates.remove_prefix(uri.size());
+        const bool isAlone = uri.back() == ',';
+        uri = uri.substr(0, uri.find_last_not_of(',') + 1);
+        add(uri, sight);
+        if (!isAlone) {
+            candidates.remove_prefix(s_descriptionLength(candidates));
+        }
+    }
+}
+
+// "5; url=http://..." as browsers read it, which get by without most of it.
+void Links::addRefresh(std::string_view content) {
+    constexpr std::string_view kUrl = "url";
+    const std::size_t time = content.find_first_not_of(" \t\n\f\r0123456789.");
+    if (time == kNone) {
+        return;
+    }
+    content.remove_prefix(time);
+    content.remove_prefix(content.front() == ';' || content.front() == ',' ? 1 : 0);
+    content = cssTrimmed(content);
+    if (s_isSame(content.substr(0, kUrl.size()), kUrl)) {
+        const std::string_view behind = cssTrimmed(content.substr(kUrl.size()));
+        content = behind.substr(0, 1) == "=" ? cssTrimmed(behind.substr(1)) : content;
+    }
+    if (!content.empty() && (content.front() == '"' || content.front() == '\'')) {
+        content = content.substr(1, content.find(content.front(), 1) - 1);
+    }
+    add(content, UriSight::Shown);
+}
+
+void Links::scan(std::string_view line) {
+    uris_.scan(UriContainer::kHtml, line, TextEnd::Whole);
+}
+
+} // namespace Corvane::Html

@@ -1,0 +1,48 @@
+#ifndef CORVANE_SRC_HOST_PARSER_HTML_OPENELEMENT_H
+#define CORVANE_SRC_HOST_PARSER_HTML_OPENELEMENT_H
+
+// An element whose end has not come yet.
+//
+// Threads: plain values.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "host/parser/html/Declarations.h"
+#include "host/parser/html/Elements.h"
+#include "host/parser/html/Look.h"
+
+namespace Corvane::Html {
+
+// What selectors ask of an element; names by their hashes. Of many classes the first are known.
+struct ElementFacts {
+    static constexpr std::size_t kMaxClasses = 12;
+
+    std::uint32_t name = 0;
+    std::uint32_t id = 0; // 0: none
+    std::size_t classCount = 0;
+    std::array<std::uint32_t, kMaxClasses> classes{};
+
+    bool hasClass(std::uint32_t hash) const {
+        for (std::size_t place = 0; place < classCount; ++place) {
+            if (classes[place] == hash) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+struct OpenElement {
+    const Element *element = nullptr;
+    ElementFacts facts;
+    bool isLink = false;
+    Declarations declared; // for itself
+    Look look;             // inside those around it
+};
+
+} // namespace Corvane::Html
+
+#endif

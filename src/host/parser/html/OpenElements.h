@@ -1,0 +1,85 @@
+#ifndef CORVANE_SRC_HOST_PARSER_HTML_OPENELEMENTS_H
+#define CORVANE_SRC_HOST_PARSER_HTML_OPENELEMENTS_H
+
+// The elements that are open at a place of a document, with the effects that start and end tags
+// have on each other: paragraphs that end where blocks begin, cells that end with their row,
+// formatting that reopens behind the block it was left open in.
+//
+// It remembers kMaxOpenElements; what is deeper looks like the last of them.
+//
+// Threads: one thread at a time.
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "host/parser/html/OpenElement.h"
+
+namespace Corvane::Html {
+
+constexpr std::size_t kMaxOpenElements = 256;
+
+class OpenElements {
+public:
+    OpenElements() { elements_.reserve(kMaxOpenElements); }
+
+    // Closes what a start tag of that name closes.
+    void beforeStart(const Element &element);
+
+    // Opens an element, once beforeStart() was called for it. Its look is computed here.
+    void open(const OpenElement &element);
+
+    // Takes an end tag; whether an element was closed.
+    bool close(const Element &element, std::uint32_t name);
+
+    // How text at this place looks, and an element around which it would stand.
+    const Look &textLook() const;
+    const Look &parentLook(const Element &element) const;
+
+    std::span<const OpenElement> around() const { return elements_; }
+
+    bool has(ElementId id) const;
+
+    // Closes SVG and MathML, as HTML inside them does.
+    void leaveForeign();
+    bool isForeign() const { return !elements_.empty() && elements_.back().look.isForeign; }
+
+    // A document without a type makes tables forget sizes and colours of text.
+    void inQuirks(bool inQuirks) { inQuirks_ = inQuirks; }
+    bool isInQuirks() const { return inQuirks_; }
+
+    // What is opened from here on stays among itself: its tags close nothing that is open now, and
+    // unfence() forgets what is still open of it.
+    void fence();
+    void unfence();
+
+private:
+    enum class Reopen { Formatting, Nothing };
+
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    template <class Wanted, class Barrier>
+    std::size_t find(Wanted wanted, Barrier barrier) const;
+    void closeP();
+    void closeItem(const Element &element);
+    void closeToTable(const Element &element);
+    bool closeBlock(const Element &element);
+    bool closeFormatting(std::uint32_t name);
+    bool closeInline(std::uint32_t name);
+    void closeFrom(std::size_t place, Reopen reopen);
+    void recomputeFrom(std::size_t place);
+    const Look &lookBelow(std::size_t place, bool beforeTable) const;
+
+    std::vector<OpenElement> elements_;
+    std::size_t floor_ = 0;         // elements below are out of reach
+    std::size_t deeperOutside_ = 0; // deeper_ as it is below the fence
+    std::size_t deeper_ = 0;        // elements that are open, but not remembered
+    bool inQuirks_ = true;
+    // Looks that may still be computed anew; a document that needs more is made to cost time.
+    std::size_t recomputations_ = 65536;
+    Look outermost_;
+};
+
+} // namespace Corvane::Html
+
+#endif

@@ -1,0 +1,343 @@
+#include "host/parser/html/StyleSheet.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "host/parser/html/CharacterClasses.h"
+#include "host/parser/html/CssText.h"
+
+namespace Corvane::Html {
+
+namespace {
+
+constexpr ByteSet kTextStops = byteSet("\\/\"'(){};");
+constexpr std::string_view kUrl = "url";
+
+enum class BucketKind : std::uint64_t { Id, Class, Name, Any };
+
+std::uint64_t s_key(BucketKind kind, std::uint32_t hash) {
+    constexpr unsigned int kHashBits = 32;
+    return static_cast<std::uint64_t>(kind) << kHashBits | hash;
+}
+
+std::uint64_t s_keyOf(const Compound &compound) {
+    if (compound.id != 0) {
+        return s_key(BucketKind::Id, compound.id);
+    }
+    if (!compound.classes.empty()) {
+        return s_key(BucketKind::Class, compound.classes.front());
+    }
+    return compound.name != 0 ? s_key(BucketKind::Name, compound.name) : s_key(BucketKind::Any, 0);
+}
+
+// Without what some wrap a sheet in so that old programs don't show it.
+std::string_view s_withoutCommentMarks(std::string_view text) {
+    for (text = cssTrimmed(text);; text = cssTrimmed(text)) {
+        if (text.substr(0, 4) == "<!--") {
+            text.remove_prefix(4);
+        } else if (text.substr(0, 3) == "-->") {
+            text.remove_prefix(3);
+        } else {
+            return text;
+        }
+    }
+}
+
+// What is left of a declaration of a rule that may not match: nothing that could hide a text.
+std::optional<Declaration> s_inDoubt(Declaration declaration) {
+    switch (declaration.value.keyword) {
+    case Keyword::Colour:
+        declaration.value.colour = Colour();
+        return declaration;
+    case Keyword::Zero:
+    case Keyword::Hidden:
+        return std::nullopt;
+    case Keyword::None:
+        if (declaration.property == Property::Display) {
+            return std::nullopt;
+        }
+        return declaration;
+    default:
+        return declaration;
+    }
+}
+
+} // namespace
+
+StyleSheet::StyleSheet(std::function<void(std::string_view)> onUri) : onUri_(std::move(onUri)) {}
+
+void StyleSheet::begin(StyleUse use) {
+    use_ = use;
+    state_ = State::Text;
+    brackets_ = 0;
+    openBlocks_ = 0;
+    inRule_ = false;
+    isCut_ = false;
+    piece_.clear();
+}
+
+void StyleSheet::feed(std::string_view css) {
+    while (!css.empty()) {
+        if (state_ == State::Text) {
+            takeText(css);
+            continue;
+        }
+        const char c = css.front();
+        switch (state_) {
+        case State::Comment: {
+            const std::size_t star = css.find('*');
+            css.remove_prefix(std::min(star, css.size() - 1));
+            state_ = star == std::string_view::npos ? State::Comment : State::CommentStar;
+            break;
+        }
+        case State::CommentStar:
+            takeInComment(c);
+            break;
+        case State::Slash:
+            if (c == '*') {
+                state_ = State::Comment;
+                break;
+            }
+            append("/");
+            state_ = State::Text;
+            continue;
+        case State::UriStart:
+        case State::Uri:
+            takeInUri(c);
+            break;
+        default:
+            takeInString(c);
+            break;
+        }
+        css.remove_prefix(1);
+    }
+}
+
+void StyleSheet::takeText(std::string_view &css) {
+    const auto *const stop = std::find_if(css.data(), css.data() + css.size(),
+                                          [](char c) { return isIn(kTextStops, c); });
+    const auto length = static_cast<std::size_t>(stop - css.data());
+    append(css.substr(0, length));
+    css.remove_prefix(length);
+    if (!css.empty()) {
+        takeSpecial(css.front());
+        css.remove_prefix(1);
+    }
+}
+
+void StyleSheet::takeSpecial(char c) {
+    switch (c) {
+    case '/':
+        state_ = State::Slash;
+        return;
+    case '\\':
+        append("\\");
+        state_ = State::Escape;
+        return;
+    case '"':
+    case '\'':
+        quote_ = c;
+        state_ = State::String;
+        break;
+    case '(': {
+        const std::size_t length = std::min(kUrl.size(), piece_.size());
+        state_ = cssLower(std::string_view(piece_).substr(piece_.size() - length)) == kUrl
+                     ? State::UriStart
+                     : State::Text;
+        ++brackets_;
+        break;
+    }
+    case ')':
+        brackets_ -= std::min(brackets_, 1U);
+        break;
+    default:
+        if (brackets_ == 0 && c == '{') {
+            openBlock();
+            return;
+        }
+        if (brackets_ == 0 && c == '}') {
+            closeBlock();
+            return;
+        }
+        if (brackets_ == 0 && c == ';') {
+            endStatement();
+            return;
+        }
+        break;
+    }
+    append({&c, 1});
+}
+
+// Behind a '*' in a comment.
+void StyleSheet::takeInComment(char c) {
+    if (c == '/') {
+        // A comment separates words.
+        append(" ");
+        state_ = State::Text;
+    } else if (c != '*') {
+        state_ = State::Comment;
+    }
+}
+
+// Inside quotes, or behind a backslash.
+void StyleSheet::takeInString(char c) {
+    append({&c, 1});
+    if (state_ == State::Escape) {
+        state_ = State::Text;
+    } else if (state_ == State::StringEscape) {
+        state_ = State::String;
+    } else if (c == '\\') {
+        state_ = State::StringEscape;
+    } else if (c == quote_ || c == '\n') {
+        state_ = State::Text;
+    }
+}
+
+// Behind "url(": quotes make it a function like others, else nothing in it has a meaning.
+void StyleSheet::takeInUri(char c) {
+    append({&c, 1});
+    if (state_ == State::UriStart && isBlank(c)) {
+        return;
+    }
+    if (state_ == State::UriStart && (c == '"' || c == '\'')) {
+        quote_ = c;
+        state_ = State::String;
+        return;
+    }
+    state_ = State::Uri;
+    if (c == ')') {
+        brackets_ -= std::min(brackets_, 1U);
+        state_ = State::Text;
+    }
+}
+
+void StyleSheet::append(std::string_view css) {
+    const std::size_t room = kMaxCssPieceBytes - std::min(piece_.size(), kMaxCssPieceBytes);
+    isCut_ = isCut_ || css.size() > room;
+    piece_.append(css.substr(0, room));
+}
+
+void StyleSheet::endPiece() {
+    if (piece_.find_first_of("(@") != std::string::npos) {
+        forEachCssUri(piece_, onUri_);
+    }
+    piece_.clear();
+    isCut_ = false;
+}
+
+void StyleSheet::openBlock() {
+    if (openBlocks_++ == 0) {
+        const std::string_view prelude = s_withoutCommentMarks(piece_);
+        inRule_ = use_ == StyleUse::Applied && !isCut_ && !prelude.empty() &&
+                  prelude.front() != '@' && selectors_.size() < kMaxSelectors;
+        current_ = inRule_ ? selectorsOf(prelude) : std::vector<Selector>();
+        inRule_ = !current_.empty();
+        declarations_.clear();
+    }
+    endPiece();
+}
+
+void StyleSheet::closeBlock() {
+    if (openBlocks_ == 0) {
+        // Part of what stands before the next block, and spoils it.
+        append("}");
+        return;
+    }
+    declareInRule();
+    if (--openBlocks_ == 0) {
+        endRule();
+    }
+    endPiece();
+}
+
+void StyleSheet::endStatement() {
+    const bool isAtRule = s_withoutCommentMarks(piece_).substr(0, 1) == "@";
+    if (openBlocks_ == 0 && !isAtRule) {
+        append(";");
+        return;
+    }
+    declareInRule();
+    endPiece();
+}
+
+void StyleSheet::declareInRule() {
+    if (inRule_ && openBlocks_ == 1 && !isCut_) {
+        Html::declare(piece_, declarations_);
+    }
+}
+
+void StyleSheet::endRule() {
+    if (inRule_ && !declarations_.empty()) {
+        blocks_.push_back(declarations_);
+        for (Selector &selector : current_) {
+            buckets_[s_keyOf(selector.parts.back())].push_back(selectors_.size());
+            selectors_.push_back({std::move(selector), blocks_.size() - 1});
+        }
+    }
+    inRule_ = false;
+    current_.clear();
+}
+
+void StyleSheet::end() {
+    if (openBlocks_ == 1) {
+        declareInRule();
+        endRule();
+    }
+    endPiece();
+}
+
+const std::vector<std::size_t> *StyleSheet::bucket(std::uint64_t key) const {
+    const auto found = buckets_.find(key);
+    return found == buckets_.end() ? nullptr : &found->second;
+}
+
+void StyleSheet::declare(const ElementFacts &facts, std::span<const OpenElement> around,
+                         Declarations &declared) {
+    if (selectors_.empty()) {
+        return;
+    }
+    const auto take = [&](std::uint64_t key) {
+        if (const auto *rules = bucket(key)) {
+            apply(*rules, facts, around, declared);
+        }
+    };
+    take(s_key(BucketKind::Any, 0));
+    take(s_key(BucketKind::Name, facts.name));
+    for (std::size_t place = 0; place < facts.classCount; ++place) {
+        take(s_key(BucketKind::Class, facts.classes[place]));
+    }
+    if (facts.id != 0) {
+        take(s_key(BucketKind::Id, facts.id));
+    }
+}
+
+// Rules are tried in whatever order: priorities tell which of two counts. Later ones of the same
+// weight outdo earlier ones.
+void StyleSheet::apply(const std::vector<std::size_t> &rules, const ElementFacts &facts,
+                       std::span<const OpenElement> around, Declarations &declared) {
+    constexpr unsigned int kOrderBits = 24;
+    for (const std::size_t place : rules) {
+        const Rule &rule = selectors_[place];
+        if (!matches(rule.selector, facts, around, work_)) {
+            continue;
+        }
+        const std::uint64_t priority =
+            (std::uint64_t{rule.selector.specificity} << kOrderBits | (rule.block + 1)) +
+            kAttributePriority;
+        for (Declaration declaration : blocks_[rule.block]) {
+            work_ -= std::min<std::size_t>(work_, 1);
+            if (rule.selector.isDoubtful) {
+                const auto rest = s_inDoubt(declaration);
+                if (!rest) {
+                    continue;
+                }
+                declaration = *rest;
+            }
+            declared.set(declaration.property, declaration.value,
+                         priority | (declaration.isImportant ? kImportantPriority : 0));
+        }
+    }
+}
+
+} // namespace Corvane::Html

@@ -1,0 +1,125 @@
+#ifndef CORVANE_SRC_HOST_PARSER_HTML_STYLESHEET_H
+#define CORVANE_SRC_HOST_PARSER_HTML_STYLESHEET_H
+
+// The style sheets that a document brings along.
+//
+//     StyleSheet sheet([](std::string_view uri) { ... });
+//     sheet.begin(StyleUse::Applied);
+//     sheet.feed(".preheader { display: no");
+//     sheet.feed("ne }");
+//     sheet.end();
+//     sheet.declare(element, declared, around);
+//
+// Takes time linear in the sheets and in the elements that are matched. Keeps only rules that can
+// hide a text or show it.
+//
+// Threads: one thread at a time.
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "host/parser/html/Declarations.h"
+#include "host/parser/html/OpenElement.h"
+#include "host/parser/html/Selector.h"
+
+namespace Corvane::Html {
+
+// Most selectors that are kept; further ones are without effect.
+constexpr std::size_t kMaxSelectors = 16384;
+
+// Longest piece of a sheet that is looked at as a whole, such as a declaration, in bytes; the rest
+// of it is passed over.
+constexpr std::size_t kMaxCssPieceBytes = 16U << 10U;
+
+// Comparisons of selectors with elements: so many, and more for each byte of HTML. When they are
+// used up, sheets are without effect.
+constexpr std::size_t kSelectorWork = 1U << 20U;
+constexpr std::size_t kSelectorWorkPerByte = 4;
+
+// Whether a sheet counts, or is for other media and only searched for URIs.
+enum class StyleUse { Applied, Ignored };
+
+// Priorities of what declares a value; rules of sheets come between them.
+constexpr std::uint64_t kAttributePriority = 1;
+constexpr std::uint64_t kInlinePriority = std::uint64_t{1} << 62U;
+constexpr std::uint64_t kImportantPriority = std::uint64_t{1} << 63U;
+
+class StyleSheet {
+public:
+    // onUri is called for each URI in a sheet.
+    explicit StyleSheet(std::function<void(std::string_view)> onUri);
+
+    void begin(StyleUse use);
+    void feed(std::string_view css);
+    void end();
+
+    // Allows the work that so many further bytes of HTML are worth.
+    void allow(std::size_t bytes) { work_ += bytes * kSelectorWorkPerByte; }
+
+    bool isEmpty() const { return selectors_.empty(); }
+
+    // Adds what the rules for an element declare.
+    void declare(const ElementFacts &facts, std::span<const OpenElement> around,
+                 Declarations &declared);
+
+private:
+    enum class State {
+        Text,
+        Escape,
+        Slash,
+        Comment,
+        CommentStar,
+        String,
+        StringEscape,
+        UriStart,
+        Uri
+    };
+
+    struct Rule {
+        Selector selector;
+        std::size_t block; // in blocks_
+    };
+
+    void takeText(std::string_view &css);
+    void takeSpecial(char c);
+    void takeInComment(char c);
+    void takeInString(char c);
+    void takeInUri(char c);
+    void append(std::string_view css);
+    void openBlock();
+    void closeBlock();
+    void endStatement();
+    void endPiece();
+    void declareInRule();
+    void endRule();
+    void apply(const std::vector<std::size_t> &rules, const ElementFacts &facts,
+               std::span<const OpenElement> around, Declarations &declared);
+    const std::vector<std::size_t> *bucket(std::uint64_t key) const;
+
+    std::function<void(std::string_view)> onUri_;
+    StyleUse use_ = StyleUse::Ignored;
+    State state_ = State::Text;
+    char quote_ = '\0';
+    unsigned int brackets_ = 0; // open round ones
+    unsigned int openBlocks_ = 0;
+    bool inRule_ = false;
+    bool isCut_ = false;
+    std::string piece_;
+    std::vector<Selector> current_; // of the open rule
+    std::vector<Declaration> declarations_;
+    std::vector<std::vector<Declaration>> blocks_;
+    std::vector<Rule> selectors_;
+    // By what the element itself has to be: places in selectors_.
+    std::unordered_map<std::uint64_t, std::vector<std::size_t>> buckets_;
+    std::size_t work_ = kSelectorWork;
+};
+
+} // namespace Corvane::Html
+
+#endif
