@@ -184,7 +184,10 @@ void HtmlReader::startElement(const Tag &tag, const Element &element,
     takeWords(element, attributes, sight);
     const bool isFrameAgain =
         element.is(Trait::kFrame) && (element.id != ElementId::Body || open_.has(ElementId::Body));
-    const bool isClosed = element.is(Trait::kVoid) || (tag.selfClosing && open_.isForeign());
+    const bool isStray = element.is(Trait::kTablePart | Trait::kCell) &&
+                         element.id != ElementId::Table && !open_.isInTable();
+    const bool isClosed =
+        isStray || element.is(Trait::kVoid) || (tag.selfClosing && open_.isForeign());
     if (!isFrameAgain && !isClosed) {
         open_.open(element_);
     }

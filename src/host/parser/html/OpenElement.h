@@ -39,8 +39,10 @@ struct OpenElement {
     const Element *element = nullptr;
     ElementFacts facts;
     bool isLink = false;
-    Declarations declared; // for itself
-    Look look;             // inside those around it
+    Declarations declared;    // for itself
+    Look look;                // inside those around it
+    bool inParagraph = false; // itself or around it is a <p> that a block would end
+    bool inTable = false;     // itself or around it is a <table>
 };
 
 } // namespace Corvane::Html

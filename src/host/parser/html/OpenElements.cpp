@@ -98,6 +98,11 @@ void OpenElements::recomputeFrom(std::size_t place) {
         OpenElement &one = elements_[place];
         const Look &parent = lookBelow(place, !s_isTableContent(*one.element));
         one.look = lookOf(*one.element, one.isLink, one.declared, parent, inQuirks_);
+        const OpenElement *around = place == 0 ? nullptr : &elements_[place - 1];
+        one.inParagraph =
+            one.element->id == ElementId::P ||
+            (around != nullptr && around->inParagraph && !s_isButtonScope(*one.element));
+        one.inTable = s_isTableScope(*one.element) || (around != nullptr && around->inTable);
     }
 }
 
@@ -120,6 +125,9 @@ void OpenElements::closeFrom(std::size_t place, Reopen reopen) {
 }
 
 void OpenElements::closeP() {
+    if (elements_.empty() || !elements_.back().inParagraph) {
+        return;
+    }
     const std::size_t place = find(
         [](const OpenElement &one) { return one.element->id == ElementId::P; }, s_isButtonScope);
     if (place != kNone) {
@@ -178,7 +186,7 @@ void OpenElements::beforeStart(const Element &element) {
         closeFormatting(nameHash(element.name));
     } else if (element.id == ElementId::Button) {
         closeBlock(element);
-    } else if (s_isTableContent(element) && element.id != ElementId::Table) {
+    } else if (isInTable() && s_isTableContent(element) && element.id != ElementId::Table) {
         closeToTable(element);
     }
 }
@@ -186,6 +194,12 @@ void OpenElements::beforeStart(const Element &element) {
 // The end tag of a block, a cell or a part of a table.
 bool OpenElements::closeBlock(const Element &element) {
     const bool ofTable = s_isTableContent(element);
+    const bool isOutside = element.id == ElementId::P
+                               ? elements_.empty() || !elements_.back().inParagraph
+                               : ofTable && !isInTable();
+    if (isOutside) {
+        return false;
+    }
     const bool isHeading = element.is(Trait::kHeading);
     const std::uint32_t name = nameHash(element.name);
     const auto wanted = [&](const OpenElement &one) {

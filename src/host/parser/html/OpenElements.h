@@ -40,6 +40,9 @@ public:
 
     bool has(ElementId id) const;
 
+    // Whether parts of tables mean anything here.
+    bool isInTable() const { return !elements_.empty() && elements_.back().inTable; }
+
     // Closes SVG and MathML, as HTML inside them does.
     void leaveForeign();
     bool isForeign() const { return !elements_.empty() && elements_.back().look.isForeign; }

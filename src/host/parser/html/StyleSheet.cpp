@@ -318,6 +318,9 @@ void StyleSheet::apply(const std::vector<std::size_t> &rules, const ElementFacts
                        std::span<const OpenElement> around, Declarations &declared) {
     constexpr unsigned int kOrderBits = 24;
     for (const std::size_t place : rules) {
+        if (work_ == 0) {
+            return;
+        }
         const Rule &rule = selectors_[place];
         if (!matches(rule.selector, facts, around, work_)) {
             continue;

@@ -39,8 +39,8 @@ constexpr std::size_t kMaxCssPieceBytes = 16U << 10U;
 
 // Comparisons of selectors with elements: so many, and more for each byte of HTML. When they are
 // used up, sheets are without effect.
-constexpr std::size_t kSelectorWork = 1U << 20U;
-constexpr std::size_t kSelectorWorkPerByte = 4;
+constexpr std::size_t kSelectorWork = 1U << 18U;
+constexpr std::size_t kSelectorWorkPerByte = 1;
 
 // Whether a sheet counts, or is for other media and only searched for URIs.
 enum class StyleUse { Applied, Ignored };
