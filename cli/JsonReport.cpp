@@ -128,6 +128,8 @@ private:
         for (const std::string_view limit : verdict.limits()) {
             object["limits"].push_back(limit);
         }
+        object["reader"] = {{"hiddenTextBytes", verdict.disguise().hiddenTextBytes},
+                            {"invisibleCharacters", verdict.disguise().invisibleCharacters}};
         object["stepLimited"] = verdict.stepLimited();
         if (context_.verbose) {
             object["stepLimitedRules"] = s_names(verdict.stepLimitedRules());

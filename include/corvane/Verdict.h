@@ -25,6 +25,12 @@ struct Hit {
     unsigned int line = 0;
 };
 
+// What a message does so that its reader sees something else than what was sent.
+struct Disguise {
+    std::size_t hiddenTextBytes = 0;     // text of HTML that nobody sees
+    std::size_t invisibleCharacters = 0; // such as zero-width blanks, in texts
+};
+
 class Verdict {
 public:
     // The total: the scores of all hits, added in the order in which they tripped.
@@ -59,6 +65,9 @@ public:
     // rendering.
     unsigned int mask() const noexcept { return mask_; }
 
+    // What the message hides from its reader.
+    const Disguise &disguise() const noexcept { return disguise_; }
+
     // The time it took, on the clock: to read the message, and to try the rules.
     std::chrono::nanoseconds readingTime() const noexcept { return readingTime_; }
     std::chrono::nanoseconds scanningTime() const noexcept { return scanningTime_; }
@@ -75,6 +84,7 @@ private:
     std::vector<std::string_view> limits_;
     std::size_t stepLimited_ = 0;
     std::vector<std::string> stepLimitedRules_;
+    Disguise disguise_;
     std::chrono::nanoseconds readingTime_{0};
     std::chrono::nanoseconds scanningTime_{0};
 };

@@ -91,6 +91,7 @@ void MessageScan::run(std::string_view message) {
     for (const MailLimit limit : mail.limitsHit()) {
         verdict_.limits_.emplace_back(mailLimitName(limit));
     }
+    verdict_.disguise_ = {mail.disguise().hiddenTextBytes, mail.disguise().invisibleCharacters};
     if (budget.ended()) {
         verdict_.limits_.emplace_back("budget");
     }

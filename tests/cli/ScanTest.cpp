@@ -245,6 +245,7 @@ TEST_F(ScanCommandTest, JsonTellsEverythingOfAMessage) {
          {rule("APPLE", "body", 1), rule("BOTH", "meta", 0.5), rule("LINK", "uri", 1),
           rule("PEAR", "rawbody", 1), rule("PLUM", "full", 1), rule("TO_A", "header", 1)}},
         {"limits", nlohmann::json::array()},
+        {"reader", {{"hiddenTextBytes", 0}, {"invisibleCharacters", 0}}},
         {"stepLimited", 0}};
     EXPECT_EQ(result, expected);
     EXPECT_EQ(outcome.status, 1);

@@ -24,6 +24,12 @@
 
 namespace Corvane {
 
+// What a message does so that its reader sees something else than what was sent; of all its parts.
+struct MailDisguise {
+    std::size_t hiddenTextBytes = 0;     // text of HTML that nobody sees
+    std::size_t invisibleCharacters = 0; // that were taken out of its texts
+};
+
 // A message that was read; owns everything it gives out, nothing refers to the bytes it was read
 // from.
 class CORVANE_PARSER_API Mail {
@@ -60,10 +66,15 @@ public:
     // The limits that cut something off.
     const MailLimitSet &limitsHit() const { return limitsHit_; }
 
+    // What is hidden in it; nothing unless the reader has noted something.
+    const MailDisguise &disguise() const { return disguise_; }
+    void disguise(const MailDisguise &disguise) { disguise_ = disguise; }
+
 private:
     RefMessageProperties properties_;
     EmailAddress sender_;
     MailLimitSet limitsHit_;
+    MailDisguise disguise_;
 };
 
 class CORVANE_PARSER_API MailReader {

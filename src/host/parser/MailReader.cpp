@@ -126,8 +126,10 @@ Mail Reading::mail() {
     part->attr(MPartAttribute::RawText, rawBody(lines.offset()));
     part->attr(MPartAttribute::Uris, uris_.attribute());
     const Header returnPath = list.find("Return-Path");
-    return {RefMessageProperties::create(list, part),
-            EmailAddress::rfc5322Parse(returnPath.value(), true), hits_};
+    Mail mail(RefMessageProperties::create(list, part),
+              EmailAddress::rfc5322Parse(returnPath.value(), true), hits_);
+    mail.disguise(text.disguise());
+    return mail;
 }
 
 } // namespace

@@ -238,11 +238,12 @@ DecodedContent MailText::decoded(const MimeEntity &entity, MailLimit limit, std:
 }
 
 // Keeps no more of the text as it was sent than anyone will see.
-SeenText MailText::seen(std::string text) const {
+SeenText MailText::seen(std::string text) {
     std::string sent(text, 0, limits_.value(MailLimit::TextBytes) + std::size_t{1});
     SeenText piece;
-    const bool dropped = dropInvisible(text) > 0;
-    piece.differs = dropped && text.compare(0, sent.size(), sent) != 0;
+    const std::size_t dropped = dropInvisible(text);
+    disguise_.invisibleCharacters += dropped;
+    piece.differs = dropped > 0 && text.compare(0, sent.size(), sent) != 0;
     piece.seen = std::move(text);
     piece.sent = piece.differs ? std::move(sent) : std::string();
     return piece;
@@ -289,6 +290,8 @@ SeenText MailText::renderedHtml(const MimeEntity &entity) {
     }
     const std::string html = decodeText(bytes.data(), bytes.size(), charset);
     HtmlText text = htmlToText(html, limits_, hits_, uris_, htmlBytesLeft_);
+    disguise_.hiddenTextBytes += text.hiddenBytes;
+    disguise_.invisibleCharacters += text.invisibleCharacters;
     return {std::move(text.seen), std::move(text.sent), text.differs};
 }
 

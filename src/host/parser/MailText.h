@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/parser/MailLimits.h"
+#include "host/parser/MailReader.h"
 #include "host/parser/MimePart.h"
 #include "host/parser/MimeStructure.h"
 #include "host/parser/UriScan.h"
@@ -36,6 +37,9 @@ public:
     // Sets the attributes Text and AltText, each where there is one.
     void addTo(MimePart &part);
 
+    // What the texts hide, also where they were cut.
+    const MailDisguise &disguise() const { return disguise_; }
+
 private:
     // One of both texts while it grows.
     struct Growing {
@@ -49,7 +53,7 @@ private:
     void takeMessage(const MimeEntity &entity);
     void takeInner(std::string_view message);
     void append(Growing &text, const SeenText &piece);
-    SeenText seen(std::string text) const;
+    SeenText seen(std::string text);
     SeenText plainText(const MimeEntity &entity);
     SeenText renderedHtml(const MimeEntity &entity);
     DecodedContent decoded(const MimeEntity &entity, MailLimit limit, std::size_t &left,
@@ -60,6 +64,7 @@ private:
     UriCollector &uris_;
     Growing text_;
     Growing alternative_;
+    MailDisguise disguise_;
     // How many messages around the one at hand are open.
     unsigned int depth_ = 0;
     std::size_t plainBytesLeft_;

@@ -164,6 +164,14 @@ TEST(MailReader, NamesDeclaredCharsetAndMarksAlternative) {
     EXPECT_EQ(Reading("A: b\n\nx").attribute(MPartAttribute::Text)->charset(), "");
 }
 
+TEST(MailReader, TellsWhatIsHidden) {
+    const Reading mail(kAlternative +
+                       "--a\nContent-Type: text/plain; charset=utf-8\n\nx\u200By\n--a\n"
+                       "Content-Type: text/html\n\nx&shy;y<i hidden>four</i>\n--a--");
+    EXPECT_EQ(mail.mail().disguise().hiddenTextBytes, 4U);
+    EXPECT_EQ(mail.mail().disguise().invisibleCharacters, 2U);
+}
+
 TEST(MailReader, KeepsHeadersAsReceivedButUnfolded) {
     const Reading mail("\xEF\xBB\xBFReturn-Path: <Joe@B.example>\r\n"
                        "Subject:  =?utf-8?Q?a?=\r\n\t=?utf-8?Q?b?= \r\nEmpty:\r\n \r\n"
