@@ -3,17 +3,20 @@
 #include <string>
 
 #include "Require.h"
-#include "host/parser/HtmlText.h"
+#include "host/parser/Charset.h"
+#include "host/parser/html/HtmlReader.h"
 #include "host/parser/html/Links.h"
 
 namespace {
 
 using namespace Corvane;
 
-HtmlText s_read(const std::string &html, UriCollector &uris, const MailLimits &limits,
-                MailLimitSet &hits) {
+Html::SentAndSeen s_read(const std::string &html, UriCollector &uris, const MailLimits &limits,
+                         MailLimitSet &hits) {
     std::size_t textBytesLeft = limits.value(MailLimit::HtmlBytes);
-    return htmlToText(html, limits, hits, uris, textBytesLeft);
+    Html::HtmlReader reader(limits, hits, uris, textBytesLeft);
+    reader.feed(html);
+    return reader.take();
 }
 
 } // namespace
@@ -34,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     }
     MailLimitSet hits;
     UriCollector uris(limits, hits);
-    const HtmlText text = s_read(html, uris, limits, hits);
+    const Html::SentAndSeen text = s_read(html, uris, limits, hits);
     require(text.differs || text.sent.empty(), "a text that is the same is not there twice");
     if (hits.empty()) {
         requireUtf8(text.seen, "the text is UTF-8");

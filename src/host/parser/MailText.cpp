@@ -8,11 +8,13 @@
 #include "host/parser/Charset.h"
 #include "host/parser/Exception.h"
 #include "host/parser/HeaderText.h"
-#include "host/parser/HtmlText.h"
 #include "host/parser/InvisibleText.h"
 #include "host/parser/PartRoles.h"
 #include "host/parser/Text.h"
 #include "host/parser/TextTypes.h"
+#include "host/parser/TransferDecoder.h"
+#include "host/parser/html/HtmlReader.h"
+#include "host/parser/html/MetaCharset.h"
 
 namespace Corvane {
 
@@ -275,21 +277,30 @@ SeenText MailText::plainText(const MimeEntity &entity) {
     return piece;
 }
 
+// Read in pieces: HTML may be as long as a message, and most of it is no text.
 SeenText MailText::renderedHtml(const MimeEntity &entity) {
-    std::string storage;
     constexpr std::string_view kUnicode = "utf";
-    // The limit is one on text, and markup does not count: all of the part is read.
-    const DecodedContent content =
-        decodeTransfer(entity.bytes, entity.content.encoding, std::string::npos - 1, storage);
-    const std::string_view bytes = content.bytes;
+    TransferDecoder transfer(entity.bytes, entity.content.encoding);
+    std::string bytes;
+    bool isMore = transfer.next(bytes);
     std::string charset = entity.content.charset;
     if (charset.empty()) {
         // HTML that could name its charset in ASCII is not in UTF-16, whatever it says.
-        charset = htmlMetaCharset(bytes);
+        charset = Html::metaCharset(bytes);
         charset = charset.compare(0, kUnicode.size(), kUnicode) == 0 ? "utf-8" : charset;
     }
-    const std::string html = decodeText(bytes.data(), bytes.size(), charset);
-    HtmlText text = htmlToText(html, limits_, hits_, uris_, htmlBytesLeft_);
+    TextDecoder decoder(charset, bytes);
+    Html::HtmlReader reader(limits_, hits_, uris_, htmlBytesLeft_);
+    std::string html;
+    for (; isMore && !Budget::isOver(); isMore = transfer.next(bytes)) {
+        decoder.decode(bytes, html);
+        reader.feed(html);
+        bytes.clear();
+        html.clear();
+    }
+    decoder.finish(html);
+    reader.feed(html);
+    Html::SentAndSeen text = reader.take();
     disguise_.hiddenTextBytes += text.hiddenBytes;
     disguise_.invisibleCharacters += text.invisibleCharacters;
     return {std::move(text.seen), std::move(text.sent), text.differs};

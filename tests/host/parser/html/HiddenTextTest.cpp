@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include "host/parser/HtmlText.h"
+#include "host/parser/html/HtmlReader.h"
 
-namespace Corvane {
+namespace Corvane::Html {
 namespace {
 
 struct Shown {
-    HtmlText text;
+    SentAndSeen text;
     MailLimitSet hits;
 };
 
@@ -18,7 +18,9 @@ Shown show(const std::string &html) {
     const MailLimits limits;
     UriCollector uris(limits, shown.hits);
     std::size_t textBytesLeft = limits.value(MailLimit::HtmlBytes);
-    shown.text = htmlToText(html, limits, shown.hits, uris, textBytesLeft);
+    HtmlReader reader(limits, shown.hits, uris, textBytesLeft);
+    reader.feed(html);
+    shown.text = reader.take();
     return shown;
 }
 
@@ -53,7 +55,7 @@ Place placeOf(const std::string &text) {
 class NearMiss : public testing::TestWithParam<Row> {};
 
 TEST_P(NearMiss, StaysInPlace) {
-    const HtmlText text = show(filler("before") + GetParam().html + filler("behind")).text;
+    const SentAndSeen text = show(filler("before") + GetParam().html + filler("behind")).text;
     const Place place = placeOf(text.seen);
     ASSERT_NE(place.word, std::string::npos);
     EXPECT_LT(place.word, place.behind) << text.seen.substr(text.seen.size() - 100);
@@ -141,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
 class HiddenText : public testing::TestWithParam<Row> {};
 
 TEST_P(HiddenText, FollowsBehindWhatIsSeen) {
-    const HtmlText text = show(filler("before") + GetParam().html + filler("behind")).text;
+    const SentAndSeen text = show(filler("before") + GetParam().html + filler("behind")).text;
     const Place seen = placeOf(text.seen);
     ASSERT_NE(seen.word, std::string::npos);
     EXPECT_GT(seen.word, seen.behind);
@@ -196,11 +198,11 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"pictureOfADot", "<img src=x width=1 height=1 alt=kettle>"}),
     [](const auto &row) { return std::string(row.param.name); });
 
-TEST(HtmlToText, TellsHiddenTextAndInvisibleCharacters) {
-    const HtmlText plain = show("<p>one<p>two").text;
+TEST(HtmlReaderText, TellsHiddenTextAndInvisibleCharacters) {
+    const SentAndSeen plain = show("<p>one<p>two").text;
     EXPECT_FALSE(plain.differs);
     EXPECT_EQ(plain.sent, "");
-    const HtmlText text =
+    const SentAndSeen text =
         show("<p>V<i hidden>xx</i>ia<i hidden>yy</i>g&shy;ra &zwnj;&nbsp; now<p title=tip>end")
             .text;
     EXPECT_EQ(text.seen, "Viagra now\nend\ntip\nxx yy\n");
@@ -209,13 +211,13 @@ TEST(HtmlToText, TellsHiddenTextAndInvisibleCharacters) {
     EXPECT_EQ(text.invisibleCharacters, 2U);
 }
 
-TEST(HtmlToText, TablesOfDocumentsWithTypeTakeSizesOver) {
+TEST(HtmlReaderText, TablesOfDocumentsWithTypeTakeSizesOver) {
     const std::string html = "<table><tr><td>kettle</table>";
     EXPECT_EQ(show("<div style='font-size:0'>" + html).text.hiddenBytes, 0U);
     EXPECT_EQ(show("<!doctype html><div style='font-size:0'>" + html).text.hiddenBytes, 6U);
 }
 
-TEST(HtmlToText, LongLinesKeepTheirWords) {
+TEST(HtmlReaderText, LongLinesKeepTheirWords) {
     std::string words;
     for (unsigned int i = 0; i < 5000; ++i) {
         words += "wo&shy;rd" + std::to_string(i) + " ";
@@ -224,11 +226,11 @@ TEST(HtmlToText, LongLinesKeepTheirWords) {
     for (unsigned int i = 0; i < 5000; ++i) {
         expected += (i == 0 ? "word" : " word") + std::to_string(i);
     }
-    const HtmlText text = show(words).text;
+    const SentAndSeen text = show(words).text;
     EXPECT_EQ(text.seen, expected + "\n");
     EXPECT_EQ(text.invisibleCharacters, 5000U);
     EXPECT_NE(text.sent.find("wo\u00ADrd4999\n"), std::string::npos);
 }
 
 } // namespace
-} // namespace Corvane
+} // namespace Corvane::Html

@@ -1,4 +1,4 @@
-#include "host/parser/HtmlText.h"
+#include "host/parser/html/HtmlReader.h"
 
 #include <algorithm>
 #include <sstream>
@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
-namespace Corvane {
+#include "host/parser/html/MetaCharset.h"
+
+namespace Corvane::Html {
 namespace {
 
 std::string repeated(const std::string &piece, unsigned int count) {
@@ -33,7 +35,9 @@ Rendering render(const std::string &html, unsigned int maxTagBytes = kMaxHtmlTag
     limits.value(MailLimit::HtmlTagBytes, maxTagBytes);
     UriCollector uris(limits, result.hits);
     std::size_t textBytesLeft = limits.value(MailLimit::HtmlBytes);
-    const HtmlText text = htmlToText(html, limits, result.hits, uris, textBytesLeft);
+    HtmlReader reader(limits, result.hits, uris, textBytesLeft);
+    reader.feed(html);
+    const SentAndSeen text = reader.take();
     result.text = text.seen;
     result.sent = text.differs ? text.sent : "same";
     result.hiddenBytes = text.hiddenBytes;
@@ -57,15 +61,15 @@ void PrintTo(const HtmlRow &row, std::ostream *out) {
     *out << row.name;
 }
 
-class HtmlToText : public testing::TestWithParam<HtmlRow> {};
+class HtmlReaderText : public testing::TestWithParam<HtmlRow> {};
 
-TEST_P(HtmlToText, GivesWhatReaderSees) {
+TEST_P(HtmlReaderText, GivesWhatReaderSees) {
     const std::string &lines = GetParam().expected;
     EXPECT_EQ(render(GetParam().html).text, lines + (lines.empty() ? "" : "\n"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Cases, HtmlToText,
+    Cases, HtmlReaderText,
     testing::Values(
         HtmlRow{"empty", "", ""}, HtmlRow{"plain", "just text", "just text"},
         HtmlRow{"blocks", "<p>one<p>two<div>three<div>four</div>five</div>six<br><br/>seven",
@@ -169,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(
         LinkRow{"foreignStyle", "<svg><style><a href=b>x</a></style></svg>", "b"}),
     [](const auto &row) { return std::string(row.param.name); });
 
-TEST(HtmlToText, HiddenLinksLeaveRoomForShownOnes) {
+TEST(HtmlReaderText, HiddenLinksLeaveRoomForShownOnes) {
     std::string html;
     for (unsigned int i = 0; i <= kMaxUris; ++i) {
         html +=
@@ -180,7 +184,7 @@ TEST(HtmlToText, HiddenLinksLeaveRoomForShownOnes) {
     EXPECT_EQ(result.hits, MailLimitSet{MailLimit::Uris});
 }
 
-TEST(HtmlToText, CutsLongValue) {
+TEST(HtmlReaderText, CutsLongValue) {
     constexpr unsigned int kLimit = 64;
     for (const unsigned int length : {kLimit - 1, kLimit, kLimit + 1, 5 * kLimit}) {
         for (const std::string quote : {"\"", "'", ""}) {
@@ -196,7 +200,7 @@ TEST(HtmlToText, CutsLongValue) {
 }
 
 // Each of these takes minutes or gigabytes where a parser is not kept in check.
-TEST(HtmlToText, HostileHtmlIsAnswered) {
+TEST(HtmlReaderText, HostileHtmlIsAnswered) {
     constexpr unsigned int kMany = 100000;
     std::string attributes = "<p";
     std::string tags;
@@ -230,16 +234,16 @@ TEST(HtmlToText, HostileHtmlIsAnswered) {
     }
 }
 
-TEST(HtmlMetaCharset, FindsDeclaration) {
-    EXPECT_EQ(htmlMetaCharset("<META http-equiv=Content-Type content=\"text/html; Charset = "
-                              "KOI8-R\">"),
+TEST(MetaCharset, FindsDeclaration) {
+    EXPECT_EQ(metaCharset("<META http-equiv=Content-Type content=\"text/html; Charset = "
+                          "KOI8-R\">"),
               "koi8-r");
-    EXPECT_EQ(htmlMetaCharset("<meta name=x><meta charset='big5'/>"), "big5");
-    EXPECT_EQ(htmlMetaCharset("<meta charset"), "");
-    EXPECT_EQ(htmlMetaCharset("charset=big5<meta name=x>charset=big5"), "");
-    EXPECT_EQ(htmlMetaCharset(""), "");
-    EXPECT_EQ(htmlMetaCharset(std::string(5000, ' ') + "<meta charset=big5>"), "");
+    EXPECT_EQ(metaCharset("<meta name=x><meta charset='big5'/>"), "big5");
+    EXPECT_EQ(metaCharset("<meta charset"), "");
+    EXPECT_EQ(metaCharset("charset=big5<meta name=x>charset=big5"), "");
+    EXPECT_EQ(metaCharset(""), "");
+    EXPECT_EQ(metaCharset(std::string(5000, ' ') + "<meta charset=big5>"), "");
 }
 
 } // namespace
-} // namespace Corvane
+} // namespace Corvane::Html

@@ -1,11 +1,10 @@
-#include "host/parser/HtmlText.h"
+#include "host/parser/html/MetaCharset.h"
 
 #include <algorithm>
 
 #include "host/parser/Text.h"
-#include "host/parser/html/HtmlReader.h"
 
-namespace Corvane {
+namespace Corvane::Html {
 
 namespace {
 
@@ -14,16 +13,7 @@ constexpr std::size_t kMetaSearchBytes = 4096;
 
 } // namespace
 
-HtmlText htmlToText(std::string_view html, const MailLimits &limits, MailLimitSet &hits,
-                    UriCollector &uris, std::size_t &textBytesLeft) {
-    Html::HtmlReader reader(limits, hits, uris, textBytesLeft);
-    reader.feed(html);
-    Html::SentAndSeen text = reader.take();
-    return {std::move(text.seen), std::move(text.sent), text.differs, text.hiddenBytes,
-            text.invisibleCharacters};
-}
-
-std::string htmlMetaCharset(std::string_view html) {
+std::string metaCharset(std::string_view html) {
     std::string head;
     copyStringToLower(html.data(), head, 0, std::min(html.size(), kMetaSearchBytes));
     constexpr std::string_view kKey = "charset";
@@ -47,4 +37,4 @@ std::string htmlMetaCharset(std::string_view html) {
     return {};
 }
 
-} // namespace Corvane
+} // namespace Corvane::Html
