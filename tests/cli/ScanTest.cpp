@@ -523,7 +523,7 @@ TEST_F(ScanCommandTest, OutOfMemoryIsSaidAndCostsNoRule) {
     directory_.write("rules.cf", rules);
     int failures = 0;
     Outcome outcome{-1, {}, {}};
-    for (int kiB = kMostKiB / 8; kiB <= kMostKiB && outcome.status != 0; kiB += 2000) {
+    for (int kiB = kMostKiB / 16; kiB <= kMostKiB && outcome.status != 0; kiB += 2000) {
         outcome = corvane({"scan", "--rules", directory_.path(), message()}, {},
                           "ulimit -v " + std::to_string(kiB) + "; ");
         if (outcome.status == 127) {
