@@ -27,19 +27,22 @@ StyleUse s_useOf(std::string_view media) {
     return isForAll ? StyleUse::Applied : StyleUse::Ignored;
 }
 
+bool s_isContinuation(char c) {
+    constexpr unsigned char kMask = 0xC0;
+    constexpr unsigned char kContinuation = 0x80;
+    return (static_cast<unsigned char>(c) & kMask) == kContinuation;
+}
+
 // The text without what a cut has left of its last character.
 std::string_view s_wholeCharacters(std::string_view text) {
-    constexpr std::size_t kMaxTail = 3;
-    for (std::size_t tail = 1; tail <= std::min(kMaxTail, text.size()); ++tail) {
-        const char *const last = text.data() + text.size() - tail;
-        if (asciiLength(last, 1) == 0 && utf8SequenceLength(last, tail) == tail) {
-            return text;
-        }
-        if (asciiLength(last, 1) == 1) {
-            return text.substr(0, text.size() - tail + 1);
-        }
+    std::size_t lead = text.size();
+    while (lead > 0 && s_isContinuation(text[lead - 1])) {
+        --lead;
     }
-    return text.substr(0, text.size() - std::min(kMaxTail, text.size()));
+    lead -= std::min<std::size_t>(lead, 1);
+    const std::string_view last = text.substr(lead);
+    const bool isWhole = utf8SequenceLength(last.data(), last.size()) == last.size();
+    return isWhole ? text : text.substr(0, lead);
 }
 
 // A size of a picture that leaves nothing to be seen of it.
@@ -63,10 +66,7 @@ void HtmlReader::feed(std::string_view html) {
     constexpr std::uint64_t kByteWork = 4;
     while (!html.empty() && !Budget::spend(std::min(html.size(), kStepBytes) * kByteWork)) {
         std::size_t step = std::min(html.size(), kStepBytes);
-        constexpr unsigned char kContinuationMask = 0xC0;
-        constexpr unsigned char kContinuation = 0x80;
-        while (step < html.size() &&
-               (static_cast<unsigned char>(html[step]) & kContinuationMask) == kContinuation) {
+        while (step < html.size() && s_isContinuation(html[step])) {
             ++step;
         }
         sheet_.allow(step);

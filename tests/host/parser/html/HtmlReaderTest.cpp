@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/parser/Charset.h"
 #include "host/parser/html/MetaCharset.h"
 
 namespace Corvane::Html {
@@ -231,6 +232,22 @@ TEST(HtmlReaderText, HostileHtmlIsAnswered) {
         EXPECT_TRUE(result.text.size() > kMaxTextBytes ||
                     result.text.find("last words") != std::string::npos)
             << name;
+    }
+}
+
+TEST(HtmlReaderText, EndsBetweenCharactersAtItsLimit) {
+    const std::string text = "a\u00E9\u4E2D\u4E2D\U0001F600b";
+    for (std::size_t bytes = 0; bytes <= text.size(); ++bytes) {
+        MailLimitSet hits;
+        const MailLimits limits;
+        UriCollector uris(limits, hits);
+        std::size_t textBytesLeft = bytes;
+        HtmlReader reader(limits, hits, uris, textBytesLeft);
+        reader.feed(text);
+        const std::string seen = reader.take().seen;
+        EXPECT_TRUE(isValidUtf8(seen.data(), seen.size())) << bytes;
+        EXPECT_GE(seen.size() + 3, bytes);
+        EXPECT_EQ(hits.count(MailLimit::HtmlBytes), bytes < text.size() ? 1U : 0U);
     }
 }
 
