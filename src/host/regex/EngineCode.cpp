@@ -222,8 +222,10 @@ EngineCode::EngineCode(const Definition &definition, const std::string &text, Ch
         std::string proper = startingAtText(definition.pattern.substr(start.end));
         // Behind a \K the engine tells that place for the one where it starts.
         proper = start.mindsEmpty ? proper : withoutResets(proper);
-        pattern +=
-            hold == Hold::Watcher ? callsInLookaheads(proper, definition.extended).pattern : proper;
+        const LookaheadCalls calls = callsInLookaheads(proper, definition.extended);
+        pattern += hold == Hold::Watcher ? calls.pattern : proper;
+        // Before each item then: slower, but wherever the look-aheads are.
+        options |= hold == Hold::Watcher && !calls.isSure ? PCRE2_AUTO_CALLOUT : 0U;
         notEmptyAtStart_ = start.notEmptyAtStart;
         options |= hold == Hold::LastStart ? PCRE2_USE_OFFSET_LIMIT : 0U;
     }
@@ -238,9 +240,11 @@ EngineCode::EngineCode(const Definition &definition, const std::string &text, Ch
 }
 
 // Makes machine code where that can express the pattern and gives the same answers: it counts steps
-// in its own way, knows no other limits, and does not count within look-arounds that are not atomic.
+// in its own way, knows no other limits, does not count within look-arounds that are not atomic, and what
+// it makes of verbs depends on which positions it passes over.
 void EngineCode::translate(const Definition &definition, bool hasStartOptions) {
-    if (mayHoldNonAtomicLookaround(definition.pattern) || s_setsLimit(code_.get())) {
+    if (mayHoldNonAtomicLookaround(definition.pattern) || mayHoldVerb(definition.pattern) ||
+        s_setsLimit(code_.get())) {
         return;
     }
     std::size_t bytes = 0;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/parser/Budget.h"
+#include "host/parser/Exception.h"
 #include "host/regex/Definition.h"
 #include "host/regex/EngineCode.h"
 #include "host/regex/GuardedTry.h"
@@ -25,6 +26,20 @@ public:
     const EngineCode &get(const Arguments &...arguments) const {
         std::call_once(made_, [&] { code_ = std::make_unique<const EngineCode>(arguments...); });
         return *code_;
+    }
+
+    // Null where the pattern does not compile with what is put into it to hold it up: one that was
+    // nearly too large before.
+    template <class... Arguments>
+    const EngineCode *find(const Arguments &...arguments) const {
+        std::call_once(made_, [&] {
+            try {
+                code_ = std::make_unique<const EngineCode>(arguments...);
+            } catch (const Exception &) {
+                code_ = nullptr;
+            }
+        });
+        return code_.get();
     }
 
 private:
@@ -71,11 +86,11 @@ struct ExpressionImpl::Code {
     }
 
     const EngineCode &brokenCode() const { return get(broken, Characters::BrokenUtf8, Hold::No); }
-    const EngineCode &watchedCode() const {
-        return get(watched, plain.characters(), Hold::Watcher);
-    }
-    const EngineCode &watchedBrokenCode() const {
-        return get(watchedBroken, Characters::BrokenUtf8, Hold::Watcher);
+    const EngineCode *watchedCode(bool isBroken) const {
+        return (isBroken ? watchedBroken : watched)
+            .find(definition, definition.pattern,
+                  isBroken ? Characters::BrokenUtf8 : plain.characters(), Hold::Watcher,
+                  machineCode);
     }
     const EngineCode &rangedCode() const {
         return get(ranged, plain.characters(), Hold::LastStart);
@@ -118,13 +133,17 @@ Outcome ExpressionImpl::Code::matchWithin(Budget &budget, const unsigned char *d
             return outcome;
         }
     }
-    if (breaks(data, length, 0)) {
+    const bool isBroken = breaks(data, length, 0);
+    const EngineCode *watchedForm = watchedCode(isBroken);
+    if (watchedForm == nullptr) {
+        return match(data, length, 0, kMatchLimitSteps);
+    }
+    if (isBroken) {
         const ReadableText text(data, length);
-        return GuardedTry(watchedBrokenCode(), text.data(), length, budget,
-                          GuardedTry::firstSteps(length))
+        return GuardedTry(*watchedForm, text.data(), length, budget, GuardedTry::firstSteps(length))
             .run();
     }
-    GuardedTry guarded(watchedCode(), data, length, budget, GuardedTry::firstSteps(length));
+    GuardedTry guarded(*watchedForm, data, length, budget, GuardedTry::firstSteps(length));
     if (!mayHoldVerb(definition.pattern)) {
         guarded.rangesBy([this]() -> const EngineCode & { return rangedCode(); });
     }

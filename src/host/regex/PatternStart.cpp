@@ -200,7 +200,17 @@ bool mayHoldNonAtomicLookaround(const std::string &pattern) {
 }
 
 bool mayHoldVerb(const std::string &pattern) {
-    return pattern.find("(*", readStartOptions(pattern).end) != std::string::npos;
+    constexpr std::string_view kOpening = "(*";
+    constexpr std::string_view kFirst = "ABCDEFGHIJKLMNOPQRSTUVWXYZ:";
+    std::size_t at = pattern.find(kOpening, readStartOptions(pattern).end);
+    while (at != std::string::npos) {
+        at += kOpening.size();
+        if (at < pattern.size() && kFirst.find(pattern[at]) != std::string_view::npos) {
+            return true;
+        }
+        at = pattern.find(kOpening, at);
+    }
+    return false;
 }
 
 std::string startingAtText(const std::string &pattern) {
@@ -217,6 +227,7 @@ LookaheadCalls callsInLookaheads(const std::string &pattern, bool isExtended) {
     LookaheadCalls calls = LookaheadFinder(pattern).find();
     if (mayHoldComment && mayBeExtended) {
         calls.pattern = pattern;
+        calls.isSure = false;
     }
     return calls;
 }

@@ -25,8 +25,8 @@ StartOptions readStartOptions(const std::string &pattern);
 // class, a quotation or a comment, the answer is also true.
 bool mayHoldNonAtomicLookaround(const std::string &pattern);
 
-// Whether behind its options the pattern tells the engine where to go on: (*SKIP), (*COMMIT) and the like. True of
-// whatever stands in such brackets.
+// Whether behind its options the pattern may tell the engine where to go on: (*SKIP), (*COMMIT) and the
+// like. Where it seems to do so in a class, a quotation or a comment, the answer is also true.
 bool mayHoldVerb(const std::string &pattern);
 
 // The pattern with each \G, where the try starts, made a \A, where the text starts. For a try from the
@@ -42,9 +42,11 @@ struct LookaheadCalls {
     std::string pattern;
     // Whether any of these has a repetition without bound, so that it may read all of a text.
     bool isUnbounded = false;
+    // False where the pattern is as it was, since it cannot be told what is a look-ahead: in extended
+    // patterns that may hold comments.
+    bool isSure = true;
 };
 
-// Leaves out callbacks where it is not sure: in extended patterns with comments.
 LookaheadCalls callsInLookaheads(const std::string &pattern, bool isExtended);
 
 } // namespace Corvane::Regex
