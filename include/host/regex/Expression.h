@@ -17,9 +17,8 @@
 // beginning - holds on every machine, with machine code and without. A pattern may not switch itself
 // to UTF-8. Under the modifier u, bytes that are no UTF-8 match nothing, and hide nothing else.
 //
-// Where the thread uses a budget (Budget.h) that has an end, a try ends with it, within 0.1 s. Longer
-// goes on, on a line of a megabyte, a pattern that repeats a group in which an optional part reads the
-// line to its end in vain, as in (?:(?:.*z)?a)*. A try from another start than 0 is not ended.
+// Where the thread uses a budget (Budget.h) that has an end, a try ends with it, within 0.1 s. A try
+// from another start than 0 is not ended.
 //
 // Threads: immutable once compiled; any number of threads may match at once, also through copies of
 // one handle.

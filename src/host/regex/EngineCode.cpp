@@ -8,6 +8,7 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
+#include "host/regex/HeldPattern.h"
 #include "host/regex/PatternStart.h"
 
 namespace Corvane::Regex {
@@ -16,8 +17,8 @@ namespace {
 
 // Machine code keeps its backtracking in a stack of this size, one per thread. What needs more is
 // matched once again by the interpreter, whose memory kInterpreterHeapKiB bounds.
-constexpr std::size_t kJitStackStartBytes = 32 * 1024;
-constexpr std::size_t kJitStackMaxBytes = 1024 * 1024;
+constexpr std::size_t kJitStackStartBytes = std::size_t{32} * 1024;
+constexpr std::size_t kJitStackMaxBytes = std::size_t{1024} * 1024;
 constexpr unsigned int kInterpreterHeapKiB = 64 * 1024;
 
 // What a watched pattern begins with.
@@ -219,13 +220,7 @@ EngineCode::EngineCode(const Definition &definition, const std::string &text, Ch
         pattern = start.others;
         pattern += hold == Hold::Watcher ? kCallback : "";
         watchedPlace_ = pattern.size();
-        std::string proper = startingAtText(definition.pattern.substr(start.end));
-        // Behind a \K the engine tells that place for the one where it starts.
-        proper = start.mindsEmpty ? proper : withoutResets(proper);
-        const LookaheadCalls calls = callsInLookaheads(proper, definition.extended);
-        pattern += hold == Hold::Watcher ? calls.pattern : proper;
-        // Before each item then: slower, but wherever the look-aheads are.
-        options |= hold == Hold::Watcher && !calls.isSure ? PCRE2_AUTO_CALLOUT : 0U;
+        pattern += heldPattern(definition).proper;
         notEmptyAtStart_ = start.notEmptyAtStart;
         options |= hold == Hold::LastStart ? PCRE2_USE_OFFSET_LIMIT : 0U;
     }

@@ -51,7 +51,8 @@ public:
         BrokenUtf8, // bytes that are no UTF-8 match nothing; without machine code, and only for what ReadableText gives
     };
 
-    // How its runs can be held up: not at all; by a watcher; or behind a last position to start from.
+    // How its runs can be held up: not at all; by a watcher; or behind a last position to start from and by
+    // a watcher that is told of no positions.
     enum class Hold : std::uint8_t { No, Watcher, LastStart };
     static constexpr std::size_t kNoLastStart = ~std::size_t{0};
 

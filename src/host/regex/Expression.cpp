@@ -9,6 +9,7 @@
 #include "host/regex/Definition.h"
 #include "host/regex/EngineCode.h"
 #include "host/regex/GuardedTry.h"
+#include "host/regex/HeldPattern.h"
 #include "host/regex/PatternStart.h"
 #include "host/regex/Utf8Text.h"
 
@@ -53,15 +54,13 @@ constexpr std::uint64_t kTryWork = 256;
 constexpr std::uint64_t kByteWork = 16;
 constexpr std::uint64_t kMostTryWork = Budget::kWorkBetweenLooks / 4;
 
-// Longer texts are tried with a guard at once. Machine code does not count how often a group is repeated, so a look-ahead
-// in it may read the whole text that often.
+// Longer texts are tried with a guard at once. Machine code does not count how often a group is repeated, so what is in
+// it may read the whole text that often.
 constexpr std::size_t kMaxUnguardedBytes = 4096;
-constexpr std::size_t kMaxUnguardedAheadBytes = 512;
+constexpr std::size_t kMaxUnguardedRereadBytes = 512;
 
 std::size_t s_mostUnguardedBytes(const Definition &definition) {
-    return callsInLookaheads(definition.pattern, definition.extended).isUnbounded
-               ? kMaxUnguardedAheadBytes
-               : kMaxUnguardedBytes;
+    return heldPattern(definition).rereads ? kMaxUnguardedRereadBytes : kMaxUnguardedBytes;
 }
 
 } // namespace

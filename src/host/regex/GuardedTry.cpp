@@ -13,7 +13,12 @@ namespace {
 // positions without one, supposing that each step reads all of them: about 10 and 50 ms.
 constexpr std::uint64_t kBytesByPosition = std::uint64_t{1} << 23U;
 constexpr std::uint64_t kBytesByRun = std::uint64_t{1} << 25U;
-constexpr std::uint32_t kCallsByLook = 4;
+
+// So much is done between two looks at the clock, where what the position that a run tells counts for some, and a
+// call within a loop for as much where the text is long.
+constexpr std::uint32_t kEffortByLook = 64;
+constexpr std::uint32_t kPositionEffort = 16;
+constexpr std::size_t kBytesByEffort = std::size_t{1} << 16U;
 
 // A run is slow that has taken so long, and for each position.
 constexpr std::chrono::milliseconds kSlowRun{3};
@@ -53,13 +58,14 @@ std::uint32_t GuardedTry::firstSteps(std::size_t length) {
 GuardedTry::GuardedTry(const EngineCode &code, const unsigned char *data, std::size_t length,
                        Budget &budget, std::uint32_t firstSteps)
     : code_(code), data_(data), length_(length), budget_(budget), least_(firstSteps),
-      steps_(firstSteps),
+      steps_(firstSteps), loopEffort_(static_cast<std::uint32_t>(std::clamp<std::size_t>(
+                              length / kBytesByEffort, 1, kPositionEffort))),
       rangeBytes_(std::max<std::size_t>(kBytesByRange / kRangeSteps / (length + 1), 1)) {}
 
 bool GuardedTry::begins(std::size_t position) {
     position_ = position;
     passed_ = raised_ != kNowhere && position > raised_ && canStartAt(position);
-    return !looksOver() && !passed_ && !isSlow_;
+    return !looksOver(kPositionEffort) && !passed_ && !isSlow_;
 }
 
 // The engine takes each part of a text that is UTF-8 for a text of its own. Where one ends it does not start anew.
@@ -68,10 +74,17 @@ bool GuardedTry::canStartAt(std::size_t position) const {
            position == length_ || beginsCharacter(data_, length_, position);
 }
 
-bool GuardedTry::looksOver() {
-    if (++calls_ % kCallsByLook != 0) {
+bool GuardedTry::goesOn() {
+    return !looksOver(loopEffort_);
+}
+
+bool GuardedTry::looksOver(std::uint32_t effort) {
+    ++calls_;
+    effort_ += effort;
+    if (effort_ < kEffortByLook) {
         return budget_.ended();
     }
+    effort_ = 0;
     if (rangeCode_ != nullptr) {
         const auto time = std::chrono::steady_clock::now() - begun_;
         isSlow_ = isSlow_ || areRangesForced_ || (time > kSlowRun && time > calls_ * kSlowPosition);
@@ -114,6 +127,7 @@ Outcome GuardedTry::attempt(Engine engine) {
     passed_ = false;
     isSlow_ = false;
     calls_ = 0;
+    effort_ = 0;
     begun_ = std::chrono::steady_clock::now();
     const std::int64_t begun = s_processorNanos();
     std::size_t start = from_;
@@ -136,7 +150,7 @@ Outcome GuardedTry::runByRanges() {
     while (position_ <= length_ && !budget_.look()) {
         const std::size_t end = rangeEnd(position_);
         const Outcome outcome =
-            code.runMachineCode({data_, length_, position_, kRangeSteps, nullptr, end - 1});
+            code.runMachineCode({data_, length_, position_, kRangeSteps, this, end - 1});
         if (outcome != Outcome::NoMatch) {
             return outcome;
         }

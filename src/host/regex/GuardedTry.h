@@ -13,7 +13,8 @@
 //
 // Being told of positions keeps machine code from noting how far the first repetition of a pattern
 // reached, by which it passes over positions that must fail as well. Where the run is slow the
-// positions are therefore taken in ranges, each with a run that tells of none. In a watched run one of
+// positions are therefore taken in ranges, each with a run that tells of none, but of what is repeated
+// within, of which machine code counts no steps. In a watched run one of
 // those positions may also be the first to need more than kMatchLimitSteps, which no try of a real
 // pattern was seen to do.
 //
@@ -66,8 +67,8 @@ private:
     enum class Engine { MachineCode, Interpreter };
 
     bool begins(std::size_t position) override;
-    bool goesOn() override { return !looksOver(); }
-    bool looksOver();
+    bool goesOn() override;
+    bool looksOver(std::uint32_t effort);
     bool canStartAt(std::size_t position) const;
     Outcome runByRanges();
     std::size_t rangeEnd(std::size_t begin) const;
@@ -81,6 +82,8 @@ private:
     Budget &budget_;
     std::uint32_t least_;
     std::uint32_t steps_;
+    std::uint32_t loopEffort_;
+    std::uint32_t effort_ = 0;
     // Where the run starts; the position under way; the one that is tried with more steps; and how long
     // the run took.
     std::size_t from_ = 0;

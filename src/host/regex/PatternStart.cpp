@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <vector>
 
 namespace Corvane::Regex {
 
@@ -29,141 +28,6 @@ bool s_isStartOption(std::string_view word) {
     constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_=";
     return word.find_first_not_of(kLetters) == std::string_view::npos &&
            std::find(kVerbs.begin(), kVerbs.end(), word) == kVerbs.end();
-}
-
-// Whether it may hold (?x) or the like.
-bool s_mayBecomeExtended(const std::string &pattern) {
-    constexpr std::string_view kOpening = "(?";
-    constexpr std::string_view kOptions = "imsxnJU^-";
-    for (std::size_t at = pattern.find(kOpening); at != std::string::npos;
-         at = pattern.find(kOpening, at)) {
-        at += kOpening.size();
-        const std::size_t end = std::min(pattern.find_first_not_of(kOptions, at), pattern.size());
-        if (pattern.find('x', at) < end) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Goes over a pattern, looking for what stands outside of classes, quotations and comments.
-class LookaheadFinder {
-public:
-    explicit LookaheadFinder(const std::string &pattern) : pattern_(pattern) {}
-
-    LookaheadCalls find() {
-        while (at_ < pattern_.size()) {
-            step();
-        }
-        return calls_;
-    }
-
-private:
-    static constexpr std::string_view kCall = "(?C)";
-
-    bool looksAt(std::string_view expected) const {
-        return pattern_.compare(at_, expected.size(), expected) == 0;
-    }
-
-    void copy(std::size_t bytes) {
-        calls_.pattern.append(pattern_, at_, bytes);
-        at_ += std::min(bytes, pattern_.size() - at_);
-    }
-
-    void copyThrough(std::string_view end) {
-        const std::size_t found = pattern_.find(end, at_);
-        copy(found == std::string::npos ? pattern_.size() - at_ : found + end.size() - at_);
-    }
-
-    void copyEscape() {
-        if (looksAt("\\Q")) {
-            copyThrough("\\E");
-        } else {
-            copy(looksAt("\\c") ? 3 : 2);
-        }
-    }
-
-    // A closing bracket that comes first is one of the class.
-    void copyClass() {
-        copy(looksAt("[^") ? 2 : 1);
-        copy(looksAt("]") ? 1 : 0);
-        while (at_ < pattern_.size() && !looksAt("]")) {
-            if (looksAt("\\")) {
-                copyEscape();
-            } else if (looksAt("[:")) {
-                const std::size_t end = pattern_.find(":]", at_);
-                copy(end != std::string::npos ? end + 2 - at_ : 1);
-            } else {
-                copy(1);
-            }
-        }
-        copy(1);
-    }
-
-    void open() {
-        constexpr std::array<std::string_view, 6> kLookaheads = {
-            "(?=", "(?!", "(*pla:", "(*nla:", "(*positive_lookahead:", "(*negative_lookahead:"};
-        for (const std::string_view lookahead : kLookaheads) {
-            if (looksAt(lookahead)) {
-                copy(lookahead.size());
-                calls_.pattern += kCall;
-                groups_.push_back(true);
-                return;
-            }
-        }
-        groups_.push_back(!groups_.empty() && groups_.back());
-        copy(1);
-    }
-
-    void step() {
-        const char c = pattern_[at_];
-        if (c == '\\') {
-            copyEscape();
-        } else if (c == '[') {
-            copyClass();
-        } else if (looksAt("(?#")) {
-            copyThrough(")");
-        } else if (c == '(') {
-            open();
-        } else {
-            if (c == ')' && !groups_.empty()) {
-                groups_.pop_back();
-            } else if (c == '*' || c == '+' || c == '{') {
-                calls_.isUnbounded |= !groups_.empty() && groups_.back();
-            }
-            copy(1);
-        }
-    }
-
-    const std::string &pattern_;
-    std::size_t at_ = 0;
-    // Whether each group that is open is, or is in, a look-ahead.
-    std::vector<bool> groups_;
-    LookaheadCalls calls_;
-};
-
-// The pattern with another letter in each such escape.
-std::string s_withEscape(const std::string &pattern, char letter, char other) {
-    std::string result = pattern;
-    bool quoted = false;
-    for (std::size_t at = 0; at + 1 < result.size(); ++at) {
-        if (result[at] != '\\') {
-            continue;
-        }
-        char &escaped = result[++at];
-        if (quoted) {
-            // A backslash is a character here, and so may be the one behind it.
-            quoted = escaped != 'E';
-            at -= quoted ? 1 : 0;
-        } else if (escaped == 'Q') {
-            quoted = true;
-        } else if (escaped == 'c') {
-            ++at;
-        } else if (escaped == letter) {
-            escaped = other;
-        }
-    }
-    return result;
 }
 
 } // namespace
@@ -211,25 +75,6 @@ bool mayHoldVerb(const std::string &pattern) {
         at = pattern.find(kOpening, at);
     }
     return false;
-}
-
-std::string startingAtText(const std::string &pattern) {
-    return s_withEscape(pattern, 'G', 'A');
-}
-
-std::string withoutResets(const std::string &pattern) {
-    return s_withEscape(pattern, 'K', 'E');
-}
-
-LookaheadCalls callsInLookaheads(const std::string &pattern, bool isExtended) {
-    const bool mayHoldComment = pattern.find('#') != std::string::npos;
-    const bool mayBeExtended = isExtended || s_mayBecomeExtended(pattern);
-    LookaheadCalls calls = LookaheadFinder(pattern).find();
-    if (mayHoldComment && mayBeExtended) {
-        calls.pattern = pattern;
-        calls.isSure = false;
-    }
-    return calls;
 }
 
 } // namespace Corvane::Regex

@@ -29,26 +29,6 @@ bool mayHoldNonAtomicLookaround(const std::string &pattern);
 // like. Where it seems to do so in a class, a quotation or a comment, the answer is also true.
 bool mayHoldVerb(const std::string &pattern);
 
-// The pattern with each \G, where the try starts, made a \A, where the text starts. For a try from the
-// beginning of the text they are the same.
-std::string startingAtText(const std::string &pattern);
-
-// The pattern with each \K, from where on the match counts, made a \E, which is nothing. Where an empty
-// match is as good as another one, they match the same texts.
-std::string withoutResets(const std::string &pattern);
-
-// The pattern with a callback at the beginning of each look-ahead.
-struct LookaheadCalls {
-    std::string pattern;
-    // Whether any of these has a repetition without bound, so that it may read all of a text.
-    bool isUnbounded = false;
-    // False where the pattern is as it was, since it cannot be told what is a look-ahead: in extended
-    // patterns that may hold comments.
-    bool isSure = true;
-};
-
-LookaheadCalls callsInLookaheads(const std::string &pattern, bool isExtended);
-
 } // namespace Corvane::Regex
 
 #endif

@@ -40,51 +40,6 @@ TEST(PatternStart, ReadsOptionsUpToThePatternProper) {
     }
 }
 
-TEST(PatternStart, PutsTheStartOfTheTextForThatOfTheTry) {
-    const char *rows[][2] = {
-        {R"(\Ga|b\G)", R"(\Aa|b\A)"}, {R"(\\Ga)", R"(\\Ga)"},
-        {R"(\\\Ga)", R"(\\\Aa)"},     {R"(\Q\G\E\G)", R"(\Q\G\E\A)"},
-        {R"(\Q\\E\G)", R"(\Q\\E\A)"}, {R"(\c\G\G)", R"(\c\G\A)"},
-        {R"([\]]\G)", R"([\]]\A)"},   {"\\", "\\"},
-    };
-    for (const auto &row : rows) {
-        EXPECT_EQ(startingAtText(row[0]), row[1]);
-    }
-    EXPECT_EQ(withoutResets(R"(a\Kb\\K\Q\K\E\K)"), R"(a\Eb\\K\Q\K\E\E)");
-}
-
-TEST(PatternStart, CallsAtTheBeginningOfLookaheads) {
-    const struct {
-        const char *pattern;
-        bool isExtended;
-        const char *expected;
-        bool isUnbounded;
-    } rows[] = {
-        {"a(?=b)c", false, "a(?=(?C)b)c", false},
-        {"(?:(?!.*b).)*", false, "(?:(?!(?C).*b).)*", true},
-        {"(?=(a+)b)c", false, "(?=(?C)(a+)b)c", true},
-        {"(?=a)b+", false, "(?=(?C)a)b+", false},
-        {"(*nla:a*)b", false, "(*nla:(?C)a*)b", true},
-        {"[(?=]*[]](?=b)", false, "[(?=]*[]](?=(?C)b)", false},
-        {"[^](?=][[:alpha:](?=]x", false, "[^](?=][[:alpha:](?=]x", false},
-        {"[\\](?=]", false, "[\\](?=]", false},
-        {"\\(?=b", false, "\\(?=b", false},
-        {"\\Q(?=\\E(?=b)", false, "\\Q(?=\\E(?=(?C)b)", false},
-        {"(?#(?=)(?=b)", false, "(?#(?=)(?=(?C)b)", false},
-        {"(?(?=a)b|c)", false, "(?(?=(?C)a)b|c)", false},
-        {"(?=a) # [", true, "(?=a) # [", false},
-        {"(?ix)(?=a) # [", false, "(?ix)(?=a) # [", false},
-        {"(?=a)#", false, "(?=(?C)a)#", false},
-        {"(?=", false, "(?=(?C)", false},
-        {"[(?=", false, "[(?=", false},
-    };
-    for (const auto &row : rows) {
-        const LookaheadCalls calls = callsInLookaheads(row.pattern, row.isExtended);
-        EXPECT_EQ(calls.pattern, row.expected);
-        EXPECT_EQ(calls.isUnbounded, row.isUnbounded) << row.pattern;
-    }
-}
-
 // They may change what ends a line, or that nothing at all is a match.
 TEST(PatternStart, NothingIsRequiredOfMatchesBehindOptions) {
     for (const char *text :
