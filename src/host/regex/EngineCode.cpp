@@ -216,14 +216,15 @@ EngineCode::EngineCode(const Definition &definition, const std::string &text, Ch
     const StartOptions start = readStartOptions(definition.pattern);
     std::string pattern = definition.pattern;
     std::uint32_t options = s_compileOptions(definition, characters);
-    if (hold != Hold::No) {
+    if (hold == Hold::Watcher || hold == Hold::LastStart) {
         pattern = start.others;
         pattern += hold == Hold::Watcher ? kCallback : "";
         watchedPlace_ = pattern.size();
         pattern += heldPattern(definition).proper;
         notEmptyAtStart_ = start.notEmptyAtStart;
-        options |= hold == Hold::LastStart ? PCRE2_USE_OFFSET_LIMIT : 0U;
     }
+    const bool hasLastStart = hold == Hold::LastStart || hold == Hold::LastStartAlone;
+    options |= hasLastStart ? PCRE2_USE_OFFSET_LIMIT : 0U;
     code_.reset(s_compile(pattern, options, definition, text));
     if (characters == Characters::BrokenUtf8 && s_startsAtLines(code_.get())) {
         // Where it looks for the next line start, the engine misses some behind bad bytes.

@@ -51,9 +51,10 @@ public:
         BrokenUtf8, // bytes that are no UTF-8 match nothing; without machine code, and only for what ReadableText gives
     };
 
-    // How its runs can be held up: not at all; by a watcher; or behind a last position to start from and by
-    // a watcher that is told of no positions.
-    enum class Hold : std::uint8_t { No, Watcher, LastStart };
+    // How its runs can be held up: not at all; by a watcher; behind a last position to start from, and by a
+    // watcher that is told of no positions; or behind a last position alone, in which case it counts the
+    // steps that a code counts that is not held up.
+    enum class Hold : std::uint8_t { No, Watcher, LastStart, LastStartAlone };
     static constexpr std::size_t kNoLastStart = ~std::size_t{0};
 
     // Where in a text to start, which must not be beyond its length, and with how many steps from each

@@ -94,6 +94,9 @@ struct ExpressionImpl::Code {
     const EngineCode &rangedCode() const {
         return get(ranged, plain.characters(), Hold::LastStart);
     }
+    const EngineCode &exactCode() const {
+        return get(exact, plain.characters(), Hold::LastStartAlone);
+    }
     const EngineCode &get(const CodeOnDemand &code, Characters characters, Hold hold) const {
         return code.get(definition, definition.pattern, characters, hold, machineCode);
     }
@@ -120,6 +123,7 @@ struct ExpressionImpl::Code {
     CodeOnDemand watched;
     CodeOnDemand watchedBroken;
     CodeOnDemand ranged;
+    CodeOnDemand exact;
 };
 
 // Runs unguarded as far as that takes no time worth mentioning, which is enough for nearly every try.
@@ -146,6 +150,7 @@ Outcome ExpressionImpl::Code::matchWithin(Budget &budget, const unsigned char *d
     if (!mayHoldVerb(definition.pattern)) {
         guarded.rangesBy([this]() -> const EngineCode & { return rangedCode(); });
     }
+    guarded.decidedBy([this]() -> const EngineCode & { return exactCode(); });
     return guarded.run();
 }
 

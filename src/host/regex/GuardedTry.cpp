@@ -40,6 +40,10 @@ std::int64_t s_processorNanos() {
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
+// From so many steps on another code of the same pattern may need more than the limit, and takes so many times as long.
+constexpr std::uint32_t kDoubtfulSteps = kMatchLimitSteps / 4;
+constexpr std::int64_t kDecisionTimes = 2;
+
 std::uint32_t s_stepsWithin(std::uint64_t bytes, std::uint64_t bytesByStep) {
     return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(
         bytes / std::max<std::uint64_t>(bytesByStep, 1), 1, kMatchLimitSteps));
@@ -52,7 +56,7 @@ std::uint32_t GuardedTry::harmlessSteps(std::size_t length) {
 }
 
 std::uint32_t GuardedTry::firstSteps(std::size_t length) {
-    return s_stepsWithin(kBytesByPosition, length);
+    return std::min(s_stepsWithin(kBytesByPosition, length), kDoubtfulSteps);
 }
 
 GuardedTry::GuardedTry(const EngineCode &code, const unsigned char *data, std::size_t length,
@@ -93,6 +97,7 @@ bool GuardedTry::looksOver(std::uint32_t effort) {
 }
 
 Outcome GuardedTry::run() {
+    tryBegun_ = s_processorNanos();
     const Outcome outcome =
         code_.hasMachineCode() ? runWith(Engine::MachineCode) : Outcome::Unsuited;
     return outcome == Outcome::Unsuited ? runWith(Engine::Interpreter) : outcome;
@@ -103,6 +108,7 @@ Outcome GuardedTry::runWith(Engine engine) {
     raised_ = kNowhere;
     if (engine == Engine::Interpreter) {
         rangeCode_ = nullptr;
+        exactCode_ = nullptr;
     }
     for (from_ = 0; !budget_.look(); from_ = position_) {
         Outcome outcome = attempt(engine);
@@ -116,10 +122,40 @@ Outcome GuardedTry::runWith(Engine engine) {
             steps_ = std::max(least_, steps_ / kMostTimes);
             raised_ = steps_ == least_ ? kNowhere : position_;
         } else if (outcome != Outcome::StepLimit || steps_ == kMatchLimitSteps || !raise()) {
-            return outcome;
+            const std::optional<Outcome> last = decided(outcome);
+            if (last.has_value()) {
+                return *last;
+            }
         }
     }
     return Outcome::Stopped;
+}
+
+// What the pattern as it is makes of the positions up to the one under way, where that may have counted other steps.
+// Nothing where it passes over that one, at which the limit was met here: the next one is under way then.
+std::optional<Outcome> GuardedTry::decided(Outcome outcome) {
+    const bool isOnSteps =
+        outcome == Outcome::Match || outcome == Outcome::NoMatch || outcome == Outcome::StepLimit;
+    if (!isDoubtful_ || !isOnSteps || exactCode_ == nullptr) {
+        return outcome;
+    }
+    const std::chrono::nanoseconds taken(s_processorNanos() - tryBegun_);
+    if (!budget_.affords(taken * kDecisionTimes)) {
+        return Outcome::Stopped;
+    }
+    std::size_t last = length_;
+    if (outcome != Outcome::NoMatch) {
+        last = outcome == Outcome::Match ? startBehind(position_, rangeBytes_) - 1 : position_;
+    }
+    const Outcome exact =
+        exactCode_().runMachineCode({data_, length_, 0, kMatchLimitSteps, nullptr, last});
+    if (outcome != Outcome::StepLimit || exact != Outcome::NoMatch || last == length_) {
+        return exact;
+    }
+    position_ = startBehind(position_, 1);
+    steps_ = least_;
+    raised_ = kNowhere;
+    return std::nullopt;
 }
 
 Outcome GuardedTry::attempt(Engine engine) {
@@ -148,7 +184,7 @@ Outcome GuardedTry::attempt(Engine engine) {
 Outcome GuardedTry::runByRanges() {
     const EngineCode &code = rangeCode_();
     while (position_ <= length_ && !budget_.look()) {
-        const std::size_t end = rangeEnd(position_);
+        const std::size_t end = startBehind(position_, rangeBytes_);
         const Outcome outcome =
             code.runMachineCode({data_, length_, position_, kRangeSteps, this, end - 1});
         if (outcome != Outcome::NoMatch) {
@@ -159,10 +195,11 @@ Outcome GuardedTry::runByRanges() {
     return budget_.ended() ? Outcome::Stopped : Outcome::NoMatch;
 }
 
-// A run starts neither within a character nor between the bytes of a line end.
-std::size_t GuardedTry::rangeEnd(std::size_t begin) const {
+// The first position at least so many bytes on. A run starts neither within a character nor between the bytes of a line
+// end.
+std::size_t GuardedTry::startBehind(std::size_t begin, std::size_t bytes) const {
     const bool isUtf = code_.characters() == EngineCode::Characters::ValidUtf8;
-    std::size_t end = begin + rangeBytes_;
+    std::size_t end = begin + bytes;
     while (end < length_ && ((isUtf && isWithinCharacter(data_, length_, end)) ||
                              (data_[end] == '\n' && data_[end - 1] == '\r'))) {
         ++end;
@@ -180,6 +217,7 @@ bool GuardedTry::raise() {
         nanos > 0 ? std::clamp(kCheapNanos / nanos, kLeastTimes, double{kMostTimes}) : kMostTimes;
     raised_ = position_;
     steps_ = static_cast<std::uint32_t>(std::min<double>(steps_ * times + 1, kMatchLimitSteps));
+    isDoubtful_ |= steps_ > kDoubtfulSteps;
     return budget_.affords(std::chrono::nanoseconds(static_cast<std::int64_t>(nanos * times)));
 }
 

@@ -14,9 +14,11 @@
 // Being told of positions keeps machine code from noting how far the first repetition of a pattern
 // reached, by which it passes over positions that must fail as well. Where the run is slow the
 // positions are therefore taken in ranges, each with a run that tells of none, but of what is repeated
-// within, of which machine code counts no steps. In a watched run one of
-// those positions may also be the first to need more than kMatchLimitSteps, which no try of a real
-// pattern was seen to do.
+// within, of which machine code counts no steps.
+//
+// Machine code that calls back also counts other steps than machine code that does not: up to half as
+// many again were seen. Where a position came near the limit on steps, it is therefore the
+// pattern as it is that decides, in a run over what the try went over.
 //
 // Threads: one try belongs to one thread.
 
@@ -25,6 +27,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "host/parser/Budget.h"
@@ -41,11 +44,14 @@ public:
 
     // Where runs may go by ranges, which is not so where the pattern says itself from where to go on, nor for texts that are
     // no UTF-8: what gives the code for that, with machine code, when it is first needed.
-    using RangeCode = std::function<const EngineCode &()>;
-    void rangesBy(RangeCode code) { rangeCode_ = std::move(code); }
+    using MakeCode = std::function<const EngineCode &()>;
+    void rangesBy(MakeCode code) { rangeCode_ = std::move(code); }
+
+    // What gives the code of the pattern as it is, with machine code and a last start alone.
+    void decidedBy(MakeCode code) { exactCode_ = std::move(code); }
 
     // Takes every run for slow from the start, and ranges of so many bytes.
-    void rangesForTest(RangeCode code, std::size_t bytes) {
+    void rangesForTest(MakeCode code, std::size_t bytes) {
         rangesBy(std::move(code));
         rangeBytes_ = bytes;
         areRangesForced_ = true;
@@ -71,10 +77,11 @@ private:
     bool looksOver(std::uint32_t effort);
     bool canStartAt(std::size_t position) const;
     Outcome runByRanges();
-    std::size_t rangeEnd(std::size_t begin) const;
+    std::size_t startBehind(std::size_t begin, std::size_t bytes) const;
     Outcome runWith(Engine engine);
     Outcome attempt(Engine engine);
     bool raise();
+    std::optional<Outcome> decided(Outcome outcome);
 
     const EngineCode &code_;
     const unsigned char *data_;
@@ -90,12 +97,16 @@ private:
     std::size_t position_ = kNowhere;
     std::size_t raised_ = kNowhere;
     std::int64_t nanos_ = 0;
+    // When the try began, by the thread's time, and whether any position came near the limit on steps.
+    std::int64_t tryBegun_ = 0;
+    bool isDoubtful_ = false;
     bool passed_ = false;
     // Since the run began: positions and other calls. And whether they took so long that ranges are worth trying.
     std::uint32_t calls_ = 0;
     std::chrono::steady_clock::time_point begun_;
     bool isSlow_ = false;
-    RangeCode rangeCode_;
+    MakeCode rangeCode_;
+    MakeCode exactCode_;
     std::size_t rangeBytes_;
     bool areRangesForced_ = false;
 };
