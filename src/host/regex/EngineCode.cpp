@@ -98,8 +98,24 @@ public:
 
     pcre2_match_data *data() const { return data_.get(); }
 
+    // For a run with all steps that is not held up.
+    pcre2_match_context *plainContext() {
+        if (!isPlain_) {
+            isPlain_ = true;
+            set({nullptr, 0, 0, kMatchLimitSteps}, nullptr);
+        }
+        return context_.get();
+    }
+
     // called must outlive the run, and may be null.
-    pcre2_match_context *context(const EngineCode::Run &run, Called *called) {
+    pcre2_match_context *context(const EngineCode::Run &run, void *called) {
+        isPlain_ = false;
+        set(run, called);
+        return context_.get();
+    }
+
+private:
+    void set(const EngineCode::Run &run, void *called) {
         if (run.steps != steps_) {
             steps_ = run.steps;
             pcre2_set_match_limit(context_.get(), steps_);
@@ -112,10 +128,8 @@ public:
             isCalled_ = called != nullptr;
             pcre2_set_callout(context_.get(), isCalled_ ? &s_called : nullptr, called);
         }
-        return context_.get();
     }
 
-private:
     std::unique_ptr<pcre2_match_data, MatchDataDeleter> data_;
     std::unique_ptr<pcre2_jit_stack, JitStackDeleter> stack_;
     std::unique_ptr<pcre2_match_context, MatchContextDeleter> context_;
@@ -123,6 +137,7 @@ private:
     std::uint32_t steps_ = kMatchLimitSteps;
     std::size_t lastStart_ = EngineCode::kNoLastStart;
     bool isCalled_ = false;
+    bool isPlain_ = true;
 };
 
 MatchState &s_matchState() {
@@ -264,26 +279,52 @@ std::uint32_t EngineCode::options(const Run &run) const {
 }
 
 Outcome EngineCode::runMachineCode(const Run &run) const {
-    std::optional<Called> called;
-    if (run.watcher != nullptr) {
-        called.emplace(*run.watcher, watchedPlace_);
+    if (run.watcher == nullptr) {
+        return callMachineCode(run, nullptr);
     }
+    Called called(*run.watcher, watchedPlace_);
+    return callMachineCode(run, &called);
+}
+
+Outcome EngineCode::callMachineCode(const Run &run, void *called) const {
     MatchState &state = s_matchState();
-    pcre2_match_context *context = state.context(run, called ? &*called : nullptr);
+    pcre2_match_context *context = state.context(run, called);
     const Outcome outcome = s_outcome(
         way_ == Way::Direct ? pcre2_jit_match(code_.get(), run.data, run.length, run.start,
                                               options(run), state.data(), context)
                             : pcre2_match(code_.get(), run.data, run.length, run.start,
                                           options(run), state.data(), context));
-    return outcome == Outcome::Match && beganBehindCr(run, pcre2_get_startchar(state.data()))
-               ? Outcome::Unsuited
-               : outcome;
+    return checked(outcome, run, pcre2_get_startchar(state.data()));
+}
+
+Outcome EngineCode::run(const unsigned char *data, std::size_t length, std::size_t start) const {
+    if (way_ != Way::Direct) {
+        return run({data, length, start, kMatchLimitSteps});
+    }
+    MatchState &state = s_matchState();
+    const int result =
+        pcre2_jit_match(code_.get(), data, length, start,
+                        characters_ == Characters::ValidUtf8 ? PCRE2_NO_UTF_CHECK : 0U,
+                        state.data(), state.plainContext());
+    if (result == PCRE2_ERROR_NOMATCH) {
+        return Outcome::NoMatch;
+    }
+    return settled(s_outcome(result), {data, length, start, kMatchLimitSteps});
+}
+
+// What became of a run of machine code that may have begun where the engine would not.
+Outcome EngineCode::settled(Outcome outcome, const Run &run) const {
+    const std::size_t begun = pcre2_get_startchar(s_matchState().data());
+    const bool isUnsuited = checked(outcome, run, begun) == Outcome::Unsuited;
+    return isUnsuited ? interpret(run) : outcome;
 }
 
 // Machine code that looks ahead for where a match may begin takes no notice of a CR on its way.
-bool EngineCode::beganBehindCr(const Run &run, std::size_t position) const {
-    return skipsLfBehindCr_ && position > run.start && position < run.length &&
-           run.data[position] == '\n' && run.data[position - 1] == '\r';
+Outcome EngineCode::checked(Outcome outcome, const Run &run, std::size_t position) const {
+    const bool isBehindCr = outcome == Outcome::Match && skipsLfBehindCr_ && position > run.start &&
+                            position < run.length && run.data[position] == '\n' &&
+                            run.data[position - 1] == '\r';
+    return isBehindCr ? Outcome::Unsuited : outcome;
 }
 
 Outcome EngineCode::interpret(const Run &run) const {

@@ -77,6 +77,9 @@ public:
     // thread keeps or does not give the interpreter's answer, the interpreter.
     Outcome run(const Run &run) const;
 
+    // The same from a start with all steps, for a code that is not held up: what nearly every try is.
+    Outcome run(const unsigned char *data, std::size_t length, std::size_t start) const;
+
     // Either alone; there must be machine code to be run.
     Outcome interpret(const Run &run) const;
     Outcome runMachineCode(const Run &run) const;
@@ -96,8 +99,10 @@ private:
         void operator()(pcre2_real_code_8 *code) const;
     };
 
+    Outcome callMachineCode(const Run &run, void *called) const;
     void translate(const Definition &definition, bool hasStartOptions);
-    bool beganBehindCr(const Run &run, std::size_t position) const;
+    [[gnu::noinline]] Outcome settled(Outcome outcome, const Run &run) const;
+    Outcome checked(Outcome outcome, const Run &run, std::size_t position) const;
     std::uint32_t options(const Run &run) const;
 
     std::unique_ptr<pcre2_real_code_8, Deleter> code_;

@@ -114,6 +114,11 @@ struct ExpressionImpl::Code {
     Outcome matchCounted(Budget &budget, const unsigned char *data, std::size_t length,
                          std::size_t start) const;
 
+    // For tries with a budget, which may be null, and all that is not simple: apart from the ones that
+    // are, which are made so often that what a call saves counts.
+    [[gnu::noinline]] Outcome matchWith(Budget *budget, const unsigned char *data,
+                                        std::size_t length, std::size_t start) const;
+
     // All that nearly every try needs, together.
     EngineCode plain;
     bool machineCode;
@@ -173,6 +178,15 @@ Outcome ExpressionImpl::Code::matchCounted(Budget &budget, const unsigned char *
     return outcome;
 }
 
+Outcome ExpressionImpl::Code::matchWith(Budget *budget, const unsigned char *data,
+                                        std::size_t length, std::size_t start) const {
+    if (start > length) {
+        return Outcome::Failed;
+    }
+    return budget == nullptr ? match(data, length, start, kMatchLimitSteps)
+                             : matchCounted(*budget, data, length, start);
+}
+
 ExpressionImpl::ExpressionImpl(const std::string &text, unsigned int options, bool jit)
     : code_(std::make_unique<const Code>(text, options, jit)) {}
 
@@ -187,11 +201,10 @@ bool ExpressionImpl::matches(const unsigned char *data, std::size_t length, std:
     constexpr unsigned char kNothing = 0;
     const unsigned char *bytes = data != nullptr ? data : &kNothing;
     Budget *budget = Budget::ofThisThread();
-    Outcome outcome = Outcome::Failed;
-    if (start <= length) {
-        outcome = budget == nullptr ? code_->match(bytes, length, start, kMatchLimitSteps)
-                                    : code_->matchCounted(*budget, bytes, length, start);
-    }
+    const bool isSimple =
+        budget == nullptr && start <= length && code_->plain.characters() == Characters::Bytes;
+    const Outcome outcome = isSimple ? code_->plain.run(bytes, length, start)
+                                     : code_->matchWith(budget, bytes, length, start);
     if (failed != nullptr) {
         *failed = outcome != Outcome::Match && outcome != Outcome::NoMatch;
     }
