@@ -48,7 +48,8 @@ public:
     explicit Generator(unsigned long seed) : random_(seed) {}
 
     std::string expression() {
-        std::string text = "/" + sequence(kDepth) + '/';
+        std::string text = "/";
+        text += sequence(kDepth) + '/';
         for (const char modifier : {'i', 'm', 's', 'x', 'u'}) {
             text += below(4) == 0 ? std::string(1, modifier) : "";
         }
@@ -78,31 +79,36 @@ private:
         return list[below(list.size())];
     }
 
+    // Of one choice after the other: the order within an expression is the compiler's.
     std::string item(unsigned int depth) {
         std::string reader = of(kReaders);
+        std::string text = "(?:";
         switch (below(depth > 0 ? 9 : 6)) {
         case 0:
             return reader;
         case 1:
-            return "(?:" + reader + ")" + of(kOptions);
+            text += reader + ")";
+            return text + of(kOptions);
         case 2:
             return (below(2) == 0 ? "(?=" : "(?!") + reader + ")";
-        case 3: {
-            const std::string option = of(kOptions);
-            return "(?:(?:" + reader + ")" + option + of(kTakers) + ")" + of(kRepeats);
-        }
+        case 3:
+            text += "(?:" + reader + ")";
+            text += of(kOptions);
+            text += of(kTakers) + ")";
+            return text + of(kRepeats);
         case 4:
-            return "(?:" + reader + "|a)" + of(kRepeats);
+            text += reader + "|a)";
+            return text + of(kRepeats);
         case 5:
             return below(3) == 0 ? of(kMarks) : of(kTakers);
         case 6:
             return "(?(?=" + reader + ")a|.)";
         case 7:
             return "(?:#" + reader + "\n|a)";
-        default: {
-            const std::string opening = of(kOpenings);
-            return opening + sequence(depth - 1) + ")" + of(kRepeats);
-        }
+        default:
+            text = of(kOpenings);
+            text += sequence(depth - 1) + ")";
+            return text + of(kRepeats);
         }
     }
 

@@ -129,8 +129,10 @@ private:
         constexpr std::array kQuantifiers = {"",     "",      "",       "",   "*",  "+",
                                              "?",    "*?",    "+?",     "??", "*+", "++",
                                              "{2,}", "{1,3}", "{0,40}", "{2}"};
-        std::string text =
-            depth > 0 && oneIn(3) ? of(kOpenings) + sequence(depth - 1) + ')' : of(kAtoms);
+        // One after the other: the order within an expression is the compiler's.
+        const bool isGroup = depth > 0 && oneIn(3);
+        std::string text = isGroup ? of(kOpenings) : of(kAtoms);
+        text += isGroup ? sequence(depth - 1) + ')' : "";
         return text + of(kQuantifiers);
     }
 
