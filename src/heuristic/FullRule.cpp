@@ -20,6 +20,8 @@ constexpr int kLineRoomBytes = 1024;
 // Lines are scanned together up to about this many bytes.
 constexpr unsigned int kPortionBytes = 16U * 1024;
 constexpr unsigned char kLineFeed = '\n';
+// What taking a line costs in units of work, whether or not there is a rule to try on it.
+constexpr std::uint64_t kLineWork = 16;
 
 // Adds complete lines at the start of the text, as many as fit a pass; answers how many.
 void s_addLines(FilteredPass &pass, const Buffer &text) {
@@ -196,7 +198,7 @@ bool FullTap::isOver() const {
 void FullTap::checkLines() {
     for (pending_.getLine(line_, kLineFeed); !line_.isEmpty(); pending_.getLine(line_, kLineFeed)) {
         scanner_.process(rules_, matches_, line_, verbose_);
-        if (isOver()) {
+        if (Budget::spend(kLineWork) || matches_->tripped()) {
             break;
         }
     }
@@ -210,6 +212,7 @@ void FullTap::checkLinesFiltered() {
         pass.clear();
         s_addLines(pass, rest);
         pass.select(rest.data(), rest.length());
+        Budget::spend(kLineWork * pass.size());
         for (std::uint32_t line = 0; line < pass.size(); ++line) {
             pending_.getLine(line_, kLineFeed);
             pass.addMatches(line, line_, matches_);

@@ -141,6 +141,19 @@ TEST_P(ScanBudget, EndsWithinATry) {
     EXPECT_TRUE(matches_.find("AFTER").isNull());
 }
 
+TEST_P(ScanBudget, EndsAmongLinesThatNoRuleIsTriedOn) {
+    Scanner scanner = load("body B /x/\n");
+    std::string text;
+    for (unsigned int line = 0; line < 100000; ++line) {
+        text += "x\n";
+    }
+    Budget budget(nanoseconds(1));
+    const Budget::Use use(budget);
+    FullTap tap(scanner, scanner.rules().fullRules(DEFAULT), matches_, 0, false);
+    tap.write(viewOf(text));
+    EXPECT_TRUE(budget.ended());
+}
+
 TEST_P(ScanBudget, CountsAndNamesTriesThatNeedTooManySteps) {
     const std::string slow = "/(?:x|xx)*y(?!z)/";
     Scanner scanner =
