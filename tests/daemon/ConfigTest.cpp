@@ -123,6 +123,12 @@ TEST(Config, ManPageNamesEachKey) {
     }
 }
 
+TEST(Config, TakesTheOneThatIsShipped) {
+    const Config config = Config::read(CORVANE_SHIPPED_CONFIG);
+    EXPECT_EQ(config.rules, Config().rules);
+    EXPECT_EQ(config.bands.size(), 1U);
+}
+
 TEST(Config, NamesTheFileThatCannotBeRead) {
     const TempDir directory;
     for (const std::string &file : {directory.path("none.toml"), directory.path()}) {

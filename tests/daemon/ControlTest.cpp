@@ -1,5 +1,6 @@
 // The control socket and the metrics, by the command that asks for them.
 
+#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -94,6 +95,22 @@ TEST_F(ControlTest, CountsMessagesAndRules) {
                       HasSubstr("corvane_rule_hits_total{rule=\"\\\"\\\\xff\\\\x5c\"} 2"),
                       HasSubstr("corvane_score_bucket{le=\"8\"} 2"),
                       HasSubstr("corvane_scan_seconds_count 2"), HasSubstr("corvane_sessions 1")));
+}
+
+TEST_F(ControlTest, OperatingPageNamesEachMetric) {
+    Daemon daemon(directory_, "");
+    const std::string page = TempDir::read(CORVANE_OPERATING_PAGE);
+    std::istringstream lines(ctl({"metrics"}).out);
+    const std::string mark = "# TYPE ";
+    std::size_t metrics = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind(mark, 0) == 0) {
+            const std::string name = line.substr(mark.size(), line.rfind(' ') - mark.size());
+            EXPECT_THAT(page, HasSubstr('`' + name));
+            ++metrics;
+        }
+    }
+    EXPECT_GT(metrics, 0U);
 }
 
 TEST_F(ControlTest, DrainsAndResumes) {
