@@ -25,7 +25,9 @@ enum class ProblemCode : unsigned int {
     // "score-refused": the line could not be handled.
     ScoreRefused,
     // "score-unreadable": there is no number where the score should be; it counts as 0.
-    ScoreUnreadable
+    ScoreUnreadable,
+    // "line-cut": the line is too long; the end of the definition is not read.
+    LineCut
 };
 
 // Such as "rule-refused"; lives for ever.

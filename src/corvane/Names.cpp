@@ -27,6 +27,8 @@ std::string_view codeName(ProblemCode code) noexcept {
         return "score-refused";
     case ProblemCode::ScoreUnreadable:
         return "score-unreadable";
+    case ProblemCode::LineCut:
+        return "line-cut";
     }
     return "unknown";
 }

@@ -83,6 +83,12 @@ std::string s_refusal(const LoadedLine &line) {
     return reasonOf(*line.failure);
 }
 
+// Not of descriptions and scores, which lose nothing but words by it.
+bool s_isCutDefinition(const LoadedLine &line) {
+    return line.isCut &&
+           (line.outcome == LoadedLine::RuleRefused || line.outcome == LoadedLine::RuleFiled);
+}
+
 std::string s_duplicate(const LoadedLine &line, const std::vector<langID> &languages,
                         const RulePlace &first) {
     std::string names;
@@ -175,6 +181,11 @@ void RuleSetLoader::content(std::string_view bytes) {
 }
 
 void RuleSetLoader::line(const LoadedLine &line) {
+    if (s_isCutDefinition(line)) {
+        addProblem(ProblemCode::LineCut, line, line.definition.column,
+                   "the line is longer than " + std::to_string(line.text.size()) +
+                       " bytes; what is behind them is not read");
+    }
     switch (line.outcome) {
     case LoadedLine::Description: {
         std::string text(line.definition.text);

@@ -148,6 +148,20 @@ TEST(RuleSet, TellsWhatIsWrong) {
               3);
 }
 
+// A bare pattern compiles without its end; one in slashes does not, and looks as if it had none.
+TEST(RuleSet, TellsOfLinesThatAreCut) {
+    const std::string end(16383 - std::string("body A ").size(), 'a');
+    const std::string slash(16383 - std::string("body C /").size(), 'c');
+    const LogCapture log;
+    const std::string cut = "the line is longer than 16383 bytes; what is behind them is not read";
+    EXPECT_EQ(problemsOf(RuleSet::fromMemory(
+                  {{"a.cf", "body A " + end + "\r\nbody B " + end + "b\nbody C /" + slash +
+                                "/\nscore A 1 " + end}})),
+              (std::vector<std::string>{
+                  "a.cf:2:8: B: " + cut + " [line-cut]", "a.cf:3:8: C: " + cut + " [line-cut]",
+                  "a.cf:3:8: C: the closing slash is missing [rule-refused]"}));
+}
+
 TEST(RuleSet, LocalDirectoryOverridesTheShippedOne) {
     const RuleFiles shipped{{{"a.cf", "body A /a/\nscore A 1\nbody B /b/\ndescribe A of the set\n"},
                              {"a.score", "score B 4\n"},
