@@ -113,14 +113,17 @@ std::string reportValue(const Scored &scored) {
     const std::vector<corvane::Hit> &hits = scored.verdict.hits();
     for (std::size_t each = 0; each < hits.size() && each < kMostStatusRules; ++each) {
         const corvane::Hit &hit = hits[each];
-        text += text.empty() ? "" : ";" + std::string(kFold);
+        if (!text.empty()) {
+            text.append(";").append(kFold);
+        }
         text += s_name(hit.name) + ' ' + Reporting::shortest(hit.score);
         if (!hit.description.empty()) {
             text += ' ' + escaped(hit.description, Charset::Ascii, ";", kMostDescriptionBytes);
         }
     }
     if (hits.size() > kMostStatusRules) {
-        text += ";" + std::string(kFold) + '+' + std::to_string(hits.size() - kMostStatusRules);
+        text.append(";").append(kFold).append("+");
+        text += std::to_string(hits.size() - kMostStatusRules);
     }
     return text.empty() ? "none" : text;
 }

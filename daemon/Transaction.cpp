@@ -270,7 +270,7 @@ void Transaction::log(const Scored &scored, const Setup &setup, const std::strin
     }
     std::string limits;
     for (const std::string_view limit : scored.verdict.limits()) {
-        limits += (limits.empty() ? "" : ",") + std::string(limit);
+        limits.append(limits.empty() ? "" : ",").append(limit);
     }
     line.add("score", scored.score)
         .addEscaped("rules", s_rules(scored.verdict))
