@@ -17,8 +17,8 @@ namespace {
 
 // Machine code keeps its backtracking in a stack of this size, one per thread. What needs more is
 // matched once again by the interpreter, whose memory kInterpreterHeapKiB bounds.
-constexpr std::size_t kJitStackStartBytes = std::size_t{32} * 1024;
-constexpr std::size_t kJitStackMaxBytes = std::size_t{1024} * 1024;
+constexpr std::size_t kJitStackStartBytes = 32U << 10U;
+constexpr std::size_t kJitStackMaxBytes = 1024U << 10U;
 constexpr unsigned int kInterpreterHeapKiB = 64 * 1024;
 
 // What a watched pattern begins with.
