@@ -5,6 +5,7 @@
 #include "corvane/LoadedRules.h"
 #include "corvane/MessageScan.h"
 #include "corvane/RuleSetLoader.h"
+#include "host/parser/Lasting.h"
 
 namespace corvane {
 
@@ -14,11 +15,11 @@ using Corvane::Heuristic::RuleSource;
 
 // What every set without rules that was not loaded shares.
 const std::shared_ptr<const LoadedRules> &s_nothing() {
-    static const std::shared_ptr<const LoadedRules> s_loaded = [] {
+    static const auto &s_loaded = Corvane::lasting([] {
         auto loaded = std::make_shared<LoadedRules>();
         loaded->generation = RuleSetLoader::generationOfNothing();
-        return loaded;
-    }();
+        return std::shared_ptr<const LoadedRules>(loaded);
+    }());
     return s_loaded;
 }
 

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <functional>
-#include <locale>
-#include <sstream>
 #include <string_view>
 
 #include "heuristic/Failure.h"
 #include "heuristic/FilteredList.h"
 #include "heuristic/LogRecords.h"
+#include "heuristic/NumberStream.h"
 #include "host/parser/Logger.h"
 
 namespace Corvane::Heuristic {
@@ -32,8 +31,7 @@ constexpr std::uint64_t kRuleWork = 256;
 
 // The number that a name begins with, 0.0 for none.
 float s_leadingNumber(const std::string &name) {
-    std::istringstream stream(name);
-    stream.imbue(std::locale::classic());
+    NumberStream stream(name);
     float number = 0.0F;
     return stream >> number ? number : 0.0F;
 }

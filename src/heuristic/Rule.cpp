@@ -11,6 +11,7 @@
 #include "heuristic/RawBodyRule.h"
 #include "heuristic/UriRule.h"
 #include "heuristic/WatchedRuleList.h"
+#include "host/parser/Lasting.h"
 
 namespace Corvane {
 
@@ -26,6 +27,11 @@ namespace {
 constexpr const char *kFile = "Rule";
 constexpr const char *kSubrulePrefix = "__";
 constexpr const char *kUnhandledType = "Unhandled rule type";
+
+// A rule for the name that a match set is searched for.
+struct Probe {
+    RefRule rule{Rule::Body, std::string()};
+};
 
 Rule *s_newRule(Rule::Type type, const std::string &name) {
     switch (type) {
@@ -250,12 +256,12 @@ bool RefMatches::add(const RefRule &rule) {
 
 // Looks the name up as that of a rule, since the set is ordered by the names of rules.
 RefRule RefMatches::find(const std::string &name) const {
-    static thread_local RefRule s_probe(Rule::Body, std::string());
     if (isNull()) {
         return {};
     }
-    s_probe->name_ = name;
-    const auto found = (*this)->Matches::find(s_probe);
+    const RefRule &probe = PerThread<Probe>::value().rule;
+    probe->name_ = name;
+    const auto found = (*this)->Matches::find(probe);
     return found == (*this)->end() ? RefRule() : *found;
 }
 

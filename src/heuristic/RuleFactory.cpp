@@ -1,8 +1,6 @@
 #include "heuristic/RuleFactory.h"
 
 #include <algorithm>
-#include <locale>
-#include <sstream>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -11,9 +9,11 @@
 #include "heuristic/LoadObserver.h"
 #include "heuristic/LogRecords.h"
 #include "heuristic/MetaRule.h"
+#include "heuristic/NumberStream.h"
 #include "heuristic/PatternFaults.h"
 #include "heuristic/WatchedRuleList.h"
 #include "host/parser/Buffer.h"
+#include "host/parser/Lasting.h"
 #include "host/parser/Logger.h"
 #include "host/parser/Text.h"
 
@@ -28,18 +28,27 @@ constexpr std::string_view kEval = "eval:";
 constexpr const char *kDefaultScore = "1.0";
 
 const std::map<std::string, Rule::Type> &s_keywords() {
-    static const std::map<std::string, Rule::Type> s_table = {
-        {"header", Rule::Header},   {"uri", Rule::Uri},   {"body", Rule::Body},
-        {"rawbody", Rule::RawBody}, {"full", Rule::Full}, {"meta", Rule::Meta},
-    };
+    static const auto &s_table = lasting(std::map<std::string, Rule::Type>{
+        {"header", Rule::Header},
+        {"uri", Rule::Uri},
+        {"body", Rule::Body},
+        {"rawbody", Rule::RawBody},
+        {"full", Rule::Full},
+        {"meta", Rule::Meta},
+    });
     return s_table;
 }
 
 const std::map<std::string, langID> &s_languages() {
-    static const std::map<std::string, langID> s_table = {
-        {"DEFAULT", DEFAULT}, {"CN", CN}, {"JP", JP},   {"KO", KO},
-        {"RU", RU},           {"TH", TH}, {"ALL", ALL},
-    };
+    static const auto &s_table = lasting(std::map<std::string, langID>{
+        {"DEFAULT", DEFAULT},
+        {"CN", CN},
+        {"JP", JP},
+        {"KO", KO},
+        {"RU", RU},
+        {"TH", TH},
+        {"ALL", ALL},
+    });
     return s_table;
 }
 
@@ -93,16 +102,14 @@ bool s_startsWith(std::string_view text, std::string_view word) {
 LoadedLine::Numbers s_numbers(std::string_view text) {
     constexpr unsigned int kMostNumbers = 4;
     LoadedLine::Numbers numbers;
-    std::istringstream all{std::string(text)};
-    all.imbue(std::locale::classic());
+    NumberStream all{std::string(text)};
     for (float number = 0.0F; numbers.count < kMostNumbers && all >> number;) {
         ++numbers.count;
     }
-    std::istringstream words{std::string(text)};
+    NumberStream words{std::string(text)};
     unsigned int count = 0;
     for (std::string word; words >> word; ++count) {
-        std::istringstream one(word);
-        one.imbue(std::locale::classic());
+        NumberStream one(word);
         float number = 0.0F;
         numbers.whole =
             numbers.whole && one >> number && one.peek() == std::istream::traits_type::eof();

@@ -12,6 +12,7 @@
 #include "host/crypto/DecrypterMediaOut.h"
 #include "host/parser/Buffer.h"
 #include "host/parser/File.h"
+#include "host/parser/Lasting.h"
 #include "host/parser/Media.h"
 
 // Which files make a rule set, and how they are read; RuleFactory.cpp has what stands in them.
@@ -146,7 +147,8 @@ RuleFileParser::~RuleFileParser() = default;
 
 const Buffer &RuleFileParser::key() {
     static constexpr std::string_view kKey = "4402MeridianRd,EastDepot,K7qz2Tw";
-    static const Buffer s_key(kKey.data(), static_cast<unsigned int>(kKey.size()), true);
+    static const Buffer &s_key =
+        lasting(Buffer(kKey.data(), static_cast<unsigned int>(kKey.size()), true));
     return s_key;
 }
 

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "host/parser/Lasting.h"
+
 namespace Corvane::Heuristic {
 
 namespace {
@@ -9,9 +11,12 @@ namespace {
 // What a thread keeps of one pass at most, in bytes; a larger text is an exception whose memory is given back.
 constexpr std::size_t kKeptBytes = std::size_t{1} << 20;
 
+struct Idle {
+    std::unique_ptr<ScanMemory> memory;
+};
+
 std::unique_ptr<ScanMemory> &s_idle() {
-    static thread_local std::unique_ptr<ScanMemory> s_memory;
-    return s_memory;
+    return PerThread<Idle>::value().memory;
 }
 
 template <class T>

@@ -1,8 +1,8 @@
 #include "heuristic/Score.h"
 
 #include <array>
-#include <locale>
-#include <sstream>
+
+#include "heuristic/NumberStream.h"
 
 namespace Corvane::Heuristic {
 
@@ -18,9 +18,7 @@ RefScore::RefScore(const std::string &text) : Ref<Score>(new Score) {
 
 void RefScore::parse(const std::string &text) {
     constexpr std::size_t kMostNumbers = 4;
-    std::istringstream stream(text);
-    // Rule files write decimal points, whatever the locale of the embedding program.
-    stream.imbue(std::locale::classic());
+    NumberStream stream(text);
     std::array<float, kMostNumbers> numbers{};
     std::size_t count = 0;
     while (count < numbers.size() && stream >> numbers[count]) {

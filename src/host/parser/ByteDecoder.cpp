@@ -8,6 +8,7 @@
 
 #include <iconv.h>
 
+#include "host/parser/Lasting.h"
 #include "host/parser/Utf8.h"
 
 namespace Corvane {
@@ -29,6 +30,8 @@ struct Converter {
     // Whether more must follow the byte.
     std::array<bool, 256> isLead{};
 };
+
+using Converters = std::map<std::string, Converter>;
 
 Converter s_open(const std::string &name) {
     Converter converter;
@@ -58,10 +61,10 @@ Converter s_open(const std::string &name) {
 // thousands of encoded words would load and unload its module each time. The table of names bounds
 // how many.
 const Converter &s_converter(const std::string &name) {
-    thread_local std::map<std::string, Converter> s_open_converters;
-    auto found = s_open_converters.find(name);
-    if (found == s_open_converters.end()) {
-        found = s_open_converters.emplace(name, s_open(name)).first;
+    auto &open = PerThread<Converters>::value();
+    auto found = open.find(name);
+    if (found == open.end()) {
+        found = open.emplace(name, s_open(name)).first;
     }
     if (found->second.iconv != nullptr) {
         iconv(found->second.iconv.get(), nullptr, nullptr, nullptr, nullptr);
@@ -246,14 +249,14 @@ std::unique_ptr<ByteDecoder> makeUtf8Decoder(InvalidBytes invalid) {
 }
 
 std::unique_ptr<ByteDecoder> makeSingleByteDecoder(const std::string &iconvName) {
-    thread_local std::map<std::string, Upper> s_uppers;
-    auto found = s_uppers.find(iconvName);
-    if (found == s_uppers.end()) {
+    auto &uppers = PerThread<std::map<std::string, Upper>>::value();
+    auto found = uppers.find(iconvName);
+    if (found == uppers.end()) {
         const Converter &converter = s_converter(iconvName);
         if (converter.iconv == nullptr) {
             return nullptr;
         }
-        found = s_uppers.emplace(iconvName, s_makeUpper(iconvName, converter.iconv.get())).first;
+        found = uppers.emplace(iconvName, s_makeUpper(iconvName, converter.iconv.get())).first;
     }
     return std::make_unique<SingleByteDecoder>(found->second);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "host/parser/Lasting.h"
 #include "host/parser/Text.h"
 
 namespace Corvane {
@@ -172,7 +173,7 @@ std::string s_key(const std::string &charset) {
 
 // What a declared name stands for, or null.
 const Charset *s_find(const std::string &charset) {
-    static const CharsetTable s_table = s_makeTable();
+    static const CharsetTable &s_table = lasting(s_makeTable());
     const auto found = s_table.find(s_key(charset));
     return found != s_table.end() ? &found->second : nullptr;
 }

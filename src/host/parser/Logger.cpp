@@ -55,6 +55,10 @@ __attribute__((format(printf, 1, 0))) std::string s_format(const char *format, v
     return text;
 }
 
+// Made as the library is loaded, and so destroyed, with the sink, after what programs keep in static
+// objects of their own.
+[[maybe_unused]] const Logger &s_log = Logger::instance(false);
+
 } // namespace
 
 Logger &Logger::instance(bool /*unused*/) {

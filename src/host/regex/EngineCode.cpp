@@ -8,6 +8,7 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
+#include "host/parser/Lasting.h"
 #include "host/regex/HeldPattern.h"
 #include "host/regex/PatternStart.h"
 
@@ -141,8 +142,7 @@ private:
 };
 
 MatchState &s_matchState() {
-    static thread_local MatchState s_state;
-    return s_state;
+    return PerThread<MatchState>::value();
 }
 
 std::uint32_t s_compileOptions(const Definition &definition, EngineCode::Characters characters) {

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <vector>
 
+#include "host/parser/Lasting.h"
 #include "host/parser/Text.h"
 #include "host/regex/FrequencyTables.h"
 
@@ -181,9 +182,9 @@ private:
 };
 
 const Table &s_table(TextKind kind) {
-    static const std::array<Table, 4> s_tables = {
+    static const auto &s_tables = lasting(std::array<Table, 4>{
         Table(frequencyTable(TextKind::Text)), Table(frequencyTable(TextKind::RawText)),
-        Table(frequencyTable(TextKind::Uri)), Table(frequencyTable(TextKind::HeaderText))};
+        Table(frequencyTable(TextKind::Uri)), Table(frequencyTable(TextKind::HeaderText))});
     return s_tables[static_cast<std::size_t>(kind)];
 }
 
