@@ -1,9 +1,12 @@
 #include "RuleLoad.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "Failure.h"
+#include "Files.h"
 #include "RuleSetFiles.h"
+#include "report/SavedSets.h"
 
 namespace Corvane::Cli {
 
@@ -40,6 +43,22 @@ corvane::RuleSet loadRules(const std::vector<std::string> &directories, std::ost
         reasons += s_emptiness(directory) + "; ";
     }
     refuse(reasons + "name the directory that holds the rule files");
+}
+
+corvane::RuleSet loadSavedRules(const std::string &sets, const std::string &beginning) {
+    try {
+        const SavedSets saved(sets);
+        const std::string generation = saved.find(beginning);
+        corvane::RuleSet rules = corvane::RuleSet::fromFiles(saved.read(generation));
+        if (rules.generation() != generation) {
+            refuse("the saved set '" + joined(sets, generation) +
+                   "' was changed: its files give the generation " + rules.generation() +
+                   "; name the directory of the rules with --rules");
+        }
+        return rules;
+    } catch (const std::runtime_error &failure) {
+        refuse(std::string(failure.what()) + "; see --set and --sets");
+    }
 }
 
 void showProblems(const corvane::RuleSet &rules, std::ostream &err, std::size_t most) {

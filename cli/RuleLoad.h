@@ -20,6 +20,10 @@ namespace Corvane::Cli {
 // What is wrong with single rules goes to err then, since nobody can ask the set for it.
 corvane::RuleSet loadRules(const std::vector<std::string> &directories, std::ostream &err);
 
+// The rules of the set among the saved ones whose generation begins so. Throws code 4 where there is
+// no such set, or more than one, and where it is not what it was when it was saved.
+corvane::RuleSet loadSavedRules(const std::string &sets, const std::string &beginning);
+
 // How many problems are shown unless more are asked for.
 constexpr std::size_t kMostProblems = 100;
 

@@ -238,11 +238,23 @@ std::string s_refuseInclude(const std::string &text) {
 }
 
 void s_addRuleOptions(CLI::App &scan, ScanArguments &arguments) {
-    scan.add_option("--rules", arguments.rules,
-                    "Directory that holds the rule set; may be given more than once: the first "
-                    "definition of a rule counts, and the last score")
-        ->required()
+    CLI::Option_group *source = scan.add_option_group("Rules");
+    source
+        ->add_option("--rules", arguments.rules,
+                     "Directory that holds the rule set; may be given more than once: the first "
+                     "definition of a rule counts, and the last score")
         ->allow_extra_args(false)
+        ->type_name("DIR");
+    CLI::Option *set =
+        source
+            ->add_option("--set", arguments.set,
+                         "Instead: a set that corvane-milter has saved, by its generation or what "
+                         "that begins with")
+            ->type_name("ID");
+    source->require_option(1);
+    scan.add_option("--sets", arguments.sets, "Where such sets are")
+        ->needs(set)
+        ->capture_default_str()
         ->type_name("DIR");
     scan.add_flag("--strict", arguments.strict, "End with status 2 if a rule was refused");
     scan.add_option("--percent", arguments.scan.percent,
@@ -285,7 +297,9 @@ void s_addMessageOptions(CLI::App &scan, ScanArguments &arguments) {
 
 int s_run(const ScanArguments &arguments, std::ostream &out, std::ostream &err) {
     const corvane::ScanOptions options = s_options(arguments);
-    const corvane::RuleSet rules = loadRules(arguments.rules, err);
+    const corvane::RuleSet rules = arguments.set.empty()
+                                       ? loadRules(arguments.rules, err)
+                                       : loadSavedRules(arguments.sets, arguments.set);
     showProblems(rules, err,
                  arguments.verbose ? std::numeric_limits<std::size_t>::max() : kMostProblems);
     Results results(arguments, rules, out, err);

@@ -20,6 +20,9 @@ struct ScanArguments {
     static constexpr double kUsualBudgetSeconds = 2.0;
 
     std::vector<std::string> rules;
+    // Instead of them: a set that the daemon has saved, by the beginning of its generation.
+    std::string set;
+    std::string sets = "/var/lib/corvane/sets";
     std::vector<std::string> messages;
     std::vector<std::string> include;
     // Missing where the option was not given.

@@ -159,6 +159,16 @@ void s_readControl(const toml::table *from, Config &config, Faults &faults) {
     control.host = host;
 }
 
+void s_readSets(const toml::table *from, Config &config, Faults &faults) {
+    TableReader table(from, "sets", faults);
+    constexpr double kMostSets = 1000;
+    table.text("directory", config.sets.directory);
+    if (config.sets.directory.empty() || config.sets.directory.front() != '/') {
+        table.refuse("directory", "no absolute path; write one, and keep = 0 to keep no sets");
+    }
+    table.count("keep", config.sets.keep, {0, kMostSets});
+}
+
 void s_readScan(const toml::table *from, Config &config, Faults &faults) {
     TableReader table(from, "scan", faults);
     constexpr double kMostPercent = 100;
@@ -308,6 +318,7 @@ void s_readAll(const toml::table &from, Config &config, Faults &faults) {
     }
     s_readMilter(root.table("milter"), config, faults);
     s_readControl(root.table("control"), config, faults);
+    s_readSets(root.table("sets"), config, faults);
     s_readScan(root.table("scan"), config, faults);
     s_readBounds(root.table("limits"), config, faults);
     s_readHeaders(root.table("headers"), config, faults);

@@ -84,6 +84,12 @@ struct Config {
 
     ControlConfig control;
 
+    // Where rule sets are kept that were in use, and how many; none where that is 0.
+    struct Sets {
+        std::string directory = "/var/lib/corvane/sets";
+        unsigned int keep = 3;
+    } sets;
+
     struct Scan {
         float threshold = 5.0F;
         unsigned int percent = 0;

@@ -5,14 +5,40 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <utility>
+
+#include "report/SavedSets.h"
 
 namespace Corvane::Milter {
 
-SetupRef loadSetup(const std::string &configFile) {
+Loaded loadSetup(const std::string &configFile) {
     auto setup = std::make_shared<Setup>();
+    Loaded loaded;
     setup->config = Config::read(configFile);
-    setup->rules = corvane::RuleSet::load(setup->config.rules);
-    return setup;
+    for (const std::string &directory : setup->config.rules) {
+        loaded.files.push_back(corvane::RuleFiles::read(directory));
+    }
+    // Of the bytes that were read, so that what is saved is what is used.
+    setup->rules = corvane::RuleSet::fromFiles(loaded.files);
+    loaded.setup = std::move(setup);
+    return loaded;
+}
+
+void saveRules(const Loaded &loaded, const Log &log) {
+    const Config::Sets &config = loaded.setup->config.sets;
+    const corvane::RuleSet &rules = loaded.setup->rules;
+    if (config.keep == 0 || rules.empty()) {
+        return;
+    }
+    try {
+        const SavedSets sets(config.directory);
+        sets.save(rules.generation(), loaded.files);
+        sets.prune(config.keep, {rules.generation()});
+    } catch (const std::exception &failure) {
+        log.write(LogLine(LogLevel::Error, "rules_not_saved")
+                      .add("generation", rules.generation())
+                      .add("reason", failure.what()));
+    }
 }
 
 void logRules(const corvane::RuleSet &rules, const Log &log) {
@@ -41,13 +67,15 @@ Reloader::Result Reloader::load() {
     result.former = old->rules.generation();
     result.current = result.former;
     try {
-        const SetupRef fresh = loadSetup(old->config.file);
+        const Loaded loaded = loadSetup(old->config.file);
+        const SetupRef &fresh = loaded.setup;
         if (fresh->rules.empty() && !old->rules.empty()) {
             result.outcome = Outcome::KeptEmpty;
             result.reason = "the new rule set has no rules; see that the directories in the "
                             "configuration hold some";
             return result;
         }
+        saveRules(loaded, log_);
         result.current = fresh->rules.generation();
         log_.configure(fresh->config.log.format, fresh->config.log.level);
         shared_.slots.resize(fresh->config.bounds.scans);

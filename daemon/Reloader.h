@@ -7,16 +7,29 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Live.h"
 #include "Log.h"
 #include "Transaction.h"
+#include "corvane/RuleFiles.h"
 
 namespace Corvane::Milter {
 
+struct Loaded {
+    SetupRef setup;
+    // What the rules were made of.
+    std::vector<corvane::RuleFiles> files;
+};
+
 // Reads the file and loads the rules that it names. Throws ConfigError, corvane::LoadError and
 // std::bad_alloc.
-SetupRef loadSetup(const std::string &configFile);
+Loaded loadSetup(const std::string &configFile);
+
+// Saves the rules among those that were in use, as the configuration has it. Where that fails the
+// log says so: a verdict that cannot be found out again is better than none.
+void saveRules(const Loaded &loaded, const Log &log);
 
 // A line for each problem with single rules, so many at the most, and one that sums them up.
 void logRules(const corvane::RuleSet &rules, const Log &log);

@@ -162,7 +162,9 @@ void s_serve(World &world, Signals &signals) {
 
 SetupRef s_load(const std::string &configFile, const Log &log) {
     try {
-        return loadSetup(configFile);
+        const Loaded loaded = loadSetup(configFile);
+        saveRules(loaded, log);
+        return loaded.setup;
     } catch (const std::exception &failure) {
         log.write(LogLine(LogLevel::Error, "cannot_start").add("reason", failure.what()));
         return nullptr;
@@ -199,7 +201,7 @@ int serve(const std::string &configFile) {
 
 int check(const std::string &configFile) {
     try {
-        const SetupRef setup = loadSetup(configFile);
+        const SetupRef setup = loadSetup(configFile).setup;
         for (const corvane::Problem &problem : setup->rules.problems()) {
             std::cerr << toString(problem) << '\n';
         }

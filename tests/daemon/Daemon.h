@@ -55,7 +55,11 @@ public:
                             const std::string &socket = {}) {
         return "rules = [\"" + directory.path("rules") + "\"]\n[milter]\nsocket = \"" +
                (socket.empty() ? "unix:" + directory.path("milter.sock") : socket) + "\"\n" +
-               "[control]\nsocket = \"" + directory.path("control.sock") + "\"\n" + more;
+               "[control]\nsocket = \"" + directory.path("control.sock") + "\"\n" +
+               (more.find("[sets]") == std::string::npos
+                    ? "[sets]\ndirectory = \"" + directory.path("sets") + "\"\n"
+                    : "") +
+               more;
     }
 
     const std::string &socket() const { return socket_; }

@@ -301,7 +301,7 @@ TEST_F(ServiceTest, TestsAConfigurationWithoutServing) {
     const Case cases[] = {
         {Daemon::text(directory_, ""), 0, "5 rules loaded"},
         {Daemon::text(directory_, "[scan]\nbudget = -1\n"), 78,
-         "milter.toml:7:10: scan.budget: this is no number from 0 to 86400 seconds"},
+         "milter.toml:9:10: scan.budget: this is no number from 0 to 86400 seconds"},
         {"rules = [\"/nonexistent\"]\n", 78, "rule directory '/nonexistent' does not exist"},
     };
     for (const Case &each : cases) {
