@@ -59,6 +59,8 @@ function(corvane_add_test name)
   target_link_libraries(${name} PRIVATE corvane_options GTest::gtest GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
   # googletest's macros trip over these; the code under test is still built with them.
   target_compile_options(${name} PRIVATE -Wno-null-dereference)
+  # Test sources are compiled as often as they are run: unoptimised they take half as long.
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
   target_compile_definitions(${name} PRIVATE
     CORVANE_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
