@@ -1,27 +1,29 @@
-// How long does the mail reader take for messages that are made to take long? Each generator makes
+// How long does the mail reader take for messages that are made to take long? Each kind is
 // a message of some megabytes: of headers, parts, parameters, encodings, charsets or HTML that cost
 // a reader much for each byte, or more the more there are of them.
 //
 //     bench-hostile-mail [KIB [NAME]]
 //
 // Each message is read at KIB (1024), twice, four and eight times as many KiB; NAME chooses the
-// generators whose names begin with it. Prints for each the processor time at each size, how much
-// longer it takes at twice the size at worst, the time for a byte over that of a dense newsletter
-// of the same size, and the most memory that reading takes beside the message, in MiB.
+// kinds whose names begin with it. Prints for each the processor time at each size, how much longer
+// it takes at twice the size at worst, the time for a byte over that of a dense newsletter of the
+// same size, and the most memory that reading takes beside the message, in MiB; at the end which
+// are the worst, and whether all are within the bounds. Fails where one is not.
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "HostileMessages.h"
 #include "Support.h"
 #include "host/parser/MailReader.h"
 
@@ -34,204 +36,6 @@ constexpr double kMillisPerSecond = 1e3;
 constexpr double kMostGrowth = 2.2;
 constexpr double kMostOfNewsletter = 4;
 constexpr double kMostMiB = 16;
-
-struct Generator {
-    const char *name;
-    // A message of about so many bytes.
-    std::function<std::string(std::size_t bytes)> message;
-};
-
-// As many pieces as make the bytes, between a front and an end; '#' in a piece is its number.
-std::string s_filled(const std::string &front, const std::string &piece, std::size_t bytes,
-                     const std::string &end = "") {
-    std::string text = front;
-    text.reserve(bytes + piece.size() + end.size());
-    const bool isNumbered = piece.find('#') != std::string::npos;
-    for (std::size_t number = 0; text.size() + end.size() < bytes; ++number) {
-        if (!isNumbered) {
-            text += piece;
-            continue;
-        }
-        for (const char c : piece) {
-            c == '#' ? text += std::to_string(number) : text += c;
-        }
-    }
-    return text + end;
-}
-
-using Piece = std::array<std::string, 3>; // name, front, piece
-
-const std::string kText = "Content-Type: text/plain; charset=";
-const std::string kHtml = "Content-Type: text/html; charset=utf-8\n\n";
-const std::string kDashes = "--";
-const std::string kMixed = "Content-Type: multipart/mixed; boundary=b\n\n";
-const std::string kBase64 = "Content-Transfer-Encoding: base64\n\n";
-const std::string kQuoted = "Content-Transfer-Encoding: quoted-printable\n\n";
-
-const std::string kNewsletterRow =
-    "<tr><td style=\"padding:4px;color:#333333\" class=\"row\"><a href=\"https://news.example/"
-    "offers/#?utm=a&amp;b=c\"><img src=\"https://img.example/#.png\" alt=\"Offer #\" width=\"120\">"
-    "</a></td><td><b>Offer # of the week</b><br>Two for one &ndash; caf\u00E9 and more, only "
-    "&euro;&nbsp;9,90 until Sunday. <a href='https://news.example/more/#'>Read&nbsp;more</a></td>"
-    "</tr>\n";
-
-// A front once, and a piece over and over.
-const std::vector<Piece> kRepeated = {
-    // Headers.
-    {"headers", "", "X-Header-#: value\n"},
-    {"headers-short", "", "A:\n"},
-    {"headers-of-one-name", "", "Subject: x\n"},
-    {"headers-that-matter", "", "Content-Type: text/html; charset=utf-8\n"},
-    {"headers-folded", "Subject: x\n", " y\n"},
-    {"headers-blank-folds", "Subject: x\n", " \n"},
-    {"headers-long-value", "Subject: ", "word "},
-    {"headers-long-name", "", "x"},
-    {"headers-encoded-words", "Subject: ", "=?utf-8?Q?a?= "},
-    {"headers-word-fronts", "Subject: ", "=?"},
-    {"headers-uris", "List-Unsubscribe: ", "<http://a#.example/x> "},
-    {"headers-colons", "X: ", "://"},
-    {"headers-stray-lines", "A: b\n", "stray line\nB: c\n"},
-    {"headers-addresses", "Return-Path: ", "<a@b.example>, "},
-    // Parameters of a Content-Type.
-    {"type-parameters", "Content-Type: text/html", "; a#=b"},
-    {"type-boundaries", "Content-Type: multipart/mixed", "; boundary=b#"},
-    {"type-pieces", "Content-Type: multipart/mixed", "; boundary*#=b"},
-    {"type-comments", "Content-Type: ", "(a)"},
-    {"type-open-comments", "Content-Type: text/html; ", "("},
-    {"type-nested-comments", "Content-Type: text/html; ", "((a)"},
-    {"type-open-quotes", "Content-Type: text/html; ", "a=\"b;"},
-    {"type-escapes", "Content-Type: multipart/mixed; boundary=\"", "\\\\"},
-    {"type-semicolons", "Content-Type: text/html", ";"},
-    {"type-percents", "Content-Type: text/plain; charset*=", "%41"},
-    {"type-slashes", "Content-Type: ", "/"},
-    {"type-folds", "Content-Type: text/html;\n", " a=b;\n"},
-    // Parts.
-    {"parts-empty", kMixed, "--b\n\n"},
-    {"parts-headless", kMixed, "--b\n"},
-    {"parts-small", kMixed, "--b\n\nx\n"},
-    {"parts-html", kMixed, "--b\nContent-Type: text/html\n\n<p>#\n"},
-    {"parts-attached", kMixed, "--b\nContent-Disposition: attachment\n\nx\n"},
-    {"parts-of-no-type", kMixed, "--b\nContent-Type: text/\n\n<p>x\n"},
-    {"parts-alternatives", "Content-Type: multipart/alternative; boundary=b\n\n",
-     "--b\n\nx\n--b\nContent-Type: text/html\n\n<p>x\n"},
-    {"parts-multiparts", kMixed,
-     "--b\nContent-Type: multipart/mixed; boundary=c\n\n--c\n\nx\n--c--\n"},
-    {"parts-messages", kMixed, "--b\nContent-Type: message/rfc822\n\nSubject: #\n\nx\n"},
-    {"parts-coded-messages", kMixed,
-     "--b\nContent-Type: message/rfc822\nContent-Transfer-Encoding: "
-     "base64\n\nU3ViamVjdDogeAoKeQ==\n"},
-    {"parts-nested", "", "Content-Type: multipart/mixed; boundary=b#\n\n--b#\n"},
-    {"parts-nested-same", "", "Content-Type: multipart/mixed; boundary=b\n\n--b\n"},
-    {"parts-nested-messages", "", "Content-Type: message/rfc822\n\n"},
-    {"parts-nested-both", "",
-     "Content-Type: multipart/mixed; boundary=b#\n\n--b#\nContent-Type: message/rfc822\n\n"},
-    {"parts-digest", "Content-Type: multipart/digest; boundary=b\n\n", "--b\n\nSubject: #\n\nx\n"},
-    {"parts-dashes", kMixed, "--\n"},
-    {"parts-dashes-long", kMixed, "--bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb\n"},
-    {"parts-empty-boundary", "Content-Type: multipart/mixed; boundary=\"\"\n\n", "--\n\n"},
-    // Transfer encodings.
-    {"base64-padding", kText + "utf-8\n" + kBase64, "="},
-    {"base64-short-runs", kText + "utf-8\n" + kBase64, "QQ=="},
-    {"base64-rubbish", kText + "utf-8\n" + kBase64, "*"},
-    {"base64-html", "Content-Type: text/html\n" + kBase64, "PGI+eDwvYj4g"},
-    {"quoted-escapes", kText + "utf-8\n" + kQuoted, "=41"},
-    {"quoted-equals", kText + "utf-8\n" + kQuoted, "="},
-    {"quoted-blanks", kText + "utf-8\n" + kQuoted, "=        "},
-    {"quoted-soft", kText + "utf-8\n" + kQuoted, "=\n"},
-    {"uuencode", "Content-Transfer-Encoding: x-uuencode\n\nbegin 644 x\n", "!`\n"},
-    // Charsets.
-    {"charset-utf-8-bad", kText + "utf-8\n\n", "\xFF"},
-    {"charset-windows", kText + "iso-8859-1\n\n", "\xE9"},
-    {"charset-vietnamese", kText + "windows-1258\n\n", "a\xCC"},
-    {"charset-gb18030-bad", kText + "gb18030\n\n", "\x81 "},
-    {"charset-big5", kText + "big5\n\n", "\xA4\xA4"},
-    {"charset-shift-jis-bad", kText + "shift_jis\n\n", "\xFD"},
-    {"charset-euc-jp", kText + "euc-jp\n\n", "\xA4\xA2 "},
-    {"charset-iso-2022-jp", kText + "iso-2022-jp\n\n", "\x1B$B$\"\x1B(B "},
-    {"charset-iso-2022-escapes", kText + "iso-2022-jp\n\n", "\x1B"},
-    {"charset-iso-2022-kr", kText + "iso-2022-kr\n\n",
-     "\x0E"
-     "0!\x0F"},
-    {"charset-hz", kText + "hz-gb-2312\n\n", "~{VP~}"},
-    {"charset-utf-7", kText + "utf-7\n\n", "+AGE-"},
-    {"charset-utf-7-pluses", kText + "utf-7\n\n", "+"},
-    {"charset-utf-16-bad", kText + "utf-16le\n\n", "\x01\xD8"},
-    // Plain and other texts.
-    {"text-invisible", kText + "utf-8\n\n", "\u200B"},
-    {"text-joiners", kText + "utf-8\n\n", "\u0645\u200C\u200D"},
-    {"text-blank-lines", kText + "utf-8\n\n", "\n"},
-    {"text-uris", kText + "utf-8\n\n", "http://a#.example/ "},
-    {"text-uri-fronts", kText + "utf-8\n\n", "http://"},
-    {"text-brackets", kText + "utf-8\n\nhttp://a.example/", "("},
-    {"text-enriched", "Content-Type: text/enriched\n\n", "<bold>x</bold>\n"},
-    {"text-enriched-fronts", "Content-Type: text/enriched\n\n", "<"},
-    {"text-calendar", "Content-Type: text/calendar\n\n", "SUMMARY:x\n y\n"},
-    {"text-carriage-returns", kText + "utf-8\n\n", "x\r"},
-    // HTML.
-    {"html-tags", kHtml, "<b>"},
-    {"html-fronts", kHtml, "<"},
-    {"html-declarations-in-tags", kHtml + "<a x=\"", "<!"},
-    {"html-ends-in-style", kHtml + "<style>", "</"},
-    {"html-ends-in-script", kHtml + "<script>", "</scrip"},
-    {"html-comments", kHtml, "<!--x-->"},
-    {"html-open-comment", kHtml + "<!--", "-!"},
-    {"html-attributes", kHtml + "<p", " a#"},
-    {"html-attribute-values", kHtml, "<p a='x' b=\"y\" c=z>"},
-    {"html-links", kHtml, "<a href=http://a#.example/>x</a>"},
-    {"html-base", kHtml, "<base href=http://a#.example/><a href=x#>"},
-    {"html-entities", kHtml, "&amp;&lt;&eacute;"},
-    {"html-entity-fronts", kHtml, "&CounterClockwiseContourIntegra"},
-    {"html-numbers", kHtml, "&#x10FFFF;&#233;"},
-    {"html-style-rules", kHtml + "<style>", ".a#{color:red}"},
-    {"html-style-classes", kHtml + "<style>.a{display:none}.b .c{color:red}</style>",
-     "<p class='a b c d'>x</p>"},
-    {"html-inline-styles", kHtml, "<i style='display:none;color:red;font-size:0'>x</i>"},
-    {"html-nested-lists", kHtml, "<ul><li>x"},
-    {"html-tables", kHtml, "<table><tr><td>x"},
-    {"html-pre", kHtml + "<pre>", "x \n"},
-    {"html-blanks", kHtml, " \n\t"},
-    {"html-nuls", kHtml, std::string("<\0b>", 4)},
-};
-
-std::vector<Generator> s_generators() {
-    std::vector<Generator> all;
-    all.push_back({"newsletter", [](std::size_t bytes) {
-                       return s_filled(kHtml + "<html><body><table>\n", kNewsletterRow, bytes,
-                                       "</table></body></html>\n");
-                   }});
-    for (const Piece &piece : kRepeated) {
-        all.push_back({piece[0].c_str(), [&piece](std::size_t bytes) {
-                           return s_filled(piece[1], piece[2], bytes);
-                       }});
-    }
-    all.push_back({"parts-long-boundary", [](std::size_t bytes) {
-                       constexpr std::size_t kLongest = 16'000;
-                       const std::string boundary(std::min(bytes / 2, kLongest), 'b');
-                       return s_filled("Content-Type: multipart/mixed; boundary=\"" + boundary +
-                                           "\"\n\n",
-                                       kDashes + boundary + "x\n", bytes);
-                   }});
-    all.push_back({"parts-nested-long-boundaries", [](std::size_t bytes) {
-                       constexpr std::size_t kLongest = 16'000;
-                       const std::string boundary(std::min(bytes / 4, kLongest), 'b');
-                       return s_filled("",
-                                       "Content-Type: multipart/mixed; boundary=\"" + boundary +
-                                           "#\"\n\n--" + boundary + "#\n",
-                                       bytes);
-                   }});
-    all.push_back({"parts-many-open", [](std::size_t bytes) {
-                       constexpr std::size_t kOpen = 250;
-                       std::string front;
-                       for (std::size_t i = 0; i < kOpen; ++i) {
-                           std::string boundary("b");
-                           boundary += std::to_string(i);
-                           front += "Content-Type: multipart/mixed; boundary=" + boundary +
-                                    "\n\n--" + boundary + "\n";
-                       }
-                       return s_filled(front, "\n--b\n--b0x\n--b249y\n", bytes);
-                   }});
-    return all;
-}
 
 // A line "NAME: N kB" of a file of the process, in bytes.
 double s_processBytes(const std::string &name) {
@@ -251,7 +55,7 @@ struct Measured {
 
 // The fastest of some rounds, and the memory of the first. In a process of its own, whose memory
 // nobody used before.
-Measured s_measure(const Generator &generator, std::size_t bytes) {
+Measured s_measure(const HostileMessage &generator, std::size_t bytes) {
     constexpr int kRounds = 3;
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0) {
@@ -281,7 +85,7 @@ Measured s_measure(const Generator &generator, std::size_t bytes) {
     ::waitpid(child, &status, 0);
     if (!isRead || status != 0) {
         std::fprintf(stderr, "bench-hostile-mail: reading \"%s\" of %zu bytes failed\n",
-                     generator.name, bytes);
+                     generator.name.c_str(), bytes);
         std::exit(EXIT_FAILURE);
     }
     return measured;
@@ -289,47 +93,129 @@ Measured s_measure(const Generator &generator, std::size_t bytes) {
 
 using Row = std::array<Measured, kSizes>;
 
-void s_print(const Generator &generator, const Row &row, const Row &newsletter) {
+Row s_measureRow(const HostileMessage &message, std::size_t bytes) {
+    Row row{};
+    for (std::size_t i = 0; i < kSizes; ++i) {
+        row[i] = s_measure(message, bytes << i);
+    }
+    return row;
+}
+
+// What a row comes to, at worst over the sizes.
+struct Figures {
+    double growth = 0; // time at twice the size
+    double share = 0;  // time over that of the newsletter
+    double memory = 0; // MiB beside the message
+
+    bool isWithinBounds() const {
+        return growth <= kMostGrowth && share <= kMostOfNewsletter && memory <= kMostMiB;
+    }
+};
+
+Figures s_figures(const Row &row, const Row &newsletter) {
     // Below that the clock and the first touch of memory are most of it.
     constexpr double kLeastSeconds = 0.002;
-    double growth = 0;
-    double share = 0;
-    double memory = 0;
+    Figures figures;
     for (std::size_t i = 0; i < kSizes; ++i) {
         if (i > 0 && row[i].seconds > kLeastSeconds) {
-            growth = std::max(growth, row[i].seconds / row[i - 1].seconds);
+            figures.growth = std::max(figures.growth, row[i].seconds / row[i - 1].seconds);
         }
-        share = std::max(share, row[i].seconds / newsletter[i].seconds);
-        memory = std::max(memory, row[i].bytes / kKiB / kKiB);
+        figures.share = std::max(figures.share, row[i].seconds / newsletter[i].seconds);
+        figures.memory = std::max(figures.memory, row[i].bytes / kKiB / kKiB);
     }
-    std::printf("%-30s", generator.name);
+    return figures;
+}
+
+// Measures again while a bound is broken and it may be the machine's doing: the fastest time of
+// each size counts.
+Row s_settledRow(const HostileMessage &message, std::size_t bytes, const Row *newsletter) {
+    constexpr int kMostTries = 6;
+    Row row = s_measureRow(message, bytes);
+    for (int tries = 1; tries < kMostTries; ++tries) {
+        const bool isSettled =
+            newsletter != nullptr && s_figures(row, *newsletter).isWithinBounds();
+        if (isSettled) {
+            break;
+        }
+        const Row again = s_measureRow(message, bytes);
+        for (std::size_t i = 0; i < kSizes; ++i) {
+            row[i].seconds = std::min(row[i].seconds, again[i].seconds);
+        }
+    }
+    return row;
+}
+
+void s_print(const std::string &name, const Row &row, const Figures &figures) {
+    std::printf("%-30s", name.c_str());
     for (const Measured &measured : row) {
         std::printf(" %8.1f", measured.seconds * kMillisPerSecond);
     }
-    std::printf(" %7.2f %7.2f %7.1f%s%s%s\n", growth, share, memory,
-                growth > kMostGrowth ? "  GROWS" : "", share > kMostOfNewsletter ? "  SLOW" : "",
-                memory > kMostMiB ? "  LARGE" : "");
+    std::printf(" %7.2f %7.2f %7.1f%s%s%s\n", figures.growth, figures.share, figures.memory,
+                figures.growth > kMostGrowth ? "  GROWS" : "",
+                figures.share > kMostOfNewsletter ? "  SLOW" : "",
+                figures.memory > kMostMiB ? "  LARGE" : "");
     std::fflush(stdout);
 }
 
+using NamedFigures = std::vector<std::pair<std::string, Figures>>;
+
+void s_printWorst(const char *what, NamedFigures all, double Figures::*figure) {
+    constexpr std::size_t kShown = 5;
+    std::sort(all.begin(), all.end(), [figure](const auto &left, const auto &right) {
+        return left.second.*figure > right.second.*figure;
+    });
+    std::printf("worst %s:", what);
+    for (std::size_t i = 0; i < std::min(kShown, all.size()); ++i) {
+        std::printf(" %s %.2f", all[i].first.c_str(), all[i].second.*figure);
+    }
+    std::printf("\n");
+}
+
+// The newsletter must cost as much per byte at the largest size as at the smallest: where a limit
+// cut it early, it would make everything else look slow.
+bool s_isHonest(const Row &newsletter) {
+    constexpr double kLeastGrowth = 1.6;
+    bool isHonest = true;
+    for (std::size_t i = 1; i < kSizes; ++i) {
+        isHonest = isHonest && newsletter[i].seconds >= kLeastGrowth * newsletter[i - 1].seconds;
+    }
+    return isHonest;
+}
+
 int s_run(std::size_t bytes, const std::string &name) {
-    const std::vector<Generator> generators = s_generators();
+    // Smaller messages are read so fast that their times say nothing.
+    constexpr std::size_t kLeastJudged = 256 * kKiB;
+    const std::vector<HostileMessage> messages = hostileMessages();
     std::printf("%-30s %8s %8s %8s %8s %7s %7s %7s\n", "milliseconds for", "x1", "x2", "x4", "x8",
                 "growth", "share", "MiB");
-    Row newsletter{};
-    for (const Generator &generator : generators) {
-        const bool isFirst = &generator == &generators.front();
-        if (!isFirst && !std::string(generator.name).starts_with(name)) {
-            continue;
+    const bool isJudged = bytes >= kLeastJudged;
+    const Row newsletter = isJudged ? s_settledRow(messages.front(), bytes, nullptr)
+                                    : s_measureRow(messages.front(), bytes);
+    s_print(messages.front().name, newsletter, s_figures(newsletter, newsletter));
+    NamedFigures all;
+    for (std::size_t i = 1; i < messages.size(); ++i) {
+        if (messages[i].name.starts_with(name)) {
+            const Row row = isJudged ? s_settledRow(messages[i], bytes, &newsletter)
+                                     : s_measureRow(messages[i], bytes);
+            all.emplace_back(messages[i].name, s_figures(row, newsletter));
+            s_print(messages[i].name, row, all.back().second);
         }
-        Row row{};
-        for (std::size_t i = 0; i < kSizes; ++i) {
-            row[i] = s_measure(generator, bytes << i);
-        }
-        newsletter = isFirst ? row : newsletter;
-        s_print(generator, row, newsletter);
     }
-    return EXIT_SUCCESS;
+    if (!isJudged) {
+        std::printf("no verdict: sizes from %zu KiB on are judged\n", kLeastJudged / kKiB);
+        return EXIT_SUCCESS;
+    }
+    s_printWorst("growth", all, &Figures::growth);
+    s_printWorst("share", all, &Figures::share);
+    s_printWorst("MiB", all, &Figures::memory);
+    const auto broken = std::count_if(all.begin(), all.end(),
+                                      [](const auto &one) { return !one.second.isWithinBounds(); });
+    const bool isHonest = s_isHonest(newsletter);
+    std::printf(
+        "%s: %zu kinds of messages, %td beyond a bound (growth %.1f, share %.0f, %.0f MiB)%s\n",
+        broken == 0 && isHonest ? "good" : "BAD", all.size(), broken, kMostGrowth,
+        kMostOfNewsletter, kMostMiB, isHonest ? "" : "; the newsletter is cut");
+    return broken == 0 && isHonest ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 } // namespace

@@ -48,6 +48,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string uri = html.substr(0, html.find('\n'));
     const std::string followed = Html::followedUri(uri);
     require(Html::followedUri(followed) == followed, "a link that was followed stays the same");
-    Html::resolvedUri(followed, html);
+    Html::Base(followed).resolved(html);
     return 0;
 }

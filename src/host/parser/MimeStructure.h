@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "host/parser/HeaderBlock.h"
+#include "host/parser/KeyedHash.h"
 #include "host/parser/MailLimits.h"
 #include "host/parser/MimeContent.h"
 
@@ -65,7 +66,7 @@ private:
         std::size_t level;
     };
     // By a boundary, which is the text of one that is open; innermost multipart last.
-    using Levels = std::unordered_map<std::string_view, std::vector<std::size_t>>;
+    using Levels = std::unordered_map<std::string_view, std::vector<std::size_t>, KeyedHash>;
 
     Line lineKind(std::string_view line) const;
     std::size_t levelOf(std::string_view boundary) const;

@@ -158,37 +158,54 @@ bool s_leadsSomewhere(std::string_view uri, std::size_t start) {
 } // namespace
 
 UriCollector::UriCollector(const MailLimits &limits, MailLimitSet &hits)
-    : limits_(limits), hits_(hits), container_(nullptr), seen_(UriContainer::kHtml + 1), count_(0),
-      hiddenCount_(0), bytes_(0) {
+    : limits_(limits), hits_(hits), container_(nullptr), seen_(UriContainer::kHtml + 1) {
     auto container = std::make_unique<UriContainer>();
     container_ = container.get();
     attribute_ = Ref<MPartAttribute>(container.release());
 }
 
-std::string_view UriCollector::add(unsigned int source, std::string uri, UriSight sight) {
+// Whether the limits leave room for a URI of that length. Once one did not fit, no later one does.
+bool UriCollector::hasRoom(std::size_t length, UriSight sight) {
+    const unsigned int most = limits_.value(MailLimit::Uris);
+    const bool isHiddenFull =
+        sight == UriSight::Hidden &&
+        (hiddenCount_ >= most / 2 || hiddenBytes_ + length > kMaxUriBytesOfAll / 2);
+    isFull_ = isFull_ || (!isHiddenFull && (count_ == most || bytes_ + length > kMaxUriBytesOfAll));
+    if (isFull_ || isHiddenFull) {
+        hits_.insert(MailLimit::Uris);
+        return false;
+    }
+    return true;
+}
+
+UriCollector::Added UriCollector::add(unsigned int source, std::string uri, UriSight sight) {
     const std::size_t longest = limits_.value(MailLimit::UriBytes);
-    if (uri.size() > longest) {
+    const bool isCut = uri.size() > longest;
+    if (isCut) {
         hits_.insert(MailLimit::UriBytes);
         uri.resize(longest);
     }
     auto &seen = seen_[source];
-    if (seen.count(uri) != 0) {
-        return {};
+    if (isFull_) {
+        return {Outcome::Dropped, {}};
     }
-    const unsigned int most = limits_.value(MailLimit::Uris);
-    const bool isHidden = sight == UriSight::Hidden;
-    if (count_ == most || (isHidden && hiddenCount_ >= most / 2) ||
-        bytes_ + uri.size() > kMaxUriBytesOfAll) {
-        hits_.insert(MailLimit::Uris);
-        return {};
+    if (const auto known = seen.find(uri); known != seen.end()) {
+        // Of two that were cut only the fronts are the same.
+        return {isCut ? Outcome::Added : Outcome::Known, *known};
+    }
+    if (!hasRoom(uri.size(), sight)) {
+        return {Outcome::Dropped, {}};
     }
     ++count_;
-    hiddenCount_ += isHidden ? 1 : 0;
     bytes_ += uri.size();
+    if (sight == UriSight::Hidden) {
+        ++hiddenCount_;
+        hiddenBytes_ += uri.size();
+    }
     container_->add(source, Uri(uri));
     const std::string &kept = container_->sourced().at(source).back().asString();
     seen.insert(kept);
-    return kept;
+    return {Outcome::Added, kept};
 }
 
 void UriCollector::scan(unsigned int source, std::string_view text, TextEnd textEnd) {
@@ -214,8 +231,8 @@ void UriCollector::scan(unsigned int source, std::string_view text, TextEnd text
     }
 }
 
-std::string_view UriCollector::addAttribute(unsigned int source, std::string_view value,
-                                            UriSight sight) {
+UriCollector::Added UriCollector::addAttribute(unsigned int source, std::string_view value,
+                                               UriSight sight) {
     std::string uri(value);
     stringRightTrim(uri);
     stringLeftTrim(uri);
@@ -224,7 +241,7 @@ std::string_view UriCollector::addAttribute(unsigned int source, std::string_vie
               uri.end());
     if (uri.empty() || uri.front() == '#' || s_startsWith(uri, "cid:") ||
         s_startsWith(uri, "data:image/")) {
-        return {};
+        return {Outcome::Dropped, {}};
     }
     return add(source, std::move(uri), sight);
 }

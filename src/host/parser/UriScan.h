@@ -11,6 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "host/parser/KeyedHash.h"
 #include "host/parser/MailLimits.h"
 #include "host/parser/Uri.h"
 
@@ -20,7 +21,7 @@ namespace Corvane {
 enum class TextEnd { Whole, Cut };
 
 // Whether the reader of a mail can come upon a link. Hidden ones use up no more than half of the
-// limit on URIs, so that they cannot push out what is shown.
+// limit on URIs, in number and bytes, so that they cannot push out what is shown.
 enum class UriSight { Shown, Hidden };
 
 // What the texts of all URIs may come to together, in bytes; further ones count as beyond the limit
@@ -29,6 +30,17 @@ constexpr std::size_t kMaxUriBytesOfAll = 4U << 20U;
 
 class UriCollector {
 public:
+    // What became of a URI.
+    enum class Outcome {
+        Added,  // also where it was cut
+        Known,  // is there already
+        Dropped // leads nowhere, or is beyond the limit
+    };
+    struct Added {
+        Outcome outcome;
+        std::string_view text; // the one that is kept, which lasts as long as the container
+    };
+
     // Notes the limits it runs into in hits. Both must outlive the collector.
     UriCollector(const MailLimits &limits, MailLimitSet &hits);
 
@@ -40,16 +52,16 @@ public:
 
     // Adds an attribute's value as it stands, except white space around it and line ends and tabs
     // in it, which no client minds. Values that lead nowhere outside the message are dropped: empty
-    // ones, fragments, cid: and embedded images. Answers the text that is kept, which lasts as long
-    // as the container, or nothing if it was dropped or is there already.
-    std::string_view addAttribute(unsigned int source, std::string_view value,
-                                  UriSight sight = UriSight::Shown);
+    // ones, fragments, cid: and embedded images.
+    Added addAttribute(unsigned int source, std::string_view value,
+                       UriSight sight = UriSight::Shown);
 
     // The collected URIs: a handle on the container that later calls still add to.
     const Ref<MPartAttribute> &attribute() const { return attribute_; }
 
 private:
-    std::string_view add(unsigned int source, std::string uri, UriSight sight);
+    bool hasRoom(std::size_t length, UriSight sight);
+    Added add(unsigned int source, std::string uri, UriSight sight);
 
     const MailLimits &limits_;
     MailLimitSet &hits_;
@@ -57,10 +69,12 @@ private:
     // The object of attribute_.
     UriContainer *container_;
     // By source; the texts are those in the container, whose lists never move them.
-    std::vector<std::unordered_set<std::string_view>> seen_;
-    unsigned int count_;
-    unsigned int hiddenCount_;
-    std::size_t bytes_;
+    std::vector<std::unordered_set<std::string_view, KeyedHash>> seen_;
+    unsigned int count_ = 0;
+    unsigned int hiddenCount_ = 0;
+    std::size_t bytes_ = 0;
+    std::size_t hiddenBytes_ = 0;
+    bool isFull_ = false;
 };
 
 } // namespace Corvane

@@ -129,6 +129,35 @@ TEST(UriCollector, BoundsNumberAndLength) {
     }
 }
 
+TEST(UriCollector, HiddenOnesLeaveRoomForShownOnes) {
+    const std::string filler(kMaxUriBytes - 10, 'x');
+    Collected collected;
+    for (std::size_t bytes = 0; bytes <= kMaxUriBytesOfAll; bytes += filler.size()) {
+        (*collected)
+            .addAttribute(UriContainer::kHtml, std::to_string(bytes) + filler, UriSight::Hidden);
+    }
+    EXPECT_EQ(collected.hits(), MailLimitSet{MailLimit::Uris});
+    (*collected).addAttribute(UriContainer::kHtml, "http://shown.example/");
+    EXPECT_EQ(collected.of(UriContainer::kHtml).back(), "http://shown.example/");
+}
+
+TEST(UriCollector, TellsWhatBecomesOfALink) {
+    MailLimits limits;
+    limits.value(MailLimit::Uris, 2);
+    limits.value(MailLimit::UriBytes, 4);
+    Collected collected(limits);
+    const auto outcome = [&collected](const char *uri) {
+        return (*collected).addAttribute(UriContainer::kHtml, uri).outcome;
+    };
+    using Outcome = UriCollector::Outcome;
+    EXPECT_EQ(outcome(" a\n"), Outcome::Added);
+    EXPECT_EQ(outcome("a"), Outcome::Known);
+    EXPECT_EQ(outcome("abcdX"), Outcome::Added);
+    EXPECT_EQ(outcome("abcdY"), Outcome::Added) << "only the fronts are the same";
+    EXPECT_EQ(outcome("#a"), Outcome::Dropped);
+    EXPECT_EQ(outcome("b"), Outcome::Dropped);
+}
+
 TEST(UriCollector, HostileTextIsAnswered) {
     std::string text;
     for (const char *piece :

@@ -54,7 +54,7 @@ constexpr std::size_t kSlots = 128;
 std::vector<const Name *> s_index() {
     std::vector<const Name *> slots(kSlots, nullptr);
     for (const Name &name : kNames) {
-        std::size_t slot = nameHash(name.name) % kSlots;
+        std::size_t slot = tableHash(name.name) % kSlots;
         while (slots[slot] != nullptr) {
             slot = (slot + 1) % kSlots;
         }
@@ -67,7 +67,7 @@ std::vector<const Name *> s_index() {
 
 int attributeIdOf(std::string_view name) {
     static const std::vector<const Name *> s_slots = s_index();
-    for (std::size_t slot = nameHash(name) % kSlots; s_slots[slot] != nullptr;
+    for (std::size_t slot = tableHash(name) % kSlots; s_slots[slot] != nullptr;
          slot = (slot + 1) % kSlots) {
         if (s_slots[slot]->name == name) {
             return static_cast<int>(s_slots[slot]->id);

@@ -3,6 +3,8 @@
 #include <array>
 #include <vector>
 
+#include "host/parser/KeyedHash.h"
+
 namespace Corvane::Html {
 
 namespace {
@@ -138,7 +140,7 @@ constexpr std::size_t kSlots = 512;
 std::vector<const Element *> s_index() {
     std::vector<const Element *> slots(kSlots, nullptr);
     for (const Element &element : kElements) {
-        std::size_t slot = nameHash(element.name) % kSlots;
+        std::size_t slot = tableHash(element.name) % kSlots;
         while (slots[slot] != nullptr) {
             slot = (slot + 1) % kSlots;
         }
@@ -150,6 +152,10 @@ std::vector<const Element *> s_index() {
 } // namespace
 
 std::uint32_t nameHash(std::string_view name) {
+    return static_cast<std::uint32_t>(keyedHash(name));
+}
+
+std::uint32_t tableHash(std::string_view name) {
     constexpr std::uint32_t kBasis = 2166136261U;
     constexpr std::uint32_t kPrime = 16777619U;
     std::uint32_t hash = kBasis;
@@ -164,7 +170,7 @@ std::uint32_t nameHash(std::string_view name) {
 const Element &elementOf(std::string_view name) {
     static const std::vector<const Element *> s_slots = s_index();
     static const Element s_other;
-    for (std::size_t slot = nameHash(name) % kSlots; s_slots[slot] != nullptr;
+    for (std::size_t slot = tableHash(name) % kSlots; s_slots[slot] != nullptr;
          slot = (slot + 1) % kSlots) {
         if (s_slots[slot]->name == name) {
             return *s_slots[slot];

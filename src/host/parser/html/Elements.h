@@ -79,8 +79,12 @@ struct Element {
 // ever.
 const Element &elementOf(std::string_view name);
 
-// A number for a name; different names have different ones as good as always.
+// A number for a name, another in each process; different names have different ones as good as
+// always, whoever chose them.
 std::uint32_t nameHash(std::string_view name);
+
+// A number for a name that is looked up in a fixed table, always the same.
+std::uint32_t tableHash(std::string_view name);
 
 } // namespace Corvane::Html
 

@@ -105,57 +105,77 @@ std::string followedUri(std::string_view uri) {
     return followed;
 }
 
-std::string resolvedUri(std::string_view base, std::string_view uri) {
-    const std::size_t scheme = s_schemeLength(base);
-    if (scheme == 0 || !s_hasHost(base.substr(0, scheme)) || s_schemeLength(uri) != 0 ||
-        uri.empty()) {
+Base::Base(std::string_view uri) {
+    const std::size_t scheme = s_schemeLength(uri);
+    if (scheme == 0 || !s_hasHost(uri.substr(0, scheme))) {
+        return;
+    }
+    scheme_ = uri.substr(0, scheme);
+    origin_ = s_origin(uri);
+    const std::string_view rest = uri.substr(origin_.size());
+    const std::string_view path = rest.substr(0, rest.find_first_of("?#"));
+    path_ = path.empty() ? "/" : s_withoutDots(path);
+    directory_ = path_.substr(0, path_.rfind('/') + 1);
+}
+
+std::string Base::resolved(std::string_view uri) const {
+    if (scheme_.empty() || uri.empty() || s_schemeLength(uri) != 0) {
         return std::string(uri);
     }
     if (uri.substr(0, 2) == "//") {
-        return std::string(base.substr(0, scheme)).append(uri);
+        return scheme_ + std::string(uri);
     }
-    const std::string_view origin = s_origin(base);
-    const std::string_view rest = base.substr(origin.size());
-    const std::string_view path = rest.substr(0, rest.find_first_of("?#"));
     if (uri.front() == '?' || uri.front() == '#') {
-        return std::string(origin).append(path.empty() ? "/" : path).append(uri);
+        return origin_ + path_ + std::string(uri);
     }
     const std::size_t end = std::min(uri.find_first_of("?#"), uri.size());
     const std::string_view own = uri.substr(0, end);
-    const std::string_view directory = path.substr(0, path.rfind('/') + 1);
-    const std::string whole =
-        own.substr(0, 1) == "/" ? std::string(own) : std::string(directory).append(own);
-    return std::string(origin).append(s_withoutDots(whole)).append(uri.substr(end));
+    std::string path = own.front() == '/' ? "" : directory_;
+    path.append(own);
+    if (own.find('.') != kNone) {
+        path = s_withoutDots(path);
+    }
+    return origin_ + path.append(uri.substr(end));
 }
 
 void Links::add(std::string_view uri, UriSight sight) {
-    const std::string_view asWritten = uris_.addAttribute(UriContainer::kHtml, uri, sight);
+    const auto asWritten = uris_.addAttribute(UriContainer::kHtml, uri, sight);
+    if (asWritten.outcome != UriCollector::Outcome::Added) {
+        // So it was with where it leads.
+        return;
+    }
     const std::string followed = followedUri(uri);
     if (followed.empty() || followed.front() == '#') {
         return;
     }
     if (s_schemeLength(followed) != 0 || hasBase_) {
-        uris_.addAttribute(UriContainer::kHtml, resolvedUri(base_, followed), sight);
+        uris_.addAttribute(UriContainer::kHtml, base_.resolved(followed), sight);
         return;
     }
     const auto held = uris_.addAttribute(UriContainer::kHtml, followed, sight);
-    if (!held.empty() || asWritten == followed) {
-        relative_.emplace_back(held.empty() ? asWritten : held, sight);
+    if (held.outcome == UriCollector::Outcome::Added || asWritten.text == followed) {
+        relative_.emplace_back(held.text, sight);
     }
 }
 
 void Links::base(std::string_view uri) {
-    uris_.addAttribute(UriContainer::kHtml, uri, UriSight::Shown);
     const std::string followed = followedUri(uri);
     if (hasBase_ || followed.size() > kMaxBaseBytes ||
         !s_hasHost(std::string_view(followed).substr(0, s_schemeLength(followed)))) {
+        add(uri, UriSight::Shown);
         return;
     }
+    uris_.addAttribute(UriContainer::kHtml, uri, UriSight::Shown);
     hasBase_ = true;
-    base_ = followed;
-    uris_.addAttribute(UriContainer::kHtml, base_, UriSight::Shown);
+    uris_.addAttribute(UriContainer::kHtml, followed, UriSight::Shown);
+    base_ = Base(followed);
+    std::array<bool, 2> isFull{}; // of shown and of hidden ones
     for (const auto &[link, sight] : relative_) {
-        uris_.addAttribute(UriContainer::kHtml, resolvedUri(base_, link), sight);
+        bool &isItsFull = isFull[sight == UriSight::Hidden ? 1 : 0];
+        if (!isItsFull) {
+            const auto added = uris_.addAttribute(UriContainer::kHtml, base_.resolved(link), sight);
+            isItsFull = added.outcome == UriCollector::Outcome::Dropped;
+        }
     }
     relative_.clear();
 }

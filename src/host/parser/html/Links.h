@@ -17,6 +17,23 @@
 
 namespace Corvane::Html {
 
+// What links without a host go on from.
+class Base {
+public:
+    // A base that leads nowhere, or what followedUri() made of a link.
+    Base() = default;
+    explicit Base(std::string_view uri);
+
+    // The link on from here; itself where it needs no base, or this one is none.
+    std::string resolved(std::string_view uri) const;
+
+private:
+    std::string scheme_; // with its colon; empty where there is no base
+    std::string origin_; // up to the end of the host
+    std::string path_;   // without "." and ".."
+    std::string directory_;
+};
+
 class Links {
 public:
     // The collector is borrowed and must outlive this object.
@@ -39,7 +56,7 @@ public:
 
 private:
     UriCollector &uris_;
-    std::string base_;
+    Base base_;
     // Links before the base that need one, as the collector holds them.
     std::vector<std::pair<std::string_view, UriSight>> relative_;
     bool hasBase_ = false;
@@ -48,9 +65,6 @@ private:
 // What a browser makes of the text of a link: without the blanks around it and the line ends and
 // tabs in it, with slashes for backslashes, two of them behind a scheme that wants them.
 std::string followedUri(std::string_view uri);
-
-// A link on from a base; the link itself where it needs none or the base is no such.
-std::string resolvedUri(std::string_view base, std::string_view uri);
 
 } // namespace Corvane::Html
 

@@ -24,6 +24,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/parser/KeyedHash.h"
 #include "host/parser/html/Declarations.h"
 #include "host/parser/html/OpenElement.h"
 #include "host/parser/html/Selector.h"
@@ -116,7 +117,7 @@ private:
     std::vector<std::vector<Declaration>> blocks_;
     std::vector<Rule> selectors_;
     // By what the element itself has to be: places in selectors_.
-    std::unordered_map<std::uint64_t, std::vector<std::size_t>> buckets_;
+    std::unordered_map<std::uint64_t, std::vector<std::size_t>, KeyedHash> buckets_;
     std::size_t work_ = kSelectorWork;
 };
 
