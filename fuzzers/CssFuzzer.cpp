@@ -46,7 +46,11 @@ Read s_read(std::string_view css, std::size_t pieceBytes) {
         sheet.feed(css.substr(0, pieceBytes));
     }
     sheet.end();
-    const std::array<OpenElement, 3> around{s_open("div", "a"), s_open("p", "b"), s_open("i", "a")};
+    std::array<OpenElement, 3> open{s_open("div", "a"), s_open("p", "b"), s_open("i", "a")};
+    std::vector<OpenPlace> around;
+    for (OpenElement &one : open) {
+        around.push_back({one.element, &one, one.facts.name, one.element->traits, 0});
+    }
     for (const char *name : {"p", "b", "div"}) {
         Declarations declared;
         sheet.declare(s_facts(name, "a", "i"), around, declared);

@@ -6,8 +6,7 @@
 //     std::unordered_set<std::string_view, KeyedHash> seen;
 //
 // The key is drawn anew for each process: nobody can make up names in advance that share a hash,
-// be it to fill one place of a table with them, or to pass one for another. Two different texts of
-// n bytes have the same hash with a probability of about n / 7 in 2^61.
+// be it to fill one place of a table with them, or to pass one for another.
 //
 // Threads: pure, once the key is drawn.
 
@@ -17,7 +16,7 @@
 
 namespace Corvane {
 
-// A number below 2^61 - 1, the same for the same text until the process ends.
+// The same for the same text until the process ends.
 std::uint64_t keyedHash(std::string_view text);
 
 // The same for a number.

@@ -60,15 +60,16 @@ std::string s_decodedHeader(const ReceivedHeader &header, const MailLimits &limi
 }
 
 // Of blank lines in a row one stays: nobody reads those, and they must not push out what is read.
-std::string s_withoutBlankLines(std::string_view text) {
+// A little more than maxBytes of what is left is enough.
+std::string s_withoutBlankLines(std::string_view text, std::size_t maxBytes) {
     std::string kept;
     bool isBehindBlank = false;
-    while (!text.empty()) {
+    while (!text.empty() && kept.size() <= maxBytes) {
         const std::string_view line = text.substr(0, text.find('\n'));
         const bool isBlank = line.find_first_not_of(" \t\r") == std::string_view::npos;
         const std::size_t length = std::min(line.size() + 1, text.size());
         if (!isBlank || !isBehindBlank) {
-            kept.append(text.substr(0, length));
+            kept.append(text.substr(0, std::min(length, maxBytes + 1)));
         }
         isBehindBlank = isBlank;
         text.remove_prefix(length);
@@ -87,7 +88,7 @@ void s_appendLines(std::string &text, std::string_view piece, std::size_t maxByt
     if (text.size() + piece.size() <= maxBytes) {
         text.append(piece);
     } else {
-        text.append(s_withoutBlankLines(piece), 0, maxBytes + 1);
+        text.append(s_withoutBlankLines(piece, maxBytes), 0, maxBytes + 1);
     }
 }
 

@@ -371,7 +371,7 @@ void HtmlReader::endTag(const Tag &tag) {
     if (element.id == ElementId::A) {
         settleLink(UriSight::Hidden);
     }
-    const bool wasBlock = !open_.around().empty() && open_.around().back().look.isBlock;
+    const bool wasBlock = !open_.around().empty() && open_.around().back().open->look.isBlock;
     open_.close(element, nameHash(tag.name));
     tokenizer().inForeignContent(open_.isForeign());
     if (element.is(Trait::kBlock) || wasBlock || element.id == ElementId::Br) {

@@ -45,6 +45,16 @@ struct OpenElement {
     bool inTable = false;     // itself or around it is a <table>
 };
 
+// An open element in its place among others, with what is looked for there: documents are made in
+// which each tag has to look through all that is open.
+struct OpenPlace {
+    const Element *element;
+    OpenElement *open;
+    std::uint32_t name;     // of the facts
+    std::uint32_t traits;   // of the element
+    std::uint32_t tableRun; // parts of tables that stand one around the other from here outwards
+};
+
 } // namespace Corvane::Html
 
 #endif

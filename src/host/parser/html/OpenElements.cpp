@@ -10,20 +10,20 @@ namespace {
 // Formatting elements with a style that are reopened behind a block.
 constexpr std::size_t kMaxReopened = 8;
 
-bool s_isScope(const Element &element) {
-    return element.is(Trait::kScope);
+bool s_isScope(const OpenPlace &one) {
+    return (one.traits & Trait::kScope) != 0;
 }
 
-bool s_isButtonScope(const Element &element) {
-    return element.is(Trait::kScope) || element.id == ElementId::Button;
+bool s_isButtonScope(const OpenPlace &one) {
+    return s_isScope(one) || one.element->id == ElementId::Button;
 }
 
-bool s_isListScope(const Element &element) {
-    return element.is(Trait::kScope) || element.id == ElementId::List;
+bool s_isListScope(const OpenPlace &one) {
+    return s_isScope(one) || one.element->id == ElementId::List;
 }
 
-bool s_isTableScope(const Element &element) {
-    return element.id == ElementId::Table || element.id == ElementId::Template;
+bool s_isTableScope(const OpenPlace &one) {
+    return one.element->id == ElementId::Table || one.element->id == ElementId::Template;
 }
 
 bool s_isTableContent(const Element &element) {
@@ -32,6 +32,10 @@ bool s_isTableContent(const Element &element) {
 
 } // namespace
 
+OpenElements::OpenElements() {
+    elements_.reserve(kMaxOpenElements);
+}
+
 // The place of the innermost element that is wanted, unless a barrier comes before it.
 template <class Wanted, class Barrier>
 std::size_t OpenElements::find(Wanted wanted, Barrier barrier) const {
@@ -39,7 +43,7 @@ std::size_t OpenElements::find(Wanted wanted, Barrier barrier) const {
         if (wanted(elements_[place])) {
             return place;
         }
-        if (barrier(*elements_[place].element)) {
+        if (barrier(elements_[place])) {
             return kNone;
         }
     }
@@ -48,7 +52,7 @@ std::size_t OpenElements::find(Wanted wanted, Barrier barrier) const {
 
 bool OpenElements::has(ElementId id) const {
     return std::any_of(elements_.begin(), elements_.end(),
-                       [id](const OpenElement &one) { return one.element->id == id; });
+                       [id](const OpenPlace &one) { return one.element->id == id; });
 }
 
 void OpenElements::fence() {
@@ -57,23 +61,23 @@ void OpenElements::fence() {
 }
 
 void OpenElements::unfence() {
-    elements_.resize(floor_);
+    resize(floor_);
     floor_ = 0;
     deeper_ = deeperOutside_;
 }
 
 void OpenElements::leaveForeign() {
     while (elements_.size() > floor_ && isForeign()) {
-        elements_.pop_back();
+        resize(elements_.size() - 1);
     }
 }
 
 // What stands in a table, but in no cell, is shown before the table.
 const Look &OpenElements::lookBelow(std::size_t place, bool beforeTable) const {
-    while (beforeTable && place > 0 && elements_[place - 1].element->is(Trait::kTablePart)) {
-        --place;
+    while (beforeTable && place > 0 && elements_[place - 1].tableRun > 0) {
+        place -= elements_[place - 1].tableRun;
     }
-    return place == 0 ? outermost_ : elements_[place - 1].look;
+    return place == 0 ? outermost_ : elements_[place - 1].open->look;
 }
 
 const Look &OpenElements::textLook() const {
@@ -89,47 +93,90 @@ void OpenElements::open(const OpenElement &element) {
         ++deeper_;
         return;
     }
-    elements_.push_back(element);
+    push(element);
     recomputeFrom(elements_.size() - 1);
 }
 
+OpenElement *OpenElements::unused() {
+    if (unused_.empty()) {
+        made_.push_back(std::make_unique<OpenElement>());
+        return made_.back().get();
+    }
+    OpenElement *const one = unused_.back();
+    unused_.pop_back();
+    return one;
+}
+
+// Most elements declare nothing, and what they would declare takes up most of them.
+void OpenElements::push(const OpenElement &element) {
+    OpenElement *const copy = unused();
+    copy->element = element.element;
+    copy->facts = element.facts;
+    copy->isLink = element.isLink;
+    if (!element.declared.isEmpty() || !copy->declared.isEmpty()) {
+        copy->declared = element.declared;
+    }
+    elements_.push_back({element.element, copy, element.facts.name, element.element->traits, 0});
+    ++counts_[element.facts.name % kCounts];
+    headings_ += element.element->is(Trait::kHeading) ? 1U : 0U;
+}
+
+void OpenElements::forget(const OpenPlace &one) {
+    unused_.push_back(one.open);
+    --counts_[one.name % kCounts];
+    headings_ -= one.element->is(Trait::kHeading) ? 1U : 0U;
+}
+
+void OpenElements::resize(std::size_t count) {
+    for (; elements_.size() > count; elements_.pop_back()) {
+        forget(elements_.back());
+    }
+}
+
 void OpenElements::recomputeFrom(std::size_t place) {
+    const OpenPlace outside{nullptr, nullptr, 0, 0, 0};
     for (; place < elements_.size(); ++place) {
-        OpenElement &one = elements_[place];
-        const Look &parent = lookBelow(place, !s_isTableContent(*one.element));
-        one.look = lookOf(*one.element, one.isLink, one.declared, parent, inQuirks_);
-        const OpenElement *around = place == 0 ? nullptr : &elements_[place - 1];
+        const OpenPlace &around = place == 0 ? outside : elements_[place - 1];
+        const Element &element = *elements_[place].element;
+        elements_[place].tableRun = element.is(Trait::kTablePart) ? around.tableRun + 1 : 0;
+        OpenElement &one = *elements_[place].open;
+        const Look &parent = lookBelow(place, !s_isTableContent(element));
+        one.look = lookOf(element, one.isLink, one.declared, parent, inQuirks_);
+        const bool inParagraph = around.open != nullptr && around.open->inParagraph;
+        const bool inTable = around.open != nullptr && around.open->inTable;
         one.inParagraph =
-            one.element->id == ElementId::P ||
-            (around != nullptr && around->inParagraph && !s_isButtonScope(*one.element));
-        one.inTable = s_isTableScope(*one.element) || (around != nullptr && around->inTable);
+            element.id == ElementId::P || (inParagraph && !s_isButtonScope(elements_[place]));
+        one.inTable = s_isTableScope(elements_[place]) || inTable;
     }
 }
 
 // Closes the element at the place and all inside it. Formatting that was left open goes on; only
 // what has a style of its own matters.
 void OpenElements::closeFrom(std::size_t place, Reopen reopen) {
-    std::vector<OpenElement> reopened;
+    const auto goesOn = [](const OpenPlace &one) {
+        return one.element->is(Trait::kFormatting) && !one.open->declared.isEmpty();
+    };
+    std::size_t end = place;
+    const auto inner = elements_.begin() + static_cast<std::ptrdiff_t>(place);
     if (reopen == Reopen::Formatting) {
-        for (std::size_t inner = place + 1; inner < elements_.size(); ++inner) {
-            const OpenElement &one = elements_[inner];
-            const bool matters = one.element->is(Trait::kFormatting) && !one.declared.isEmpty();
-            if (matters && reopened.size() < kMaxReopened) {
-                reopened.push_back(one);
+        // To the front of what is closed, in the order in which it was opened.
+        for (auto one = inner + 1; one < elements_.end() && end - place < kMaxReopened; ++one) {
+            if (goesOn(*one)) {
+                std::rotate(elements_.begin() + static_cast<std::ptrdiff_t>(end), one, one + 1);
+                ++end;
             }
         }
     }
-    elements_.resize(place);
-    elements_.insert(elements_.end(), reopened.begin(), reopened.end());
+    resize(end);
     recomputeFrom(place);
 }
 
 void OpenElements::closeP() {
-    if (elements_.empty() || !elements_.back().inParagraph) {
+    if (elements_.empty() || !elements_.back().open->inParagraph) {
         return;
     }
-    const std::size_t place = find(
-        [](const OpenElement &one) { return one.element->id == ElementId::P; }, s_isButtonScope);
+    const std::size_t place =
+        find([](const OpenPlace &one) { return one.element->id == ElementId::P; }, s_isButtonScope);
     if (place != kNone) {
         closeFrom(place, Reopen::Formatting);
     }
@@ -138,14 +185,19 @@ void OpenElements::closeP() {
 // An item ends where the next of its list begins.
 void OpenElements::closeItem(const Element &element) {
     const bool isListItem = element.id == ElementId::Li;
+    const bool mayHaveItem =
+        isListItem ? mayHave(nameHash("li")) : mayHave(nameHash("dd")) || mayHave(nameHash("dt"));
+    if (!mayHaveItem) {
+        return;
+    }
     const std::size_t place = find(
-        [isListItem](const OpenElement &one) {
+        [isListItem](const OpenPlace &one) {
             const ElementId id = one.element->id;
             return isListItem ? id == ElementId::Li : id == ElementId::Dd || id == ElementId::Dt;
         },
-        [](const Element &one) {
-            return one.is(Trait::kSpecial) && one.id != ElementId::P && one.name != "div" &&
-                   one.name != "address";
+        [](const OpenPlace &one) {
+            return (one.traits & Trait::kSpecial) != 0 && one.element->id != ElementId::P &&
+                   one.element->name != "div" && one.element->name != "address";
         });
     if (place != kNone) {
         closeFrom(place, Reopen::Formatting);
@@ -157,13 +209,13 @@ void OpenElements::closeToTable(const Element &element) {
     const bool isCell = element.is(Trait::kCell);
     const bool isRow = element.id == ElementId::Tr;
     const std::size_t place = find(
-        [isCell, isRow](const OpenElement &one) {
+        [isCell, isRow](const OpenPlace &one) {
             const Element &holder = *one.element;
             return holder.id == ElementId::Table || holder.id == ElementId::Template ||
                    (isCell && holder.id == ElementId::Tr) ||
                    ((isRow || isCell) && holder.is(Trait::kRowGroup));
         },
-        [](const Element &) { return false; });
+        [](const OpenPlace &) { return false; });
     if (place != kNone) {
         closeFrom(place + 1, Reopen::Nothing);
     }
@@ -195,15 +247,18 @@ void OpenElements::beforeStart(const Element &element) {
 bool OpenElements::closeBlock(const Element &element) {
     const bool ofTable = s_isTableContent(element);
     const bool isOutside = element.id == ElementId::P
-                               ? elements_.empty() || !elements_.back().inParagraph
+                               ? elements_.empty() || !elements_.back().open->inParagraph
                                : ofTable && !isInTable();
     if (isOutside) {
         return false;
     }
     const bool isHeading = element.is(Trait::kHeading);
     const std::uint32_t name = nameHash(element.name);
-    const auto wanted = [&](const OpenElement &one) {
-        return one.facts.name == name || (isHeading && one.element->is(Trait::kHeading));
+    if (isHeading ? headings_ == 0 : !mayHave(name)) {
+        return false;
+    }
+    const auto wanted = [&](const OpenPlace &one) {
+        return one.name == name || (isHeading && one.element->is(Trait::kHeading));
     };
     std::size_t place = kNone;
     if (ofTable) {
@@ -216,27 +271,32 @@ bool OpenElements::closeBlock(const Element &element) {
     if (place == kNone) {
         return false;
     }
-    closeFrom(place, ofTable || s_isScope(element) ? Reopen::Nothing : Reopen::Formatting);
+    closeFrom(place, ofTable || element.is(Trait::kScope) ? Reopen::Nothing : Reopen::Formatting);
     return true;
 }
 
 // Formatting ends where its end tag says, though blocks inside it may go on.
 bool OpenElements::closeFormatting(std::uint32_t name) {
+    if (!mayHave(name)) {
+        return false;
+    }
     const std::size_t place =
-        find([name](const OpenElement &one) { return one.facts.name == name; }, s_isScope);
+        find([name](const OpenPlace &one) { return one.name == name; }, s_isScope);
     if (place == kNone) {
         return false;
     }
     const auto inner = elements_.begin() + static_cast<std::ptrdiff_t>(place) + 1;
-    const bool holdsBlock = std::any_of(inner, elements_.end(), [](const OpenElement &one) {
+    const bool holdsBlock = std::any_of(inner, elements_.end(), [](const OpenPlace &one) {
         return one.element->is(Trait::kSpecial);
     });
     if (!holdsBlock) {
         closeFrom(place, Reopen::Formatting);
         return true;
     }
-    const bool matters = !elements_[place].declared.isEmpty() || elements_[place].isLink;
+    const OpenElement &closed = *elements_[place].open;
+    const bool matters = !closed.declared.isEmpty() || closed.isLink;
     const std::size_t count = elements_.size() - place;
+    forget(elements_[place]);
     elements_.erase(inner - 1);
     if (matters && recomputations_ >= count) {
         recomputations_ -= count;
@@ -246,9 +306,12 @@ bool OpenElements::closeFormatting(std::uint32_t name) {
 }
 
 bool OpenElements::closeInline(std::uint32_t name) {
+    if (!mayHave(name)) {
+        return false;
+    }
     const std::size_t place =
-        find([name](const OpenElement &one) { return one.facts.name == name; },
-             [](const Element &one) { return one.is(Trait::kSpecial); });
+        find([name](const OpenPlace &one) { return one.name == name; },
+             [](const OpenPlace &one) { return (one.traits & Trait::kSpecial) != 0; });
     if (place == kNone) {
         return false;
     }

@@ -9,7 +9,10 @@
 //
 // Threads: one thread at a time.
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -21,7 +24,7 @@ constexpr std::size_t kMaxOpenElements = 256;
 
 class OpenElements {
 public:
-    OpenElements() { elements_.reserve(kMaxOpenElements); }
+    OpenElements();
 
     // Closes what a start tag of that name closes.
     void beforeStart(const Element &element);
@@ -36,16 +39,16 @@ public:
     const Look &textLook() const;
     const Look &parentLook(const Element &element) const;
 
-    std::span<const OpenElement> around() const { return elements_; }
+    std::span<const OpenPlace> around() const { return elements_; }
 
     bool has(ElementId id) const;
 
     // Whether parts of tables mean anything here.
-    bool isInTable() const { return !elements_.empty() && elements_.back().inTable; }
+    bool isInTable() const { return !elements_.empty() && elements_.back().open->inTable; }
 
     // Closes SVG and MathML, as HTML inside them does.
     void leaveForeign();
-    bool isForeign() const { return !elements_.empty() && elements_.back().look.isForeign; }
+    bool isForeign() const { return !elements_.empty() && elements_.back().open->look.isForeign; }
 
     // A document without a type makes tables forget sizes and colours of text.
     void inQuirks(bool inQuirks) { inQuirks_ = inQuirks; }
@@ -63,6 +66,8 @@ private:
 
     template <class Wanted, class Barrier>
     std::size_t find(Wanted wanted, Barrier barrier) const;
+    // Whether one of that name may be open: never wrong where it is.
+    bool mayHave(std::uint32_t name) const { return counts_[name % kCounts] != 0; }
     void closeP();
     void closeItem(const Element &element);
     void closeToTable(const Element &element);
@@ -70,10 +75,21 @@ private:
     bool closeFormatting(std::uint32_t name);
     bool closeInline(std::uint32_t name);
     void closeFrom(std::size_t place, Reopen reopen);
+    void push(const OpenElement &element);
+    void resize(std::size_t count);
+    OpenElement *unused();
+    void forget(const OpenPlace &one);
     void recomputeFrom(std::size_t place);
     const Look &lookBelow(std::size_t place, bool beforeTable) const;
 
-    std::vector<OpenElement> elements_;
+    std::vector<OpenPlace> elements_;
+    // All that were ever open at once, and those of them that are not now.
+    std::vector<std::unique_ptr<OpenElement>> made_;
+    std::vector<OpenElement *> unused_;
+    // How many of elements_ have a name of that remainder.
+    static constexpr std::size_t kCounts = 256;
+    std::array<std::uint16_t, kCounts> counts_{};
+    std::size_t headings_ = 0;
     std::size_t floor_ = 0;         // elements below are out of reach
     std::size_t deeperOutside_ = 0; // deeper_ as it is below the fence
     std::size_t deeper_ = 0;        // elements that are open, but not remembered

@@ -181,7 +181,7 @@ bool s_isCompound(const Compound &compound, const ElementFacts &facts) {
 
 // Whether the first count parts match elements of around, the last of them the last of those where
 // it has to be the parent.
-bool s_matchAround(const Selector &selector, std::size_t count, std::span<const OpenElement> around,
+bool s_matchAround(const Selector &selector, std::size_t count, std::span<const OpenPlace> around,
                    std::size_t &work) {
     if (count == 0) {
         return true;
@@ -189,7 +189,7 @@ bool s_matchAround(const Selector &selector, std::size_t count, std::span<const 
     const Compound &compound = selector.parts[count - 1];
     while (!around.empty() && work > 0) {
         --work;
-        const ElementFacts &facts = around.back().facts;
+        const ElementFacts &facts = around.back().open->facts;
         around = around.first(around.size() - 1);
         if (s_isCompound(compound, facts) && s_matchAround(selector, count - 1, around, work)) {
             return true;
@@ -220,8 +220,8 @@ std::vector<Selector> selectorsOf(std::string_view list) {
     return selectors;
 }
 
-bool matches(const Selector &selector, const ElementFacts &facts,
-             std::span<const OpenElement> around, std::size_t &work) {
+bool matches(const Selector &selector, const ElementFacts &facts, std::span<const OpenPlace> around,
+             std::size_t &work) {
     if (work == 0) {
         return false;
     }

@@ -36,8 +36,8 @@ std::vector<Selector> selectorsOf(std::string_view list);
 
 // Whether the element matches. work counts the comparisons, and none is made once it is used up:
 // then nothing matches. around holds the elements around it, the outermost first.
-bool matches(const Selector &selector, const ElementFacts &facts,
-             std::span<const OpenElement> around, std::size_t &work);
+bool matches(const Selector &selector, const ElementFacts &facts, std::span<const OpenPlace> around,
+             std::size_t &work);
 
 } // namespace Corvane::Html
 

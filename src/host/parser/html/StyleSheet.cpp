@@ -292,7 +292,7 @@ const std::vector<std::size_t> *StyleSheet::bucket(std::uint64_t key) const {
     return found == buckets_.end() ? nullptr : &found->second;
 }
 
-void StyleSheet::declare(const ElementFacts &facts, std::span<const OpenElement> around,
+void StyleSheet::declare(const ElementFacts &facts, std::span<const OpenPlace> around,
                          Declarations &declared) {
     if (selectors_.empty()) {
         return;
@@ -315,7 +315,7 @@ void StyleSheet::declare(const ElementFacts &facts, std::span<const OpenElement>
 // Rules are tried in whatever order: priorities tell which of two counts. Later ones of the same
 // weight outdo earlier ones.
 void StyleSheet::apply(const std::vector<std::size_t> &rules, const ElementFacts &facts,
-                       std::span<const OpenElement> around, Declarations &declared) {
+                       std::span<const OpenPlace> around, Declarations &declared) {
     constexpr unsigned int kOrderBits = 24;
     for (const std::size_t place : rules) {
         if (work_ == 0) {

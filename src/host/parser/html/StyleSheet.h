@@ -66,7 +66,7 @@ public:
     bool isEmpty() const { return selectors_.empty(); }
 
     // Adds what the rules for an element declare.
-    void declare(const ElementFacts &facts, std::span<const OpenElement> around,
+    void declare(const ElementFacts &facts, std::span<const OpenPlace> around,
                  Declarations &declared);
 
 private:
@@ -100,7 +100,7 @@ private:
     void declareInRule();
     void endRule();
     void apply(const std::vector<std::size_t> &rules, const ElementFacts &facts,
-               std::span<const OpenElement> around, Declarations &declared);
+               std::span<const OpenPlace> around, Declarations &declared);
     const std::vector<std::size_t> *bucket(std::uint64_t key) const;
 
     std::function<void(std::string_view)> onUri_;
