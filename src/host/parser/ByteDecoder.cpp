@@ -226,10 +226,19 @@ public:
     }
 
 private:
+    // In steps, so that of a long text no second copy is made.
     void convert(std::string_view bytes, std::string &out) {
-        const std::size_t whole = utf8WholeLength(bytes.data(), bytes.size());
-        repair(bytes.substr(0, whole), out);
-        waiting_.assign(bytes.substr(whole));
+        constexpr std::size_t kStepBytes = 64U << 10U;
+        while (true) {
+            const std::string_view step = bytes.substr(0, kStepBytes);
+            const std::size_t whole = utf8WholeLength(step.data(), step.size());
+            repair(step.substr(0, whole), out);
+            if (step.size() == bytes.size()) {
+                waiting_ = step.substr(whole);
+                return;
+            }
+            bytes.remove_prefix(whole);
+        }
     }
 
     void repair(std::string_view bytes, std::string &out) const {
