@@ -21,6 +21,7 @@ namespace {
 
 constexpr double kMostScore = 1e6;
 constexpr double kMostBytes = 1U << 30U;
+constexpr double kMostMemoryBytes = 1e15;
 constexpr double kMostCount = 1e6;
 constexpr double kMostSeconds = 86400;
 constexpr double kMostPort = 65535;
@@ -192,6 +193,9 @@ void s_readBounds(const toml::table *from, Config &config, Faults &faults) {
     if (const auto seconds = table.number("wait", {0, kMostWait, "seconds"})) {
         config.bounds.wait = std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::duration<double>(*seconds));
+    }
+    if (const auto bytes = table.number("memory_bytes", {0, kMostMemoryBytes})) {
+        config.bounds.memory = static_cast<std::size_t>(*bytes);
     }
     if (const auto seconds = table.number("stop", {0, kMostSeconds, "seconds"})) {
         config.bounds.stop = std::chrono::seconds(static_cast<long>(*seconds));

@@ -103,6 +103,8 @@ struct Config {
         unsigned int scans = 0;
         // How long a message may wait for its scan.
         std::chrono::milliseconds wait{1500};
+        // Of the process, in bytes, that no new rule set may take it beyond; 0 for any.
+        std::size_t memory = 0;
         // For what is under way when the daemon is told to stop.
         std::chrono::seconds stop{30};
     } bounds;

@@ -6,6 +6,7 @@
 //
 // Threads: any, at once. A message keeps what it has taken to its end.
 
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -18,6 +19,9 @@ namespace Corvane::Milter {
 struct Setup {
     Config config;
     corvane::RuleSet rules;
+    // Of the files that the rules were made of, and of memory that they took, in bytes.
+    std::size_t fileBytes = 0;
+    std::size_t memoryBytes = 0;
 };
 
 using SetupRef = std::shared_ptr<const Setup>;

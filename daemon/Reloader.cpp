@@ -7,19 +7,61 @@
 #include <memory>
 #include <utility>
 
+#include <malloc.h>
+
 #include "report/SavedSets.h"
 
 namespace Corvane::Milter {
 
-Loaded loadSetup(const std::string &configFile) {
+namespace {
+
+// Free memory is given back first, which would pass for some that is in use.
+std::size_t s_resident() {
+    malloc_trim(0);
+    return residentBytes();
+}
+
+void s_require(std::size_t bytes, std::size_t most, const char *how) {
+    constexpr unsigned int kMebibyteBits = 20;
+    if (most != 0 && bytes > most) {
+        throw MemoryError(
+            std::string("the new rules ") + how + " " + std::to_string(bytes >> kMebibyteBits) +
+            " MiB, and limits.memory_bytes "
+            "allows " +
+            std::to_string(most >> kMebibyteBits) + " MiB; give it more, or load fewer rules");
+    }
+}
+
+// What rules made of so many bytes take: as much for a byte as the old ones, where these are not so
+// few that something else made up most of it, and the bytes themselves at least.
+std::size_t s_expected(std::size_t fileBytes, const Setup *old) {
+    constexpr std::size_t kTellingBytes = 65536;
+    const bool tells = old != nullptr && old->fileBytes >= kTellingBytes;
+    const double each =
+        tells ? static_cast<double>(old->memoryBytes) / static_cast<double>(old->fileBytes) : 1.0;
+    return static_cast<std::size_t>(static_cast<double>(fileBytes) * std::max(each, 1.0));
+}
+
+} // namespace
+
+Loaded loadSetup(const std::string &configFile, const Setup *old) {
     auto setup = std::make_shared<Setup>();
     Loaded loaded;
     setup->config = Config::read(configFile);
     for (const std::string &directory : setup->config.rules) {
         loaded.files.push_back(corvane::RuleFiles::read(directory));
+        for (const auto &[name, bytes] : loaded.files.back().files) {
+            setup->fileBytes += bytes.size();
+        }
     }
+    const std::size_t most = setup->config.bounds.memory;
+    const std::size_t before = s_resident();
+    s_require(before + s_expected(setup->fileBytes, old), most, "would take the process to about");
     // Of the bytes that were read, so that what is saved is what is used.
     setup->rules = corvane::RuleSet::fromFiles(loaded.files);
+    const std::size_t after = s_resident();
+    s_require(after, most, "have taken the process to");
+    setup->memoryBytes = after - std::min(before, after);
     loaded.setup = std::move(setup);
     return loaded;
 }
@@ -57,7 +99,7 @@ void logRules(const corvane::RuleSet &rules, const Log &log) {
 }
 
 std::string_view nameOf(Reloader::Outcome outcome) {
-    constexpr std::array<std::string_view, 3> kNames = {"replaced", "failed", "empty"};
+    constexpr std::array<std::string_view, 4> kNames = {"replaced", "failed", "empty", "memory"};
     return kNames.at(static_cast<std::size_t>(outcome));
 }
 
@@ -67,7 +109,7 @@ Reloader::Result Reloader::load() {
     result.former = old->rules.generation();
     result.current = result.former;
     try {
-        const Loaded loaded = loadSetup(old->config.file);
+        const Loaded loaded = loadSetup(old->config.file, old.get());
         const SetupRef &fresh = loaded.setup;
         if (fresh->rules.empty() && !old->rules.empty()) {
             result.outcome = Outcome::KeptEmpty;
@@ -82,8 +124,11 @@ Reloader::Result Reloader::load() {
         shared_.live.replace(fresh);
         shared_.metrics.generation(fresh->rules);
         logRules(fresh->rules, log_);
+    } catch (const MemoryError &failure) {
+        result.outcome = Outcome::KeptMemory;
+        result.reason = failure.what();
     } catch (const std::bad_alloc &) {
-        result.outcome = Outcome::KeptFailed;
+        result.outcome = Outcome::KeptMemory;
         result.reason = "out of memory; let the daemon have more";
     } catch (const std::exception &failure) {
         result.outcome = Outcome::KeptFailed;

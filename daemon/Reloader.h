@@ -6,6 +6,7 @@
 // Threads: any; reloads run one at a time, on the thread that asks for them.
 
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,9 +24,16 @@ struct Loaded {
     std::vector<corvane::RuleFiles> files;
 };
 
-// Reads the file and loads the rules that it names. Throws ConfigError, corvane::LoadError and
-// std::bad_alloc.
-Loaded loadSetup(const std::string &configFile);
+// The rules would take, or have taken, the process beyond the memory that it may have.
+class MemoryError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Reads the file and loads the rules that it names. What they will need is guessed from what those
+// of old took, null for none, before it is measured. Throws ConfigError, corvane::LoadError,
+// MemoryError and std::bad_alloc.
+Loaded loadSetup(const std::string &configFile, const Setup *old = nullptr);
 
 // Saves the rules among those that were in use, as the configuration has it. Where that fails the
 // log says so: a verdict that cannot be found out again is better than none.
@@ -39,7 +47,8 @@ public:
     enum class Outcome {
         Replaced,   // the new setup is in place
         KeptFailed, // it could not be read or loaded; the old one stays
-        KeptEmpty   // it has no rules, but the old one has; that stays
+        KeptEmpty,  // it has no rules, but the old one has; that stays
+        KeptMemory  // there is not the memory for both; the old one stays
     };
 
     struct Result {

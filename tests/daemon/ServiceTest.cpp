@@ -259,6 +259,37 @@ TEST_F(ServiceTest, AReloadTakesNewRulesAndKeepsTheOldWhereItMust) {
     EXPECT_EQ(daemon.stop(), 0);
 }
 
+TEST_F(ServiceTest, RulesThatNeedTooMuchMemoryAreNotTaken) {
+    constexpr std::size_t kRoomBytes = 12U << 20U;
+    std::size_t resident = 0;
+    {
+        Daemon daemon(directory_, "");
+        std::ifstream statm("/proc/" + std::to_string(daemon.process()) + "/statm");
+        statm >> resident >> resident;
+        resident *= static_cast<std::size_t>(getpagesize());
+    }
+    Daemon daemon(directory_,
+                  "[limits]\nmemory_bytes = " + std::to_string(resident + kRoomBytes) + "\n");
+    directory_.write("rules/large.cf", std::string(2 * kRoomBytes, '\n'));
+    daemon.signal(SIGHUP);
+    ASSERT_TRUE(daemon.waitFor("event=reload result=memory")) << "by the size of the files";
+    std::string many;
+    constexpr int kMany = 10000;
+    for (int each = 0; each < kMany; ++each) {
+        const std::string word = std::to_string(each);
+        many += "body R" + word + " /a[b" + word + "]+c" + word + "|d" + word + "{3}e/i\n";
+    }
+    directory_.write("rules/large.cf", many);
+    daemon.signal(SIGHUP);
+    ASSERT_TRUE(daemon.waitFor("event=reload result=memory")) << "by what they have taken";
+    EXPECT_THAT(daemon.log(), AllOf(HasSubstr("would take the process to about"),
+                                    HasSubstr("have taken the process to")));
+    MilterClient client(daemon.socket());
+    ASSERT_TRUE(client.negotiate());
+    EXPECT_THAT(client.deliver(mail("prize")).status(), HasSubstr("score=6;"));
+    EXPECT_EQ(daemon.stop(), 0);
+}
+
 TEST_F(ServiceTest, TakesOverADeadSocketButNotALivingOne) {
     {
         Daemon killed(directory_, "");
