@@ -22,12 +22,13 @@ struct Request {
     bool isPost;
 };
 
-constexpr std::array<Request, 6> kRequests = {
+constexpr std::array<Request, 7> kRequests = {
     {{"status", "Show what it runs with", "/v1/status", false},
      {"metrics", "Show its metrics", "/metrics", false},
      {"reload", "Read configuration and rules again", "/v1/reload", true},
-     {"drain", "Take no more messages", "/v1/drain", true},
-     {"resume", "Take messages again", "/v1/resume", true},
+     {"restart", "Start the program anew without losing a message", "/v1/restart", true},
+     {"drain", "Be unhealthy, so that a proxy sends nobody any more", "/v1/drain", true},
+     {"resume", "Be healthy again", "/v1/resume", true},
      {"log", "Log from a level on", "/v1/log", true}}};
 
 httplib::Result s_send(const CtlArguments &arguments) {

@@ -66,6 +66,26 @@ void s_reload(Reloader &reloader, httplib::Response &response) {
     s_answer(response, json);
 }
 
+void s_restart(Handover &handover, const Shared &shared, const Log &log,
+               httplib::Response &response) {
+    const SetupRef setup = shared.live.current();
+    const Handover::Result result = handover.run(*setup);
+    Json json;
+    json["result"] = result.isDone ? "restarted" : "failed";
+    json["former"] = setup->rules.generation();
+    json["current"] = result.isDone ? result.generation : setup->rules.generation();
+    json["pid"] = result.isDone ? result.process : getpid();
+    LogLine line(result.isDone ? LogLevel::Info : LogLevel::Error, "restart");
+    line.add("result", result.isDone ? "restarted" : "failed");
+    if (!result.isDone) {
+        json["reason"] = escaped(result.reason, Charset::Utf8);
+        line.add("reason", result.reason);
+        response.status = kConflict;
+    }
+    log.write(line);
+    s_answer(response, json);
+}
+
 void s_setLevel(Log &log, const httplib::Request &request, httplib::Response &response) {
     const std::string level = request.get_param_value("level");
     const std::optional<LogLevel> known = level == "error"   ? std::optional(LogLevel::Error)
@@ -93,12 +113,17 @@ void s_addReading(httplib::Server &server, Shared &shared) {
     });
 }
 
-void s_addSteering(httplib::Server &server, Shared &shared, Reloader &reloader, Log &log) {
+// The references are kept.
+void s_addSteering(httplib::Server &server, const Control::Steered &steered) {
+    auto &[shared, reloader, handover, log] = steered;
     server.Get("/v1/status", [&](const httplib::Request &, httplib::Response &response) {
         s_answer(response, s_status(shared, log));
     });
     server.Post("/v1/reload", [&](const httplib::Request &, httplib::Response &response) {
         s_reload(reloader, response);
+    });
+    server.Post("/v1/restart", [&](const httplib::Request &, httplib::Response &response) {
+        s_restart(handover, shared, log, response);
     });
     for (const bool drains : {true, false}) {
         server.Post(drains ? "/v1/drain" : "/v1/resume",
@@ -131,6 +156,7 @@ struct Control::Server {
         }
         if (file.has_value()) {
             removeIfSame(path, *file);
+            removeIfSame(fresh, *file);
         }
     }
 
@@ -143,13 +169,14 @@ struct Control::Server {
     }
 
     // As Filter does it: beside the path, then over it.
-    void bindPath(const std::string &where) {
+    void bindPath(const std::string &where, Place place) {
         constexpr mode_t kOwnerOnly = 0177;
-        if (isServed(where)) {
+        if (place == Place::Free && isServed(where)) {
             throw std::runtime_error("another process listens on '" + where +
                                      "'; stop it, or give this one another control.socket");
         }
-        const std::string fresh = where + '.' + std::to_string(getpid());
+        path = where;
+        fresh = where + '.' + std::to_string(getpid());
         unlink(fresh.c_str());
         server.set_address_family(AF_UNIX);
         const mode_t former = umask(kOwnerOnly);
@@ -157,29 +184,39 @@ struct Control::Server {
         const bool isBound = server.bind_to_port(fresh, 1);
         const int error = errno;
         umask(former);
-        if (!isBound || std::rename(fresh.c_str(), where.c_str()) != 0) {
-            const std::string reason = systemReason(isBound ? errno : error);
-            unlink(fresh.c_str());
-            throw std::runtime_error("cannot listen on '" + where + "': " + reason +
-                                     "; see that its directory is there and may be written to, "
-                                     "or set control.socket to another path or \"\"");
+        if (!isBound) {
+            refuse(error);
         }
-        path = where;
-        file = fileAt(where);
+        file = fileAt(fresh);
+    }
+
+    void publish() const {
+        if (!path.empty() && std::rename(fresh.c_str(), path.c_str()) != 0) {
+            refuse(errno);
+        }
+    }
+
+    [[noreturn]] void refuse(int error) const {
+        throw std::runtime_error("cannot listen on '" + path + "': " + systemReason(error) +
+                                 "; see that its directory is there and may be written to, "
+                                 "or set control.socket to another path or \"\"");
     }
 
     httplib::Server server;
     std::thread thread;
+    // Where the Unix socket is to be, and where it was bound.
     std::string path;
+    std::string fresh;
     std::optional<FileId> file;
 };
 
-Control::Control(Shared &shared, Reloader &reloader, Log &log, const ControlConfig &config) {
+Control::Control(const Steered &steered, const ControlConfig &config, Place place) {
+    Shared &shared = steered.shared;
     if (!config.path.empty()) {
         local_ = std::make_unique<Server>();
         s_addReading(local_->server, shared);
-        s_addSteering(local_->server, shared, reloader, log);
-        local_->bindPath(config.path);
+        s_addSteering(local_->server, steered);
+        local_->bindPath(config.path, place);
         local_->serve();
     }
     if (!config.host.empty()) {
@@ -196,5 +233,11 @@ Control::Control(Shared &shared, Reloader &reloader, Log &log, const ControlConf
 }
 
 Control::~Control() = default;
+
+void Control::publish() {
+    if (local_ != nullptr) {
+        local_->publish();
+    }
+}
 
 } // namespace Corvane::Milter

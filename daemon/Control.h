@@ -5,10 +5,11 @@
 // only the daemon's user may open, and of that the metrics and the health over loopback TCP too.
 //
 //     GET  /v1/status              what it runs with, as JSON
-//     GET  /v1/health              200, or 503 where it takes no messages
+//     GET  /v1/health              200, or 503 where it drains or stops
 //     GET  /metrics                as Prometheus takes them
 //     POST /v1/reload              200, or 409 with the reason where the old rules stay
-//     POST /v1/drain, /v1/resume   take no more messages, take them again
+//     POST /v1/restart             200 once another process has taken over, or 409 with the reason
+//     POST /v1/drain, /v1/resume   have proxies send nobody any more, and send them again
 //     POST /v1/log?level=debug     what is logged from now on
 //
 // Threads: its own; construction and destruction are the main thread's.
@@ -16,6 +17,7 @@
 #include <memory>
 
 #include "Config.h"
+#include "Handover.h"
 #include "Log.h"
 #include "Reloader.h"
 #include "Transaction.h"
@@ -24,12 +26,26 @@ namespace Corvane::Milter {
 
 class Control {
 public:
-    // Binds, and serves until it is destroyed. Throws std::runtime_error, with the remedy, where it
-    // cannot. All must outlive it.
-    Control(Shared &shared, Reloader &reloader, Log &log, const ControlConfig &config);
+    // Whether the path may be that of a process which is there, and will go.
+    enum class Place { Free, TakenOver };
+
+    // What it steers; all must outlive it.
+    struct Steered {
+        Shared &shared;
+        Reloader &reloader;
+        Handover &handover;
+        Log &log;
+    };
+
+    // Binds, the Unix socket beside its path, and serves until it is destroyed. Throws
+    // std::runtime_error, with the remedy, where it cannot.
+    Control(const Steered &steered, const ControlConfig &config, Place place = Place::Free);
     Control(const Control &) = delete;
     Control &operator=(const Control &) = delete;
     ~Control();
+
+    // Puts the Unix socket to its path, over whatever socket is there. Throws std::runtime_error.
+    void publish();
 
 private:
     struct Server;

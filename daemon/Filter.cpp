@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,7 +37,7 @@ void s_open(const std::string &where, const std::string &shown) {
 
 } // namespace
 
-Filter::Filter(Shared &shared, const SocketConfig &socket) {
+Filter::Filter(Shared &shared, const SocketConfig &socket, Place place) {
     smfiDesc callbacks = sessionCallbacks(shared, socket.isInet() ? Answers::All : Answers::Needed);
     if (smfi_register(callbacks) != MI_SUCCESS) {
         s_refuse("libmilter cannot be set up; let the daemon have more memory");
@@ -49,14 +50,14 @@ Filter::Filter(Shared &shared, const SocketConfig &socket) {
     if (socket.isInet()) {
         bindInet(socket);
     } else {
-        bindPath(socket);
+        bindPath(socket, place);
     }
 }
 
 // Under another name first: what lies at the path stays in use until the new socket can be, and no
 // moment passes without one.
-void Filter::bindPath(const SocketConfig &socket) {
-    if (isServed(socket.path)) {
+void Filter::bindPath(const SocketConfig &socket, Place place) {
+    if (place == Place::Free && isServed(socket.path)) {
         s_refuse("another process listens on '" + socket.path +
                  "'; stop it, or give this one another milter.socket");
     }
@@ -64,18 +65,20 @@ void Filter::bindPath(const SocketConfig &socket) {
     unlink(fresh.c_str());
     s_open("unix:" + fresh, socket.path);
     const std::optional<FileId> file = fileAt(fresh);
-    if (!file.has_value() || chmod(fresh.c_str(), socket.mode) != 0 ||
-        std::rename(fresh.c_str(), socket.path.c_str()) != 0) {
-        const std::string reason = systemReason(errno);
-        unlink(fresh.c_str());
-        s_refuse("cannot put a socket at '" + socket.path + "': " + reason +
-                 "; see that nothing but a socket is there");
-    }
     path_ = socket.path;
     hidden_ = fresh;
-    device_ = file->device;
-    inode_ = file->inode;
+    mode_ = socket.mode;
+    device_ = file.has_value() ? file->device : 0;
+    inode_ = file.has_value() ? file->inode : 0;
     address_ = "unix:" + path_;
+}
+
+void Filter::publish() {
+    if (!path_.empty() &&
+        (chmod(hidden_.c_str(), mode_) != 0 || std::rename(hidden_.c_str(), path_.c_str()) != 0)) {
+        s_refuse("cannot put a socket at '" + path_ + "': " + systemReason(errno) +
+                 "; see that nothing but a socket is there");
+    }
 }
 
 void Filter::bindInet(const SocketConfig &socket) {
@@ -101,6 +104,16 @@ void Filter::hide() {
     }
 }
 
+bool Filter::isReplaced() const {
+    const std::optional<FileId> file = path_.empty() ? std::nullopt : fileAt(path_);
+    return file.has_value() && *file != FileId{device_, inode_} && isServed(path_);
+}
+
+bool Filter::isIdle() const {
+    const PathSockets sockets = socketsOf(hidden_);
+    return !sockets.isWaitedFor && sockets.accepted == 0;
+}
+
 void Filter::run() {
     smfi_main();
     ended_ = true;
@@ -123,10 +136,15 @@ void Filter::touch() const {
         touchInet(host_, port_);
         return;
     }
+    bool isTouched = false;
     for (const std::string &path : {path_, hidden_}) {
         if (fileAt(path) == FileId{device_, inode_}) {
-            touchPath(path);
+            isTouched = touchPath(path);
         }
+    }
+    if (!isTouched) {
+        // No path leads to it any more.
+        shutdown(socketsOf(hidden_).listener, SHUT_RDWR);
     }
 }
 

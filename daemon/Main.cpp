@@ -65,7 +65,7 @@ Arguments s_parse(int argc, char **argv) {
     return arguments;
 }
 
-int s_run(const Arguments &arguments) {
+int s_run(const char *program, const Arguments &arguments) {
     if (arguments.wrong) {
         std::cerr << "Run 'corvane-milter --help' for what can be given.\n";
         return kExitUsage;
@@ -75,14 +75,14 @@ int s_run(const Arguments &arguments) {
         return 0;
     }
     return arguments.test ? Corvane::Milter::check(arguments.config)
-                          : Corvane::Milter::serve(arguments.config);
+                          : Corvane::Milter::serve(program, arguments.config);
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     try {
-        return s_run(s_parse(argc, argv));
+        return s_run(argv[0], s_parse(argc, argv));
     } catch (const std::exception &failure) {
         std::cerr << "corvane-milter: " << failure.what() << '\n';
     }

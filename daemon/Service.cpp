@@ -1,11 +1,13 @@
 #include "Service.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -14,6 +16,7 @@
 
 #include "Control.h"
 #include "Filter.h"
+#include "Handover.h"
 #include "Live.h"
 #include "Log.h"
 #include "Notify.h"
@@ -81,8 +84,9 @@ private:
 
 // What sessions use, which outlives them all.
 struct World {
-    explicit World(SetupRef setup)
-        : live(setup), shared(live, log, setup->config.bounds.scans), reloader(shared, log) {
+    World(const SetupRef &setup, const std::string &program)
+        : live(setup), shared(live, log, setup->config.bounds.scans), reloader(shared, log),
+          handover(program) {
         log.configure(setup->config.log.format, setup->config.log.level);
         shared.metrics.generation(setup->rules);
     }
@@ -91,6 +95,7 @@ struct World {
     Live live;
     Shared shared;
     Reloader reloader;
+    Handover handover;
 };
 
 // Until a signal, or until libmilter has ended by itself.
@@ -126,70 +131,145 @@ void s_finish(const Shared &shared, std::chrono::seconds atMost) {
     }
 }
 
-void s_serve(World &world, Signals &signals) {
-    const std::chrono::seconds stop = world.live.current()->config.bounds.stop;
-    Filter filter(world.shared, world.live.current()->config.socket);
-    const Control control(world.shared, world.reloader, world.log,
-                          world.live.current()->config.control);
-    std::atomic<bool> ended{false};
-    std::thread listener([&] {
-        filter.run();
-        ended = true;
-        signals.wake();
-    });
-    {
-        ReloadWorker reloads(world.reloader);
-        signals.admit();
-        world.log.write(LogLine(LogLevel::Info, "ready")
-                            .add("socket", filter.address())
-                            .add("generation", world.live.current()->rules.generation())
-                            .add("engine", corvane::engine())
-                            .add("pid", static_cast<std::uint64_t>(getpid())));
-        notifyManager("READY=1");
-        s_attend(signals, reloads, ended);
-        notifyManager("STOPPING=1");
+// Lets the sessions come to their end that mail servers still have here, for so long: new ones go
+// to the process that has taken over.
+void s_outlive(const Filter &filter, std::chrono::seconds atMost) {
+    constexpr milliseconds kStep(50);
+    const auto end = std::chrono::steady_clock::now() + atMost;
+    // A look may miss one that is accepted at that moment, a second one will not.
+    constexpr int kLooks = 2;
+    for (int idle = 0; idle < kLooks && std::chrono::steady_clock::now() < end;) {
+        std::this_thread::sleep_for(kStep);
+        idle = filter.isIdle() ? idle + 1 : 0;
     }
-    // libmilter drops its sessions where it is told to stop, so that comes last.
-    filter.hide();
-    world.shared.closing = true;
-    s_finish(world.shared, stop);
-    filter.stop();
-    listener.join();
+}
+
+// What the sockets and the threads are made of, between start and end.
+class Running {
+public:
+    Running(World &world, Signals &signals, bool takesOver)
+        : world_(world), signals_(signals),
+          filter_(world.shared, setup()->config.socket,
+                  takesOver ? Filter::Place::TakenOver : Filter::Place::Free),
+          control_(std::make_unique<Control>(
+              Control::Steered{world.shared, world.reloader, world.handover, world.log},
+              setup()->config.control,
+              takesOver ? Control::Place::TakenOver : Control::Place::Free)) {
+        // The one that mail comes by is last: from then on nothing can go wrong.
+        control_->publish();
+        filter_.publish();
+        listener_ = std::thread([this] {
+            filter_.run();
+            ended_ = true;
+            signals_.wake();
+        });
+    }
+    Running(const Running &) = delete;
+    Running &operator=(const Running &) = delete;
+    ~Running() {
+        if (!stopped_) {
+            filter_.stop();
+        }
+        listener_.join();
+    }
+
+    // Until it is told to stop.
+    void attend(Predecessor *former) {
+        ReloadWorker reloads(world_.reloader);
+        signals_.admit();
+        const std::string generation = setup()->rules.generation();
+        world_.log.write(LogLine(LogLevel::Info, "ready")
+                             .add("socket", filter_.address())
+                             .add("generation", generation)
+                             .add("engine", corvane::engine())
+                             .add("pid", static_cast<std::uint64_t>(getpid())));
+        notifyManager("READY=1\nMAINPID=" + std::to_string(getpid()));
+        if (former != nullptr) {
+            former->succeed(generation);
+        }
+        s_attend(signals_, reloads, ended_);
+    }
+
+    void stop() {
+        const std::chrono::seconds most = setup()->config.bounds.stop;
+        if (world_.handover.isUnderWay() && filter_.isReplaced()) {
+            world_.log.write(LogLine(LogLevel::Info, "handed_over")
+                                 .add("sessions", std::uint64_t{world_.shared.sessions}));
+            control_.reset();
+            s_outlive(filter_, most);
+        } else {
+            notifyManager("STOPPING=1");
+            filter_.hide();
+        }
+        // libmilter drops its sessions where it is told to stop, so that comes last.
+        world_.shared.closing = true;
+        s_finish(world_.shared, most);
+        filter_.stop();
+        stopped_ = true;
+    }
+
+private:
+    SetupRef setup() const { return world_.live.current(); }
+
+    World &world_;
+    Signals &signals_;
+    Filter filter_;
+    std::unique_ptr<Control> control_;
+    std::atomic<bool> ended_{false};
+    bool stopped_ = false;
+    std::thread listener_;
+};
+
+void s_serve(World &world, Signals &signals, Predecessor *former) {
+    {
+        Running running(world, signals, former != nullptr);
+        running.attend(former);
+        running.stop();
+    }
     world.log.write(LogLine(LogLevel::Info, "stopped")
                         .add("given_up", std::uint64_t{world.shared.messages})
                         .add("sessions", std::uint64_t{world.shared.sessions}));
 }
 
-SetupRef s_load(const std::string &configFile, const Log &log) {
-    try {
-        const Loaded loaded = loadSetup(configFile);
-        saveRules(loaded, log);
-        return loaded.setup;
-    } catch (const std::exception &failure) {
-        log.write(LogLine(LogLevel::Error, "cannot_start").add("reason", failure.what()));
-        return nullptr;
+// What keeps the daemon from serving goes to the log, and to the process that waits for it.
+int s_refuse(int status, const std::string &reason, const Log &log, Predecessor *former) {
+    log.write(LogLine(LogLevel::Error, "cannot_start").add("reason", reason));
+    if (former != nullptr) {
+        former->fail(reason);
     }
+    return status;
+}
+
+SetupRef s_load(const std::string &configFile, const Log &log, const Predecessor *former) {
+    const Loaded loaded = loadSetup(configFile);
+    if (former != nullptr && former->hasRules() && loaded.setup->rules.empty()) {
+        throw std::runtime_error("the new rule set has no rules; see that the directories in the "
+                                 "configuration hold some");
+    }
+    saveRules(loaded, log);
+    return loaded.setup;
 }
 
 } // namespace
 
-int serve(const std::string &configFile) {
+int serve(const std::string &program, const std::string &configFile) {
     constexpr mode_t kUmask = 0007;
     umask(kUmask);
+    const std::unique_ptr<Predecessor> former = Predecessor::find();
     Signals signals;
     const Log early;
-    const SetupRef setup = s_load(configFile, early);
-    if (setup == nullptr) {
-        return kExitBadConfig;
+    std::unique_ptr<World> world;
+    try {
+        world = std::make_unique<World>(s_load(configFile, early, former.get()), program);
+    } catch (const std::exception &failure) {
+        return s_refuse(kExitBadConfig, failure.what(), early, former.get());
     }
-    auto world = std::make_unique<World>(setup);
-    logRules(setup->rules, world->log);
+    logRules(world->live.current()->rules, world->log);
     int status = kExitStopped;
     try {
-        s_serve(*world, signals);
+        s_serve(*world, signals, former.get());
     } catch (const std::exception &failure) {
-        world->log.write(LogLine(LogLevel::Error, "cannot_start").add("reason", failure.what()));
-        status = kExitCannotServe;
+        status = s_refuse(kExitCannotServe, failure.what(), world->log, former.get());
     }
     if (world->shared.sessions > 0) {
         // Nobody closes the sessions that libmilter has dropped, and they use what goes away with

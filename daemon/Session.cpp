@@ -110,7 +110,7 @@ sfsistat s_connect(SMFICTX *context, char * /*name*/, struct sockaddr *from) {
 
 sfsistat s_sender(SMFICTX *context, char **arguments) {
     const Session *session = s_session(context);
-    if (session == nullptr || session->shared.closing || session->shared.draining) {
+    if (session == nullptr || session->shared.closing) {
         return SMFIS_TEMPFAIL;
     }
     std::string type = "{auth_type}";

@@ -8,6 +8,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -45,15 +46,36 @@ struct Bound {
     unsigned int port;
 };
 
-// Of a listening TCP socket; none for any other file.
-std::optional<Bound> s_listener(int file) {
+// Calls it with the number of each file that the process has open.
+template <class Function>
+void s_eachFile(Function function) {
+    std::error_code failure;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", failure)) {
+        function(std::atoi(entry.path().filename().c_str()));
+    }
+}
+
+bool s_listens(int file) {
     int listens = 0;
     socklen_t length = sizeof(listens);
-    if (getsockopt(file, SOL_SOCKET, SO_ACCEPTCONN, &listens, &length) != 0 || listens == 0) {
+    return getsockopt(file, SOL_SOCKET, SO_ACCEPTCONN, &listens, &length) == 0 && listens != 0;
+}
+
+bool s_isBoundTo(int file, const std::string &path) {
+    sockaddr_un address{};
+    socklen_t length = sizeof(address);
+    return getsockname(file, reinterpret_cast<sockaddr *>(&address), &length) == 0 &&
+           address.sun_family == AF_UNIX && length < sizeof(address) &&
+           path == std::begin(address.sun_path);
+}
+
+// Of a listening TCP socket; none for any other file.
+std::optional<Bound> s_listener(int file) {
+    if (!s_listens(file)) {
         return {};
     }
     Bound bound{};
-    length = sizeof(bound.address);
+    socklen_t length = sizeof(bound.address);
     if (getsockname(file, reinterpret_cast<sockaddr *>(&bound.address), &length) != 0) {
         return {};
     }
@@ -111,19 +133,37 @@ bool touchInet(const std::string &address, unsigned int port) {
            Socket(AF_INET6).connects(six);
 }
 
+PathSockets socketsOf(const std::string &path) {
+    PathSockets sockets;
+    s_eachFile([&](int file) {
+        if (!s_isBoundTo(file, path)) {
+            return;
+        }
+        if (s_listens(file)) {
+            struct pollfd waiting {
+                file, POLLIN, 0
+            };
+            sockets.listener = file;
+            sockets.isWaitedFor = poll(&waiting, 1, 0) == 1;
+        } else {
+            ++sockets.accepted;
+        }
+    });
+    return sockets;
+}
+
 unsigned int hastenListener(const std::string &address, unsigned int port) {
-    std::error_code failure;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", failure)) {
-        const int file = std::atoi(entry.path().filename().c_str());
+    unsigned int found = 0;
+    s_eachFile([&](int file) {
         const std::optional<Bound> bound = s_listener(file);
-        if (bound.has_value() && (port == 0 || bound->port == port) &&
+        if (found == 0 && bound.has_value() && (port == 0 || bound->port == port) &&
             addressOf(reinterpret_cast<const sockaddr *>(&bound->address)) == addressOf(address)) {
             const int on = 1;
             setsockopt(file, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-            return bound->port;
+            found = bound->port;
         }
-    }
-    return 0;
+    });
+    return found;
 }
 
 } // namespace Corvane::Milter

@@ -5,6 +5,7 @@
 //
 // Threads: free functions without state.
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -30,6 +31,16 @@ void removeIfSame(const std::string &path, const FileId &file);
 // Connects once and hangs up; answers whether that went well.
 bool touchPath(const std::string &path);
 bool touchInet(const std::string &address, unsigned int port);
+
+// What this process has open of a Unix socket that was bound to the path, wherever that is by now.
+struct PathSockets {
+    // Which listens; -1 for none.
+    int listener = -1;
+    // Whether somebody has connected to it who was not accepted yet.
+    bool isWaitedFor = false;
+    std::size_t accepted = 0;
+};
+PathSockets socketsOf(const std::string &path);
 
 // Gives the listening TCP socket of this process at that address and port, or at any port where it
 // is 0, what accepted ones shall have: no waiting to fill packets. Answers its port; 0 where there

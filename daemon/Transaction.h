@@ -46,8 +46,9 @@ struct Shared {
     // Connections, and messages that have begun and not ended.
     std::atomic<unsigned int> sessions{0};
     std::atomic<unsigned int> messages{0};
-    // Whether no message may begin: for good, and until it is told otherwise.
+    // Whether no message may begin any more.
     std::atomic<bool> closing{false};
+    // Whether proxies shall take their clients elsewhere; those that come are served.
     std::atomic<bool> draining{false};
 };
 

@@ -9,16 +9,22 @@
 //     ...
 //     EXPECT_EQ(daemon.stop(), 0);
 //
-// The caller's target defines CORVANE_MILTER, the program's path. Threads: one.
+// The caller's target defines CORVANE_MILTER, the program's path. Threads: one, beside its own that
+// reads the log.
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,9 +41,14 @@ public:
     Daemon(const TempDir &directory, const std::string &more, const std::string &socket = {})
         : socket_(directory.path("milter.sock")), config_(directory.path("milter.toml")) {
         directory.write("milter.toml", text(directory, more, socket));
+        // What it starts becomes this process's when it leaves.
+        prctl(PR_SET_CHILD_SUBREAPER, 1);
         start({"--config", config_});
         if (!waitFor(more.find("json") == std::string::npos ? "event=ready"
                                                             : "\"event\":\"ready\"")) {
+            kill(process_, SIGKILL);
+            wait();
+            close();
             throw std::runtime_error("the daemon is not ready:\n" + log_);
         }
     }
@@ -48,7 +59,7 @@ public:
             kill(process_, SIGKILL);
             waitpid(process_, nullptr, 0);
         }
-        close(output_);
+        close();
     }
 
     static std::string text(const TempDir &directory, const std::string &more,
@@ -64,35 +75,38 @@ public:
 
     const std::string &socket() const { return socket_; }
     pid_t process() const { return process_; }
-    // What it has written up to now, as far as it was waited for.
-    const std::string &log() const { return log_; }
+    // What it has written up to now.
+    std::string log() {
+        const std::lock_guard<std::mutex> lock(guard_);
+        return log_;
+    }
 
     void signal(int number) const { kill(process_, number); }
 
-    // Reads what it has written, so that its log cannot fill up.
-    void drain() {
-        struct pollfd waiting {
-            output_, POLLIN, 0
-        };
-        while (poll(&waiting, 1, 0) == 1 && readMore()) {
-        }
-    }
-
     // Whether a text comes in the log behind what was found before.
     bool waitFor(const std::string &text) {
-        const auto end = std::chrono::steady_clock::now() + kPatience;
-        while (std::chrono::steady_clock::now() < end) {
+        std::unique_lock<std::mutex> lock(guard_);
+        bool isFound = false;
+        written_.wait_for(lock, kPatience, [&] {
             const std::size_t found = log_.find(text, seen_);
             const std::size_t line = log_.find('\n', found);
-            if (found != std::string::npos && line != std::string::npos) {
-                seen_ = line;
-                return true;
-            }
-            if (!readMore()) {
-                return false;
-            }
+            isFound = found != std::string::npos && line != std::string::npos;
+            seen_ = isFound ? line : seen_;
+            return isFound || isEnded_;
+        });
+        return isFound;
+    }
+
+    // The process has handed over to another one, which this object goes on with: the exit status
+    // of the one that leaves, or -1.
+    int follow(pid_t next) {
+        constexpr int kStepMillis = 10;
+        int status = 0;
+        while (waitpid(process_, &status, WNOHANG) == 0) {
+            poll(nullptr, 0, kStepMillis);
         }
-        return false;
+        process_ = next;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
     // Sends TERM and waits for the end: the exit status, or -1 where a signal has ended it.
@@ -101,15 +115,22 @@ public:
         return wait();
     }
     int wait() {
-        while (readMore()) {
-        }
         int status = 0;
         waitpid(process_, &status, 0);
         process_ = -1;
+        // For the last of what it has written.
+        std::unique_lock<std::mutex> lock(guard_);
+        written_.wait_for(lock, kPatience, [this] { return isEnded_; });
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
 private:
+    void close() {
+        isClosing_ = true;
+        reader_.join();
+        ::close(output_);
+    }
+
     void start(std::vector<std::string> arguments) {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) {
@@ -128,32 +149,45 @@ private:
             execv(CORVANE_MILTER, words.data());
             _exit(127);
         }
-        close(ends[1]);
+        ::close(ends[1]);
         output_ = ends[0];
+        // Always at it, so that the daemon never waits for room.
+        reader_ = std::thread([this] { readAll(); });
     }
 
-    // False at the end of what it writes, and where nothing comes for long.
-    bool readMore() {
-        struct pollfd waiting {
-            output_, POLLIN, 0
-        };
-        const auto millis = std::chrono::milliseconds(kPatience).count();
-        if (poll(&waiting, 1, static_cast<int>(millis)) != 1) {
-            return false;
+    void readAll() {
+        constexpr std::size_t kRoom = 65536;
+        std::vector<char> bytes(kRoom);
+        constexpr int kStepMillis = 100;
+        while (!isClosing_) {
+            struct pollfd waiting {
+                output_, POLLIN, 0
+            };
+            if (poll(&waiting, 1, kStepMillis) != 1) {
+                continue;
+            }
+            const ssize_t got = read(output_, bytes.data(), bytes.size());
+            if (got <= 0) {
+                break;
+            }
+            const std::lock_guard<std::mutex> lock(guard_);
+            log_.append(bytes.data(), static_cast<std::size_t>(got));
+            written_.notify_all();
         }
-        char bytes[4096];
-        const ssize_t got = read(output_, bytes, sizeof(bytes));
-        if (got <= 0) {
-            return false;
-        }
-        log_.append(bytes, static_cast<std::size_t>(got));
-        return true;
+        const std::lock_guard<std::mutex> lock(guard_);
+        isEnded_ = true;
+        written_.notify_all();
     }
 
     std::string socket_;
     std::string config_;
     pid_t process_ = -1;
     int output_ = -1;
+    std::thread reader_;
+    std::mutex guard_;
+    std::condition_variable written_;
+    bool isEnded_ = false;
+    std::atomic<bool> isClosing_{false};
     std::string log_;
     std::size_t seen_ = 0;
 };
