@@ -307,22 +307,35 @@ void s_readLog(const toml::table *from, Config &config, Faults &faults) {
     }
 }
 
+// What loading takes from wherever the daemon was started.
+void s_readDirectories(TableReader &table, std::vector<std::string> &directories) {
+    table.texts("rules", directories);
+    for (const std::string &directory : directories) {
+        if (directory.empty() || directory.front() != '/') {
+            table.refuse("rules", "'" + directory +
+                                      "' is no absolute path; write it from the root, since the "
+                                      "daemon may be started anywhere");
+        }
+    }
+}
+
+void s_readShadow(const toml::table *from, Config &config, Faults &faults) {
+    TableReader table(from, "shadow", faults);
+    constexpr double kMostPercent = 100;
+    s_readDirectories(table, config.shadow.rules);
+    table.count("percent", config.shadow.percent, {0, kMostPercent, "per cent"});
+}
+
 void s_readAll(const toml::table &from, Config &config, Faults &faults) {
     TableReader root(&from, "", faults);
-    root.texts("rules", config.rules);
+    s_readDirectories(root, config.rules);
     if (config.rules.empty()) {
         root.refuse("rules", "no directory; write at least one");
-    }
-    for (const std::string &directory : config.rules) {
-        if (directory.empty() || directory.front() != '/') {
-            root.refuse("rules", "'" + directory +
-                                     "' is no absolute path; write it from the root, since the "
-                                     "daemon may be started anywhere");
-        }
     }
     s_readMilter(root.table("milter"), config, faults);
     s_readControl(root.table("control"), config, faults);
     s_readSets(root.table("sets"), config, faults);
+    s_readShadow(root.table("shadow"), config, faults);
     s_readScan(root.table("scan"), config, faults);
     s_readBounds(root.table("limits"), config, faults);
     s_readHeaders(root.table("headers"), config, faults);

@@ -90,6 +90,13 @@ struct Config {
         unsigned int keep = 3;
     } sets;
 
+    // A second rule set on trial: no directories, none.
+    struct Shadow {
+        std::vector<std::string> rules;
+        // Of a hundred messages so many are scored with it too.
+        unsigned int percent = 10;
+    } shadow;
+
     struct Scan {
         float threshold = 5.0F;
         unsigned int percent = 0;

@@ -19,6 +19,8 @@ namespace Corvane::Milter {
 struct Setup {
     Config config;
     corvane::RuleSet rules;
+    // On trial; empty where there is none.
+    corvane::RuleSet shadow;
     // Of the files that the rules were made of, and of memory that they took, in bytes.
     std::size_t fileBytes = 0;
     std::size_t memoryBytes = 0;

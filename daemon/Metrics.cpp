@@ -79,6 +79,9 @@ struct Metrics::Families {
                                .Add({});
     Family<Counter> &reloads =
         s_counters(registry, "corvane_reloads_total", "Reloads of configuration and rules.");
+    Family<Counter> &shadow =
+        s_counters(registry, "corvane_shadow_messages_total",
+                   "Messages that the rules on trial scored too, by what became of the verdict.");
     Histogram &score = s_histogram(registry, "corvane_score", "Scores of messages.", s_scores());
     Histogram &scan = s_histogram(registry, "corvane_scan_seconds",
                                   "Time to read a message and try the rules.", s_seconds());
@@ -131,6 +134,10 @@ void Metrics::scored(const Scored &scored, std::string_view action, std::chrono:
         all.score.Observe(static_cast<double>(scored.score));
         all.scan.Observe(s_inSeconds(scored.verdict.readingTime() + scored.verdict.scanningTime()));
     }
+}
+
+void Metrics::shadowed(std::string_view result) {
+    families_->shadow.Add({{"result", std::string(result)}}).Increment();
 }
 
 void Metrics::reloaded(std::string_view result) {

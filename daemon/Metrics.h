@@ -28,6 +28,10 @@ public:
     // was told.
     void scored(const Scored &scored, std::string_view action, std::chrono::nanoseconds took);
 
+    // What a set on trial made of a message: "same", "clean_to_hit", "hit_to_clean", or why there is
+    // nothing to compare.
+    void shadowed(std::string_view result);
+
     // result: as Reloader names it.
     void reloaded(std::string_view result);
 

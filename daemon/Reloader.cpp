@@ -42,23 +42,37 @@ std::size_t s_expected(std::size_t fileBytes, const Setup *old) {
     return static_cast<std::size_t>(static_cast<double>(fileBytes) * std::max(each, 1.0));
 }
 
+std::vector<corvane::RuleFiles> s_read(const std::vector<std::string> &directories,
+                                       std::size_t &fileBytes) {
+    std::vector<corvane::RuleFiles> files;
+    for (const std::string &directory : directories) {
+        files.push_back(corvane::RuleFiles::read(directory));
+        for (const auto &[name, bytes] : files.back().files) {
+            fileBytes += bytes.size();
+        }
+    }
+    return files;
+}
+
 } // namespace
 
 Loaded loadSetup(const std::string &configFile, const Setup *old) {
     auto setup = std::make_shared<Setup>();
     Loaded loaded;
     setup->config = Config::read(configFile);
-    for (const std::string &directory : setup->config.rules) {
-        loaded.files.push_back(corvane::RuleFiles::read(directory));
-        for (const auto &[name, bytes] : loaded.files.back().files) {
-            setup->fileBytes += bytes.size();
-        }
-    }
+    loaded.files = s_read(setup->config.rules, setup->fileBytes);
+    const std::vector<corvane::RuleFiles> shadow =
+        s_read(setup->config.shadow.rules, setup->fileBytes);
     const std::size_t most = setup->config.bounds.memory;
     const std::size_t before = s_resident();
     s_require(before + s_expected(setup->fileBytes, old), most, "would take the process to about");
     // Of the bytes that were read, so that what is saved is what is used.
     setup->rules = corvane::RuleSet::fromFiles(loaded.files);
+    setup->shadow = corvane::RuleSet::fromFiles(shadow);
+    if (setup->shadow.empty() && !setup->config.shadow.rules.empty()) {
+        throw std::runtime_error("there are no rules in the directories of shadow.rules; see that "
+                                 "they hold some, or take the key out");
+    }
     const std::size_t after = s_resident();
     s_require(after, most, "have taken the process to");
     setup->memoryBytes = after - std::min(before, after);

@@ -289,6 +289,10 @@ int check(const std::string &configFile) {
                   << setup->rules.counts().loaded << " rules loaded, "
                   << setup->rules.counts().refused + setup->rules.counts().duplicates
                   << " left out, generation " << setup->rules.generation() << '\n';
+        if (!setup->shadow.empty()) {
+            std::cerr << "corvane-milter: " << setup->shadow.counts().loaded
+                      << " rules on trial, generation " << setup->shadow.generation() << '\n';
+        }
         if (setup->rules.empty()) {
             std::cerr << "corvane-milter: there are no rules: messages are treated as on_error."
                          "no_rules says until some are loaded\n";

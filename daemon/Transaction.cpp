@@ -187,14 +187,23 @@ bool Transaction::isSkipped(const Config &config) const {
     return recipients_ > 0 && exempt_ == recipients_;
 }
 
-Scored Transaction::scored(const Setup &setup) {
+Scored Transaction::scored(const SetupRef &setup, const std::string &id) {
     Scored scored;
     if (failed_) {
         scored.status = Status::Error;
         scored.cause = Cause::Internal;
         scored.reason = failure_;
     } else if (!isSkipped(setup_->config)) {
-        scored = score(message_, setup, shared_.slots);
+        // Scoring drops what was collected.
+        std::optional<std::string> copy;
+        if (shared_.shadow.wants(*setup)) {
+            copy = message_.bytes();
+        }
+        scored = score(message_, *setup, shared_.slots);
+        if (copy.has_value() && scored.hasVerdict()) {
+            shared_.shadow.submit(
+                {setup, std::move(*copy), sender_, scored.verdict, id, messageId_});
+        }
     }
     message_.reset();
     return scored;
@@ -230,7 +239,7 @@ Outcome Transaction::finish(const std::string &id) {
     shared_.metrics.received();
     // The newest: rules may have been loaded since the message began.
     const SetupRef setup = shared_.live.current();
-    const Scored scored = this->scored(*setup);
+    const Scored scored = this->scored(setup, id);
     const Decision decision = decide(scored, setup->config);
     outcome.answer = s_answer(decision);
     outcome.text = decision.text;

@@ -29,6 +29,7 @@
 #include "Metrics.h"
 #include "Network.h"
 #include "Scoring.h"
+#include "Shadow.h"
 #include "Slots.h"
 #include "corvane/MessageCollector.h"
 
@@ -43,6 +44,7 @@ struct Shared {
     const Log &log;
     Slots slots;
     Metrics metrics;
+    Shadow shadow{log, metrics};
     // Connections, and messages that have begun and not ended.
     std::atomic<unsigned int> sessions{0};
     std::atomic<unsigned int> messages{0};
@@ -99,7 +101,7 @@ public:
 private:
     void countHeader(std::string_view name, std::string_view value);
     bool isSkipped(const Config &config) const;
-    Scored scored(const Setup &setup);
+    Scored scored(const SetupRef &setup, const std::string &id);
     void addHeaders(const Scored &scored, const Setup &setup, const std::string &id,
                     Outcome &outcome) const;
     void removeForged(Outcome &outcome) const;

@@ -55,6 +55,7 @@ TEST(Config, RefusesWithPlaceAndRemedy) {
         {"[control]\nmetrics = \"127.0.0.1\"\n", "control.metrics: no address of this machine"},
         {"[sets]\ndirectory = \"sets\"\n", "sets.directory: no absolute path"},
         {"[sets]\nkeep = -1\n", "sets.keep: this is no number from 0"},
+        {"[shadow]\nrules = [\"x\"]\n", "shadow.rules: 'x' is no absolute path"},
         {"[headers]\nprefix = \"X Corvane\"\n", "headers.prefix: no beginning of a header's name"},
         {"[headers]\nreport = 1\n", "headers.report: this is neither true nor false"},
         {"[[actions]]\nmin = 5\n", "actions.action is missing"},
@@ -111,8 +112,8 @@ TEST(Config, TakesWhatIsWritten) {
 TEST(Config, ManPageNamesEachKey) {
     const std::string page = TempDir::read(CORVANE_CONFIG_PAGE);
     for (const char *table :
-         {"", "[milter]\n", "[control]\n", "[sets]\n", "[scan]\n", "[limits]\n", "[headers]\n",
-          "[[actions]]\n", "[on_error]\n", "[skip]\n", "[log]\n"}) {
+         {"", "[milter]\n", "[control]\n", "[sets]\n", "[shadow]\n", "[scan]\n", "[limits]\n",
+          "[headers]\n", "[[actions]]\n", "[on_error]\n", "[skip]\n", "[log]\n"}) {
         const std::string fault = faultOf(std::string(table) + "unknown = 1\n");
         const std::size_t list = fault.find("there are ") + 10;
         std::istringstream keys(fault.substr(list, fault.find(", see", list) - list));
