@@ -42,9 +42,10 @@ public:
         // How many messages had that generation and score.
         std::map<std::pair<std::string, std::string>, std::size_t> verdicts;
         std::set<std::string> messageIds;
+        // Of those that did not take their time.
         std::vector<double> millis;
 
-        // Of the times, between 0 and 1.
+        // Of these times, between 0 and 1.
         double quantile(double part) {
             std::sort(millis.begin(), millis.end());
             const auto last = static_cast<double>(millis.size()) - 1;
@@ -121,30 +122,34 @@ private:
         Mail mail;
         mail.id = id;
         mail.bytes = "Subject: hello\nMessage-ID: <" + id + ">\n\nprize\n";
+        const bool isSlow = number % kSlow == 0;
         const Clock::time_point begin = Clock::now();
         Packet step = isFirst ? server.connection() : Packet{'c', {}};
         step = step.command == 'c' ? server.envelope(mail) : step;
         Answer answer;
         answer.code = step.command;
         if (step.command == 'c') {
-            const bool isSlow = number % kSlow == 0;
             poll(nullptr, 0, isSlow ? kPauseMillis : 0);
             server.content(mail);
             answer = server.end(id);
         }
         const std::chrono::duration<double, std::milli> took = Clock::now() - begin;
-        note([&](Tally &tally) { count(tally, answer, id, took.count()); });
+        note([&](Tally &tally) {
+            count(tally, answer, id);
+            if (!isSlow) {
+                tally.millis.push_back(took.count());
+            }
+        });
         return answer.code == 'a';
     }
 
-    void count(Tally &tally, const Answer &answer, const std::string &id, double millis) {
+    void count(Tally &tally, const Answer &answer, const std::string &id) {
         if (answer.code != 'a') {
             ++(answer.code == 0 ? tally.broken : tally.putOff);
             return;
         }
         ++tally.accepted;
         ++accepted_;
-        tally.millis.push_back(millis);
         tally.messageIds.insert('<' + id + '>');
         const std::string status = answer.status();
         const bool isOne = answer.inserted.size() == 1 && !told(status, "generation=").empty();
