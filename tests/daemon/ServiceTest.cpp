@@ -270,9 +270,6 @@ TEST_F(ServiceTest, RulesThatNeedTooMuchMemoryAreNotTaken) {
     }
     Daemon daemon(directory_,
                   "[limits]\nmemory_bytes = " + std::to_string(resident + kRoomBytes) + "\n");
-    directory_.write("rules/large.cf", std::string(2 * kRoomBytes, '\n'));
-    daemon.signal(SIGHUP);
-    ASSERT_TRUE(daemon.waitFor("event=reload result=memory")) << "by the size of the files";
     std::string many;
     constexpr int kMany = 10000;
     for (int each = 0; each < kMany; ++each) {
@@ -282,6 +279,9 @@ TEST_F(ServiceTest, RulesThatNeedTooMuchMemoryAreNotTaken) {
     directory_.write("rules/large.cf", many);
     daemon.signal(SIGHUP);
     ASSERT_TRUE(daemon.waitFor("event=reload result=memory")) << "by what they have taken";
+    directory_.write("rules/large.cf", std::string(2 * kRoomBytes, '\n'));
+    daemon.signal(SIGHUP);
+    ASSERT_TRUE(daemon.waitFor("event=reload result=memory")) << "by the size of the files";
     EXPECT_THAT(daemon.log(), AllOf(HasSubstr("would take the process to about"),
                                     HasSubstr("have taken the process to")));
     MilterClient client(daemon.socket());
