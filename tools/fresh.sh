@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tries the tree as somebody does who has nothing: makes a bare Debian 12 (debootstrap's minbase, and git) in a temporary
-# directory, clones the committed tree into it and runs both commands of the README there, ./run and ./test. The packages
+# directory, clones the committed tree into it and runs ./run, ./test and ./test system there. The packages
 # come from where this machine's apt gets them, through its proxies. Needs root, debootstrap, the right to mount, and
 # about 5 GB under TMPDIR. Nothing is left behind, whichever way it ends: what is mounted is seen by its own processes
 # alone, which end with it.
@@ -93,11 +93,11 @@ try_tree() {
     echo "Making a bare Debian 12 in $root"
     make_root "$root"
     git -C "$tree" clone -q --no-hardlinks . "$root/corvane"
-    for command in ./run ./test; do
+    for command in ./run ./test './test system'; do
         echo "$command on a bare Debian 12:"
         in_root "$root" sh -c "cd /corvane && $command" || { echo "error: $command failed there" >&2; exit 1; }
     done
-    echo "Both commands work on a bare Debian 12, commit $(git -C "$root/corvane" rev-parse --short HEAD)."
+    echo "All commands work on a bare Debian 12, commit $(git -C "$root/corvane" rev-parse --short HEAD)."
 }
 
 main() {
