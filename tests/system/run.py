@@ -14,7 +14,7 @@ import unittest
 
 import setting
 
-MODULES = ("mail_test",)
+MODULES = ("mail_test", "equality_test", "lossless_test")
 PROGRAMS = {"postfix": "/usr/sbin/postfix", "smtp-source": "/usr/sbin/smtp-source", "swaks": "swaks"}
 NO_PEER = 77
 
