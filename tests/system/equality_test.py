@@ -1,8 +1,8 @@
 """A message that came through Postfix has, rule by rule, the verdict of a scan of its file."""
 
+import pathlib
 import re
 import tempfile
-import pathlib
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 

@@ -61,13 +61,18 @@ class WithPostfix(unittest.TestCase):
         else:
             rules.mkdir()
             (rules / "rules.cf").write_text(cls.rules)
+        cls.postfix = Postfix(cls.directory, {
+            "filtered": {"smtpd_milters": cls.start_filter(rules)}, "plain": {}})
+        cls.addClassCleanup(cls.postfix.stop)
+        cls.postfix.start()
+
+    @classmethod
+    def start_filter(cls, rules):
+        """Where Postfix finds it."""
         cls.daemon = Daemon(cls.directory, setting.build, rules, cls.configuration)
         cls.daemon.start()
         cls.addClassCleanup(cls.daemon.stop)
-        cls.postfix = Postfix(cls.directory, {
-            "filtered": {"smtpd_milters": cls.daemon.for_postfix()}, "plain": {}})
-        cls.addClassCleanup(cls.postfix.stop)
-        cls.postfix.start()
+        return cls.daemon.for_postfix()
 
     def setUp(self):
         self.postfix.clear()

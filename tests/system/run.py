@@ -14,8 +14,9 @@ import unittest
 
 import setting
 
-MODULES = ("mail_test", "equality_test", "lossless_test")
-PROGRAMS = {"postfix": "/usr/sbin/postfix", "smtp-source": "/usr/sbin/smtp-source", "swaks": "swaks"}
+MODULES = ("mail_test", "equality_test", "lossless_test", "haproxy_test", "metrics_test")
+PROGRAMS = {"postfix": "/usr/sbin/postfix", "smtp-source": "/usr/sbin/smtp-source", "swaks": "swaks",
+            "haproxy": "/usr/sbin/haproxy", "prometheus": "/usr/bin/prometheus"}
 NO_PEER = 77
 
 
