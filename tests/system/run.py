@@ -14,9 +14,11 @@ import unittest
 
 import setting
 
-MODULES = ("mail_test", "equality_test", "lossless_test", "haproxy_test", "metrics_test")
+MODULES = ("mail_test", "equality_test", "lossless_test", "haproxy_test", "metrics_test",
+           "protocol_test")
 PROGRAMS = {"postfix": "/usr/sbin/postfix", "smtp-source": "/usr/sbin/smtp-source", "swaks": "swaks",
-            "haproxy": "/usr/sbin/haproxy", "prometheus": "/usr/bin/prometheus"}
+            "haproxy": "/usr/sbin/haproxy", "prometheus": "/usr/bin/prometheus",
+            "miltertest": "miltertest"}
 NO_PEER = 77
 
 
