@@ -15,7 +15,7 @@ import unittest
 import setting
 
 MODULES = ("mail_test", "equality_test", "lossless_test", "haproxy_test", "metrics_test",
-           "protocol_test")
+           "protocol_test", "install_test")
 PROGRAMS = {"postfix": "/usr/sbin/postfix", "smtp-source": "/usr/sbin/smtp-source", "swaks": "swaks",
             "haproxy": "/usr/sbin/haproxy", "prometheus": "/usr/bin/prometheus",
             "miltertest": "miltertest"}
