@@ -25,6 +25,7 @@ class CORVANE_PARSER_API TypeAndValue {
 public:
     TypeAndValue();
     TypeAndValue(const std::string &type, const std::string &value);
+    TypeAndValue(std::string &&type, std::string &&value) noexcept;
     TypeAndValue(const TypeAndValue &);
     TypeAndValue(TypeAndValue &&) noexcept;
     TypeAndValue &operator=(const TypeAndValue &);
@@ -55,6 +56,7 @@ public:
     // A null header.
     Header();
     Header(const std::string &name, const std::string &value);
+    Header(std::string &&name, std::string &&value) noexcept;
 
     // "Name: value", without a line end; empty for a null header.
     std::string asString() const { return wholeText(); }

@@ -242,6 +242,10 @@ private:
     }
 
     void repair(std::string_view bytes, std::string &out) const {
+        if (asciiLength(bytes.data(), bytes.size()) == bytes.size()) {
+            out.append(bytes);
+            return;
+        }
         out += invalid_ == InvalidBytes::Replaced ? sanitizeUtf8(bytes.data(), bytes.size())
                                                   : repairUtf8(bytes.data(), bytes.size());
     }

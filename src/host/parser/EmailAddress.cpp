@@ -230,6 +230,28 @@ EmailAddress s_parse(const std::string &text, Tolerance tolerance) {
     return EmailAddress(name, s_shown(internet_address_mailbox_get_addr(mailbox)));
 }
 
+// Longer addresses are rare, and left to those who know what becomes of them.
+constexpr std::size_t kMaxPlainBytes = 256;
+
+// Whether the text is one bare address of the plainest kind, words with single dots between them.
+bool s_isPlainAddress(std::string_view text) {
+    constexpr std::string_view kInWord = "+-=_";
+    char before = '.';
+    std::size_t ats = 0;
+    for (const char c : text) {
+        const bool isWord = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                            (c >= '0' && c <= '9') ||
+                            (kInWord.find(c) != kInWord.npos && (ats == 0 || c == '-'));
+        const bool isEnd = before == '.' || before == '@';
+        if (!isWord && ((c != '.' && c != '@') || isEnd)) {
+            return false;
+        }
+        ats += c == '@' ? 1 : 0;
+        before = c;
+    }
+    return ats == 1 && before != '.' && before != '@';
+}
+
 bool s_holdsWord(const std::string &text) {
     return findEncodedWord(text, 0).has_value();
 }
@@ -266,6 +288,12 @@ EmailAddress::EmailAddress(const std::string &displayName, const std::string &ad
     : displayName_(address.empty() ? std::string() : displayName), address_(address) {}
 
 EmailAddress EmailAddress::rfc5322Parse(const std::string &text, bool lenient) {
+    const bool isBracketed = text.size() > 2 && text.front() == '<' && text.back() == '>';
+    const std::string_view inside =
+        isBracketed ? std::string_view(text).substr(1, text.size() - 2) : text;
+    if (inside.size() <= kMaxPlainBytes && s_isPlainAddress(inside)) {
+        return EmailAddress(std::string(), std::string(inside));
+    }
     const Tolerance tolerance = lenient ? Tolerance::Lenient : Tolerance::Strict;
     EmailAddress parsed = s_parse(text, tolerance);
     if (!s_holdsWord(parsed.address())) {

@@ -12,6 +12,9 @@ TypeAndValue::TypeAndValue() : null_(true) {}
 TypeAndValue::TypeAndValue(const std::string &type, const std::string &value)
     : type_(type), value_(value), null_(false) {}
 
+TypeAndValue::TypeAndValue(std::string &&type, std::string &&value) noexcept
+    : type_(std::move(type)), value_(std::move(value)), null_(false) {}
+
 TypeAndValue::TypeAndValue(const TypeAndValue &) = default;
 TypeAndValue::TypeAndValue(TypeAndValue &&) noexcept = default;
 TypeAndValue &TypeAndValue::operator=(const TypeAndValue &) = default;
@@ -33,6 +36,9 @@ std::string TypeAndValue::wholeText() const {
 Header::Header() = default;
 
 Header::Header(const std::string &name, const std::string &value) : TypeAndValue(name, value) {}
+
+Header::Header(std::string &&name, std::string &&value) noexcept
+    : TypeAndValue(std::move(name), std::move(value)) {}
 
 std::string Header::wholeText() const {
     return isNull() ? std::string() : type() + ": " + value();

@@ -4,12 +4,33 @@
 #include <cstdint>
 
 #include "host/parser/Budget.h"
+#include "host/parser/ByteScan.h"
+#include "host/parser/ByteSet.h"
 
 namespace Corvane {
 
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
+constexpr ByteSet kBlanks = byteSet(" \t");
+
+// How many bytes the name of a header has, if one stands in front.
+std::size_t s_nameBytes(std::string_view line) {
+    constexpr char kDelete = 0x7F;
+    std::size_t at = 0;
+#ifdef __SSE2__
+    for (; at + kBlockBytes <= line.size(); at += kBlockBytes) {
+        const ByteBlock block(line.data() + at);
+        if (const unsigned int ends = block.below('!') | block.anyOf<':', kDelete>()) {
+            return at + static_cast<std::size_t>(std::countr_zero(ends));
+        }
+    }
+#endif
+    while (at < line.size() && line[at] > ' ' && line[at] != kDelete && line[at] != ':') {
+        ++at;
+    }
+    return at;
+}
 
 bool s_isContinuation(std::string_view line) {
     return line.front() == ' ' || line.front() == '\t';
@@ -18,17 +39,13 @@ bool s_isContinuation(std::string_view line) {
 // Length of the header name in front of a colon, without the blanks that some write before the
 // colon; 0 where the line starts no header.
 std::size_t s_nameLength(std::string_view line) {
-    const auto end = std::find_if(line.begin(), line.end(), [](char c) {
-        constexpr char kDelete = 0x7F;
-        return c <= ' ' || c >= kDelete || c == ':';
-    });
-    const auto length = static_cast<std::size_t>(end - line.begin());
-    const std::size_t colon = line.find_first_not_of(" \t", length);
-    return colon != kNone && line[colon] == ':' ? length : 0;
+    const std::size_t length = s_nameBytes(line);
+    const std::size_t colon = findNotIn(kBlanks, line, length);
+    return colon < line.size() && line[colon] == ':' ? length : 0;
 }
 
 bool s_isBlank(std::string_view line) {
-    return line.find_first_not_of(" \t") == kNone;
+    return findNotIn(kBlanks, line) == line.size();
 }
 
 // Moves on to the next header where one follows within a few lines and before an empty one. More
@@ -82,6 +99,29 @@ bool LineReader::next(std::string_view &line) {
     return true;
 }
 
+void LineReader::skipToDashes() {
+    constexpr std::string_view kDashes = "--";
+    if (bytes_.substr(offset_).starts_with(kDashes)) {
+        return;
+    }
+    const std::size_t size = bytes_.size();
+    std::size_t at = offset_;
+#ifdef __SSE2__
+    for (; at + kDashes.size() + kBlockBytes <= size; at += kBlockBytes) {
+        const char *const from = bytes_.data() + at;
+        const unsigned int second = ByteBlock(from + 2).anyOf<'-'>();
+        if ((ByteBlock(from).anyOf<'\n', '\r'>() & ByteBlock(from + 1).anyOf<'-'>() & second) !=
+            0) {
+            break;
+        }
+    }
+#endif
+    while (at < size && (bytes_[at] != lineEnd_ || !bytes_.substr(at + 1).starts_with(kDashes))) {
+        ++at;
+    }
+    offset_ = std::min(at + 1, size);
+}
+
 std::size_t LineReader::endBefore(std::size_t start, std::size_t from) const {
     std::size_t end = start;
     if (end > from && bytes_[end - 1] == lineEnd_) {
@@ -115,7 +155,8 @@ std::string ReceivedHeader::unfolded(std::size_t maxBytes) const {
     std::string_view line;
     while (text.size() <= maxBytes && lines.next(line)) {
         if (text.empty()) {
-            line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+            line.remove_prefix(findNotIn(kBlanks, line));
+            text.reserve(std::min(maxBytes + 1, value.bytes().size()));
         }
         text.append(line, 0, maxBytes + 1 - text.size());
     }

@@ -28,6 +28,9 @@ public:
     std::size_t offset() const { return offset_; }
     void offset(std::size_t offset) { offset_ = offset; }
 
+    // Moves on to the next line that begins with "--", if this one does not, or to the end.
+    void skipToDashes();
+
     // Where the line before the one at start ends, without its line end; at least from.
     std::size_t endBefore(std::size_t start, std::size_t from) const;
 

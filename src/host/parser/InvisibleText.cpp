@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "host/parser/ByteScan.h"
 #include "host/parser/Utf8.h"
 
 namespace Corvane {
@@ -125,8 +126,24 @@ private:
 
 } // namespace
 
+// The first two bytes of each of them are among these; so are those of dashes and quotes.
+bool mayHoldInvisible(std::string_view text) {
+    constexpr ByteSearch kLead =
+        findFirst<'\xC2', '\xCD', '\xD8', '\xE1', '\xE2', '\xEF', '\xF0', '\xF3'>;
+    constexpr std::string_view kBegins[] = {"\xC2\xAD", "\xCD\x8F", "\xD8\x9C", "\xE1\x9E",
+                                            "\xE1\xA0", "\xE2\x80", "\xE2\x81", "\xEF\xB8",
+                                            "\xEF\xBB", "\xF0\x9B", "\xF0\x9D", "\xF3\xA0"};
+    for (std::size_t at = kLead(text, 0); at < text.size(); at = kLead(text, at + 1)) {
+        const std::string_view begin = text.substr(at, 2);
+        if (std::find(std::begin(kBegins), std::end(kBegins), begin) != std::end(kBegins)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::size_t dropInvisible(std::string &text) {
-    return Sieve(text).run();
+    return mayHoldInvisible(text) ? Sieve(text).run() : 0;
 }
 
 } // namespace Corvane

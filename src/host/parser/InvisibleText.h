@@ -8,8 +8,12 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace Corvane {
+
+// Whether dropInvisible() may find something to drop; never wrong where it says no.
+bool mayHoldInvisible(std::string_view text);
 
 // Takes characters without width out of a UTF-8 text: zero-width blanks and joiners, soft hyphens,
 // variation selectors, direction marks, and those of the tags block. A joiner stays between two

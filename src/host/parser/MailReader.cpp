@@ -95,7 +95,12 @@ private:
 
 Ref<MPartAttribute> Reading::rawBody(std::size_t start) {
     const std::size_t most = std::size_t{1} + limits_.value(MailLimit::RawBodyBytes);
-    std::string body(message_.substr(start, most));
+    const std::string_view received = message_.substr(start, most);
+    if (received.size() < most && received.ends_with('\n')) {
+        const Buffer bytes(received.data(), static_cast<unsigned int>(received.size()), false);
+        return Ref<MPartAttribute>(new MPartText("", bytes, 0));
+    }
+    std::string body(received);
     boundText(body, limits_, MailLimit::RawBodyBytes, hits_);
     const Buffer bytes(body.data(), static_cast<unsigned int>(body.size()), false);
     return Ref<MPartAttribute>(new MPartText("", bytes, 0));

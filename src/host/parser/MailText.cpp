@@ -242,6 +242,9 @@ DecodedContent MailText::decoded(const MimeEntity &entity, MailLimit limit, std:
 
 // Keeps no more of the text as it was sent than anyone will see.
 SeenText MailText::seen(std::string text) {
+    if (!mayHoldInvisible(text)) {
+        return {std::move(text), {}, false};
+    }
     std::string sent(text, 0, limits_.value(MailLimit::TextBytes) + std::size_t{1});
     SeenText piece;
     const std::size_t dropped = dropInvisible(text);
@@ -282,8 +285,9 @@ SeenText MailText::plainText(const MimeEntity &entity) {
 SeenText MailText::renderedHtml(const MimeEntity &entity) {
     constexpr std::string_view kUnicode = "utf";
     TransferDecoder transfer(entity.bytes, entity.content.encoding);
-    std::string bytes;
-    bool isMore = transfer.next(bytes);
+    std::string storage;
+    std::string_view bytes;
+    bool isMore = transfer.next(bytes, storage);
     std::string charset = entity.content.charset;
     if (charset.empty()) {
         // HTML that could name its charset in ASCII is not in UTF-16, whatever it says.
@@ -293,10 +297,9 @@ SeenText MailText::renderedHtml(const MimeEntity &entity) {
     TextDecoder decoder(charset, bytes);
     Html::HtmlReader reader(limits_, hits_, uris_, htmlBytesLeft_);
     std::string html;
-    for (; isMore && !Budget::isOver(); isMore = transfer.next(bytes)) {
+    for (; isMore && !Budget::isOver(); isMore = transfer.next(bytes, storage)) {
         decoder.decode(bytes, html);
         reader.feed(html);
-        bytes.clear();
         html.clear();
     }
     decoder.finish(html);

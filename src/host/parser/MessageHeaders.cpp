@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
+#include "host/parser/ByteSet.h"
 #include "host/parser/Text.h"
 #include "host/parser/Uri.h"
 
@@ -39,7 +41,20 @@ constexpr std::string_view kMattering[] = {
 
 static_assert(std::size(kMattering) == MessageHeaders::kMostBesides);
 
-constexpr std::size_t kLongestMattering = 25;
+// The place of a name among those that matter, their number for any other.
+std::size_t s_placeOf(std::string_view name) {
+    static constexpr ByteSet kFirst = byteSet("bcdflmrstBCDFLMRST");
+    if (!isIn(kFirst, name.front())) {
+        return std::size(kMattering);
+    }
+    const auto *const found =
+        std::find_if(std::begin(kMattering), std::end(kMattering), [name](std::string_view lower) {
+            return lower.size() == name.size() && lower.front() == toLowerAscii(name.front()) &&
+                   std::equal(lower.begin(), lower.end(), name.begin(),
+                              [](char expected, char c) { return expected == toLowerAscii(c); });
+        });
+    return static_cast<std::size_t>(found - std::begin(kMattering));
+}
 
 } // namespace
 
@@ -49,13 +64,12 @@ MessageHeaders::MessageHeaders(const MailLimits &limits, MailLimitSet &hits, Uri
       bytesLeft_(limits.value(MailLimit::HeaderBytes)) {}
 
 bool MessageHeaders::isFirstThatMatters(const ReceivedHeader &header) {
-    if (header.name.size() > kLongestMattering) {
+    const std::size_t place = s_placeOf(header.name);
+    if (place == kMostBesides || met_[place]) {
         return false;
     }
-    std::string name(header.name);
-    std::transform(name.begin(), name.end(), name.begin(), toLowerAscii);
-    return std::binary_search(std::begin(kMattering), std::end(kMattering), name) &&
-           met_.insert(name).second;
+    met_[place] = true;
+    return true;
 }
 
 // Once a header is too much, no later one is kept that does not matter: what stands behind it would
@@ -81,11 +95,7 @@ bool MessageHeaders::isKept(const ReceivedHeader &header) {
 
 void MessageHeaders::take(const ReceivedHeader &header) {
     content_.take(header);
-    // No URI goes on behind the end of a line.
-    LineReader lines = header.value;
-    for (std::string_view line; lines.next(line);) {
-        uris_.scan(UriContainer::kHeader, line, TextEnd::Whole);
-    }
+    uris_.scan(UriContainer::kHeader, header.value.bytes(), TextEnd::Whole);
     if (!isFirstThatMatters(header) && !isKept(header)) {
         return;
     }
@@ -95,7 +105,7 @@ void MessageHeaders::take(const ReceivedHeader &header) {
         hits_.insert(MailLimit::HeaderValueBytes);
         value.resize(maxBytes);
     }
-    list_->append(Header(std::string(header.name), value));
+    list_->append(Header(std::string(header.name), std::move(value)));
 }
 
 } // namespace Corvane

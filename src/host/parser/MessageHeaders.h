@@ -5,9 +5,8 @@
 //
 // Threads: one thread at a time.
 
+#include <bitset>
 #include <cstddef>
-#include <set>
-#include <string>
 
 #include "host/parser/Header.h"
 #include "host/parser/HeaderBlock.h"
@@ -43,8 +42,7 @@ private:
     UriCollector &uris_;
     RefHeaderList list_;
     MimeContentReader content_;
-    // The names in lower case of those that matter and were met.
-    std::set<std::string> met_;
+    std::bitset<kMostBesides> met_; // of those that matter
     std::size_t headersLeft_;
     std::size_t bytesLeft_;
 };

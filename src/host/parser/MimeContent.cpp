@@ -97,6 +97,9 @@ TransferEncoding s_encodingOf(const std::string &word) {
 } // namespace
 
 void MimeContentReader::take(const ReceivedHeader &header) {
+    if (toLowerAscii(header.name.front()) != 'c') {
+        return;
+    }
     const std::string_view value = header.value.bytes();
     if (!content_.isTyped && s_isNamed(header, "content-type")) {
         content_.isTyped = true;

@@ -191,11 +191,19 @@ std::vector<MimeEntity> MimeStructure::takeTable() {
     return std::exchange(entities_, std::move(next));
 }
 
+// Passes over lines that are no boundary; where the next one starts.
+std::size_t MimeStructure::skipText() {
+    const std::size_t from = lines_.offset();
+    lines_.skipToDashes();
+    Budget::spend(lines_.offset() - from);
+    return lines_.offset();
+}
+
 void MimeStructure::readLines() {
     std::string_view line;
     for (std::size_t start = lines_.offset();
          !open_.empty() && lines_.next(line) && !Budget::spend(line.size() + kLineWork);
-         start = lines_.offset()) {
+         start = skipText()) {
         const Line found = lineKind(line);
         if (found.kind == Kind::Text) {
             continue;

@@ -72,6 +72,7 @@ private:
     std::size_t levelOf(std::string_view boundary) const;
     std::size_t parentAt(std::size_t level) const;
     std::vector<MimeEntity> takeTable();
+    std::size_t skipText();
     void readLines();
     void addEntity(MimeContent described, std::size_t parent);
     void addPart(std::size_t level);

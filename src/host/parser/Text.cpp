@@ -2,20 +2,25 @@
 
 #include <algorithm>
 
+#include "host/parser/ByteSet.h"
+
 namespace Corvane {
 
 namespace {
 
-constexpr const char *kWhiteSpace = " \t\n\v\f\r";
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+constexpr ByteSet kWhiteSpaceBytes = byteSet(kWhiteSpace);
 
 } // namespace
 
 void stringLeftTrim(std::string &text) {
-    text.erase(0, std::min(text.find_first_not_of(kWhiteSpace), text.size()));
+    text.erase(0, findNotIn(kWhiteSpaceBytes, text));
 }
 
 void stringRightTrim(std::string &text) {
-    text.erase(text.find_last_not_of(kWhiteSpace) + 1);
+    while (!text.empty() && isIn(kWhiteSpaceBytes, text.back())) {
+        text.pop_back();
+    }
 }
 
 std::size_t stringFindWhiteSpace(const std::string &text, std::size_t from) {

@@ -42,6 +42,37 @@ int s_digit(const Digits &digits, char byte) {
     return digits[static_cast<unsigned char>(byte)];
 }
 
+// Decodes whole groups of four digits up to the first that holds anything else; how many bytes
+// they were.
+std::size_t s_decodeGroups(std::string_view encoded, std::string &out) {
+    constexpr std::size_t kGroup = 4;
+    constexpr std::size_t kBytes = 3;
+    std::array<char, 3 * 1024> decoded;
+    std::size_t length = 0;
+    std::size_t at = 0;
+    for (; at + kGroup <= encoded.size(); at += kGroup) {
+        const int first = s_digit(kBase64, encoded[at]);
+        const int second = s_digit(kBase64, encoded[at + 1]);
+        const int third = s_digit(kBase64, encoded[at + 2]);
+        const int fourth = s_digit(kBase64, encoded[at + 3]);
+        if ((first | second | third | fourth) < 0) {
+            break;
+        }
+        const auto bits =
+            static_cast<unsigned int>(first << 18 | second << 12 | third << 6 | fourth);
+        decoded[length] = static_cast<char>(bits >> 16 & 0xFFU);
+        decoded[length + 1] = static_cast<char>(bits >> 8 & 0xFFU);
+        decoded[length + 2] = static_cast<char>(bits & 0xFFU);
+        length += kBytes;
+        if (length == decoded.size()) {
+            out.append(decoded.data(), length);
+            length = 0;
+        }
+    }
+    out.append(decoded.data(), length);
+    return at;
+}
+
 // The lines after "begin MODE NAME"; everything where there is no such line.
 std::string_view s_uuencodedLines(std::string_view encoded) {
     constexpr std::string_view kBegin = "begin ";
@@ -105,11 +136,30 @@ bool TransferDecoder::next(std::string &out) {
     return isLeft;
 }
 
+bool TransferDecoder::next(std::string_view &piece, std::string &storage) {
+    if (encoding_ == TransferEncoding::None) {
+        piece = rest_.substr(0, kPieceBytes);
+        rest_.remove_prefix(piece.size());
+        return !piece.empty();
+    }
+    storage.clear();
+    const bool isLeft = next(storage);
+    piece = storage;
+    return isLeft;
+}
+
 // Padding drops what does not make a byte; digits behind it begin anew.
 void TransferDecoder::nextOfBase64(std::string &out) {
     const std::string_view step = rest_.substr(0, kPieceBytes);
     rest_.remove_prefix(step.size());
-    for (const char byte : step) {
+    out.reserve(out.size() + step.size());
+    std::size_t at = 0;
+    while (at < step.size()) {
+        at += heldBits_ == 0 ? s_decodeGroups(step.substr(at), out) : 0;
+        if (at == step.size()) {
+            break;
+        }
+        const char byte = step[at++];
         const int digit = s_digit(kBase64, byte);
         if (digit >= 0) {
             held_ = held_ << kDigitBits | static_cast<unsigned int>(digit);

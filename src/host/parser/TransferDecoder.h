@@ -28,6 +28,10 @@ public:
     // Appends the next piece, of some kPieceBytes; false where nothing is left.
     bool next(std::string &out);
 
+    // The same as a piece by itself, which lasts until the next call. It stands in the storage, or
+    // among the encoded bytes where those are not encoded.
+    bool next(std::string_view &piece, std::string &storage);
+
     static constexpr std::size_t kPieceBytes = std::size_t{64} << 10U;
 
 private:

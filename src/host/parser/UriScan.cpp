@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include "host/parser/ByteSet.h"
 #include "host/parser/Text.h"
 
 namespace Corvane {
@@ -28,7 +29,8 @@ bool s_isAlphanumeric(char c) {
 bool s_endsUri(char c) {
     const auto byte = static_cast<unsigned char>(c);
     constexpr unsigned char kDelete = 0x7F;
-    return byte <= ' ' || byte == kDelete || std::string_view("<>\"`{}|\\^").find(c) != kNone;
+    static constexpr ByteSet kEnclosing = byteSet("<>\"`{}|\\^");
+    return byte <= ' ' || byte == kDelete || isIn(kEnclosing, c);
 }
 
 bool s_startsWith(std::string_view text, std::string_view lowerPrefix) {
@@ -149,6 +151,38 @@ std::string_view s_withoutTail(std::string_view uri) {
     return uri;
 }
 
+// Not 0 where the byte may stand inside the start of a URI, by its neighbours: the colon of "://" or
+// "mailto:", or the dot of "www.". Without branches, so that many bytes are looked at in one step.
+unsigned char s_mark(const char *at) {
+    constexpr char kToLower = 0x20;
+    const auto is = [](char c, char wanted) { return static_cast<unsigned char>(c == wanted); };
+    const char before = static_cast<char>(at[-1] | kToLower);
+    const auto colon =
+        static_cast<unsigned char>(is(at[0], ':') & (is(at[1], '/') | is(before, 'o')));
+    return static_cast<unsigned char>(colon | (is(at[0], '.') & is(before, 'w')));
+}
+
+// The first place from here on at which a URI may be recognised, kNone behind the last. There is
+// none at the ends of a text.
+std::size_t s_nextMark(std::string_view text, std::size_t from) {
+    constexpr std::size_t kStep = 32;
+    std::size_t at = std::max<std::size_t>(from, 1);
+    for (; at + kStep < text.size(); at += kStep) {
+        unsigned char marks = 0;
+        for (std::size_t place = 0; place < kStep; ++place) {
+            marks |= s_mark(text.data() + at + place);
+        }
+        if (marks != 0) {
+            break;
+        }
+    }
+    while (at + 1 < text.size() &&
+           ((text[at] != ':' && text[at] != '.') || s_mark(text.data() + at) == 0)) {
+        ++at;
+    }
+    return at + 1 < text.size() ? at : kNone;
+}
+
 // Whether something that can be a host or an address follows the start.
 bool s_leadsSomewhere(std::string_view uri, std::size_t start) {
     return uri.size() > start && (s_isAlphanumeric(uri[start]) || s_isNonAscii(uri[start]) ||
@@ -209,25 +243,21 @@ UriCollector::Added UriCollector::add(unsigned int source, std::string uri, UriS
 }
 
 void UriCollector::scan(unsigned int source, std::string_view text, TextEnd textEnd) {
-    std::size_t colon = text.find(':');
-    std::size_t dot = text.find('.');
-    while (colon != kNone || dot != kNone) {
-        const bool isScheme = colon < dot;
-        std::size_t &found = isScheme ? colon : dot;
+    std::size_t found = s_nextMark(text, 0);
+    while (found != kNone) {
+        const bool isScheme = text[found] == ':';
         const Start start = isScheme ? s_schemeAt(text, found) : s_bareNameAt(text, found);
-        const std::size_t end = start.offset == kNone ? kNone : s_uriEnd(text, start.rest);
-        if (end == kNone) {
-            found = text.find(text[found], found + 1);
+        if (start.offset == kNone) {
+            found = s_nextMark(text, found + 1);
             continue;
         }
+        const std::size_t end = s_uriEnd(text, start.rest);
         const auto uri = s_withoutTail(text.substr(start.offset, end - start.offset));
         const bool isWhole = textEnd == TextEnd::Whole || end < text.size();
         if (isWhole && s_leadsSomewhere(uri, start.rest - start.offset)) {
             add(source, (isScheme ? "" : "http://") + std::string(uri), UriSight::Shown);
         }
-        const std::size_t next = std::max(end, found + 1);
-        colon = colon < next ? text.find(':', next) : colon;
-        dot = dot < next ? text.find('.', next) : dot;
+        found = s_nextMark(text, std::max(end, found + 1));
     }
 }
 

@@ -79,8 +79,8 @@ int attributeIdOf(std::string_view name) {
 Attributes::Attributes(const Tag &tag) {
     for (const Attribute &attribute : tag.attributes) {
         const auto place = static_cast<std::size_t>(attribute.id);
-        values_[place] = attribute.value;
-        present_[place] = true;
+        values_[place] = {attribute.value.data(), attribute.value.size()};
+        present_ |= std::uint32_t{1} << place;
     }
 }
 

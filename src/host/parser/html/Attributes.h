@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "host/parser/html/Tokenizer.h"
@@ -57,18 +58,33 @@ class Attributes {
 public:
     explicit Attributes(const Tag &tag);
 
-    bool has(AttributeId id) const { return present_[static_cast<std::size_t>(id)]; }
+    bool has(AttributeId id) const { return (present_ >> static_cast<unsigned int>(id) & 1U) != 0; }
+
+    // Whether there is one of those up to Href.
+    bool hasLink() const {
+        return (present_ &
+                ((std::uint32_t{2} << static_cast<unsigned int>(AttributeId::Href)) - 1)) != 0;
+    }
 
     // Empty where there is none.
     std::string_view operator[](AttributeId id) const {
-        return values_[static_cast<std::size_t>(id)];
+        const Value &value = values_[static_cast<std::size_t>(id)];
+        return has(id) ? std::string_view(value.data, value.length) : std::string_view();
     }
 
 private:
     static constexpr std::size_t kCount = static_cast<std::size_t>(AttributeId::Count);
 
-    std::array<std::string_view, kCount> values_{};
-    std::array<bool, kCount> present_{};
+    // A struct without a constructor: values of attributes that are not there are never looked at.
+    struct Value {
+        const char *data;
+        std::size_t length;
+    };
+
+    std::uint32_t present_ = 0; // a bit for each
+    std::array<Value, kCount> values_;
+
+    static_assert(kCount <= 32);
 };
 
 } // namespace Corvane::Html

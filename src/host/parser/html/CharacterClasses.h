@@ -5,28 +5,9 @@
 //
 // Threads: pure functions.
 
-#include <array>
-#include <cstddef>
-#include <string_view>
+#include "host/parser/ByteSet.h"
 
 namespace Corvane::Html {
-
-constexpr std::size_t kByteValues = 256;
-
-// Which bytes a reader stops at.
-using ByteSet = std::array<bool, kByteValues>;
-
-constexpr ByteSet byteSet(std::string_view members) {
-    ByteSet set{};
-    for (const char member : members) {
-        set[static_cast<unsigned char>(member)] = true;
-    }
-    return set;
-}
-
-constexpr bool isIn(const ByteSet &set, char c) {
-    return set[static_cast<unsigned char>(c)];
-}
 
 // Line ends arrive as LF alone.
 constexpr bool isBlank(char c) {

@@ -12,7 +12,7 @@ namespace Corvane::Html {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\n\f\r";
+constexpr ByteSet kBlanks = byteSet(" \t\n\f\r");
 
 // The character that the escape in front stands for; takes it, but for its backslash.
 std::string s_takeEscape(std::string_view &text) {
@@ -31,7 +31,7 @@ std::string s_takeEscape(std::string_view &text) {
     const std::string number(text.substr(0, digits));
     const auto code = static_cast<char32_t>(std::strtoul(number.c_str(), nullptr, 16));
     text.remove_prefix(digits);
-    if (!text.empty() && kBlanks.find(text.front()) != std::string_view::npos) {
+    if (!text.empty() && isIn(kBlanks, text.front())) {
         text.remove_prefix(1);
     }
     std::string character;
@@ -94,11 +94,7 @@ std::optional<CssNumber> cssNumber(std::string_view text) {
 }
 
 std::string_view cssTrimmed(std::string_view text) {
-    const std::size_t start = text.find_first_not_of(kBlanks);
-    if (start == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(start, text.find_last_not_of(kBlanks) - start + 1);
+    return trimmedOf(kBlanks, text);
 }
 
 std::string cssLower(std::string_view text) {

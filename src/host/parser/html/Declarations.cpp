@@ -1,11 +1,13 @@
 #include "host/parser/html/Declarations.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "host/parser/ByteScan.h"
 #include "host/parser/html/CharacterClasses.h"
 #include "host/parser/html/CssText.h"
 
@@ -233,7 +235,11 @@ public:
         }
     }
 
-    bool take(std::string_view name) {
+    static bool isOne(std::string_view name) {
+        return s_isOneOf(name, {"overflow", "padding", "background", "font"});
+    }
+
+    void take(std::string_view name) {
         if (name == "overflow") {
             overflow();
         } else if (name == "padding") {
@@ -242,10 +248,7 @@ public:
             background();
         } else if (name == "font") {
             font();
-        } else {
-            return false;
         }
-        return true;
     }
 
 private:
@@ -263,14 +266,15 @@ private:
         if (words_.size() > kSides) {
             return;
         }
-        std::vector<Values> sides;
+        std::array<Values, kSides> sides;
+        std::size_t count = 0;
         for (const std::string_view word : words_) {
-            sides.push_back(s_wide(word, s_length));
-            if (!sides.back()) {
+            sides[count] = s_wide(word, s_length);
+            if (!sides[count++]) {
                 return;
             }
         }
-        const std::size_t last = sides.size() - 1;
+        const std::size_t last = count - 1;
         constexpr std::size_t kBottom = 2;
         constexpr std::size_t kLeft = 3;
         add(Property::PaddingTop, sides[0]);
@@ -354,10 +358,26 @@ std::optional<bool> s_takeImportant(std::string_view &value) {
 }
 
 const Reader *s_readerOf(std::string_view name) {
-    const auto *const found = std::find_if(std::begin(kReaders), std::end(kReaders),
-                                           [name](const Reader &one) { return one.name == name; });
+    const auto *const found =
+        std::find_if(std::begin(kReaders), std::end(kReaders), [name](const Reader &one) {
+            return one.name.size() == name.size() && one.name.front() == name.front() &&
+                   one.name == name;
+        });
     return found == std::end(kReaders) ? nullptr : found;
 }
+
+// Whether a value is one word that stands for itself.
+bool s_isOneWord(std::string_view value) {
+    static constexpr ByteSet kOther = byteSet(" \t\n\f,/\\\"'()");
+    return findIn(kOther, value) == value.size();
+}
+
+// In lower case, with escapes decoded.
+std::string s_plain(std::string_view css, bool hasEscape) {
+    return hasEscape ? cssLower(cssUnescaped(css)) : cssLower(css);
+}
+
+constexpr ByteSet kCssBlanks = byteSet(" \t\n\f\r");
 
 // Most declarations are of other things: their first letter tells.
 bool s_mayConcern(std::string_view declaration) {
@@ -377,21 +397,34 @@ void Declarations::set(Property property, const Value &value, std::uint64_t prio
 }
 
 void declare(std::string_view declaration, std::vector<Declaration> &out) {
-    declaration = cssTrimmed(declaration);
-    const std::size_t colon = declaration.find(':');
-    if (colon == std::string_view::npos || !s_mayConcern(declaration)) {
+    declaration.remove_prefix(findNotIn(kCssBlanks, declaration));
+    if (!s_mayConcern(declaration)) {
         return;
     }
-    const std::string name = cssLower(cssUnescaped(cssTrimmed(declaration.substr(0, colon))));
+    const std::size_t colon = findFirst<':'>(declaration);
+    if (colon == declaration.size()) {
+        return;
+    }
+    const bool hasEscape = findFirst<'\\'>(declaration) != declaration.size();
+    const std::string name =
+        s_plain(trimmedOf(kCssBlanks, declaration.substr(0, colon)), hasEscape);
     const Reader *reader = s_readerOf(name);
-    const bool isShorthand = s_isOneOf(name, {"overflow", "padding", "background", "font"});
+    const bool isShorthand = reader == nullptr && Shorthand::isOne(name);
     if (reader == nullptr && !isShorthand) {
         return;
     }
-    const std::string lower = cssLower(cssUnescaped(declaration.substr(colon + 1)));
+    const std::string lower = s_plain(declaration.substr(colon + 1), hasEscape);
     std::string_view value = cssTrimmed(lower);
     const auto important = s_takeImportant(value);
     if (!important || value.empty()) {
+        return;
+    }
+    if (!isShorthand && s_isOneWord(value)) {
+        const Values common = s_common(value);
+        const Values own = common ? common : reader->read(value);
+        if (own) {
+            out.push_back({reader->property, *own, *important});
+        }
         return;
     }
     const auto words = cssWords(value);
@@ -412,9 +445,15 @@ void declare(std::string_view declaration, std::vector<Declaration> &out) {
     }
 }
 
+namespace {
+
+constexpr ByteSet kStyleMarks = byteSet(";\"'()");
+
+} // namespace
+
 void declareStyle(std::string_view style, std::vector<Declaration> &out) {
     while (!style.empty()) {
-        std::size_t end = 0;
+        std::size_t end = findIn(kStyleMarks, style);
         unsigned int depth = 0;
         char quote = '\0';
         for (; end < style.size() && (style[end] != ';' || depth > 0 || quote != '\0'); ++end) {

@@ -16,6 +16,8 @@ namespace {
 // Longest condition of a conditional comment, in bytes.
 constexpr std::size_t kMaxConditionBytes = 512;
 
+constexpr ByteSet kClassEnds = byteSet(" \t\n\f\r");
+
 bool s_isBlankText(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return isBlank(c) || c == '\0'; });
 }
@@ -120,6 +122,7 @@ void HtmlReader::doctype(const Doctype &doctype) {
 
 void HtmlReader::startTag(const Tag &tag) {
     sawTag_ = true;
+    const std::uint32_t name = nameHash(tag.name);
     const Element &element = elementOf(tag.name);
     const Attributes attributes(tag);
     noteCuts(tag);
@@ -141,7 +144,7 @@ void HtmlReader::startTag(const Tag &tag) {
     if (!isForeign && element.text != TextKind::Data) {
         tokenizer().readAs(element.text);
     }
-    startElement(tag, element, attributes);
+    startElement(tag, name, element, attributes);
     tokenizer().inForeignContent(open_.isForeign());
 }
 
@@ -169,11 +172,12 @@ void HtmlReader::endContent() {
     content_ = Content::Text;
 }
 
-void HtmlReader::startElement(const Tag &tag, const Element &element,
+void HtmlReader::startElement(const Tag &tag, std::uint32_t name, const Element &element,
                               const Attributes &attributes) {
     open_.beforeStart(element);
-    describe(tag, element, attributes);
-    const Look look = lookNow(element);
+    describe(name, element, attributes);
+    element_.look = lookNow(element);
+    const Look &look = element_.look;
     const Sight sight = sightOf(look);
     if (look.isBlock || element.id == ElementId::Br) {
         text_.breakLine();
@@ -194,10 +198,11 @@ void HtmlReader::startElement(const Tag &tag, const Element &element,
 }
 
 // Gathers what selectors ask and styles declare of the element that starts.
-void HtmlReader::describe(const Tag &tag, const Element &element, const Attributes &attributes) {
+void HtmlReader::describe(std::uint32_t name, const Element &element,
+                          const Attributes &attributes) {
     element_.element = &element;
     element_.facts = ElementFacts();
-    element_.facts.name = nameHash(tag.name);
+    element_.facts.name = name;
     element_.isLink = element.id == ElementId::A && attributes.has(AttributeId::Href);
     if (!element_.declared.isEmpty()) {
         element_.declared = Declarations();
@@ -208,7 +213,7 @@ void HtmlReader::describe(const Tag &tag, const Element &element, const Attribut
     std::string_view classes = attributes[AttributeId::Class];
     while (element_.facts.classCount < ElementFacts::kMaxClasses &&
            !(classes = cssTrimmed(classes)).empty()) {
-        const std::size_t end = std::min(classes.find_first_of(" \t\n\f\r"), classes.size());
+        const std::size_t end = findIn(kClassEnds, classes);
         element_.facts.classes[element_.facts.classCount++] = nameHash(classes.substr(0, end));
         classes.remove_prefix(end);
     }
@@ -247,13 +252,7 @@ void HtmlReader::declareAttributes(const Element &element, const Attributes &att
 }
 
 void HtmlReader::declareInline(std::string_view style) {
-    declarations_.clear();
-    if (style.find("/*") == std::string_view::npos) {
-        declareStyle(style, declarations_);
-    } else {
-        declareStyle(cssWithoutComments(style), declarations_);
-    }
-    for (const Declaration &one : declarations_) {
+    for (const Declaration &one : styles_.declarationsOf(style)) {
         element_.declared.set(one.property, one.value,
                               kInlinePriority | (one.isImportant ? kImportantPriority : 0));
     }
@@ -297,13 +296,15 @@ void HtmlReader::takeLinks(const Element &element, const Attributes &attributes,
     if (attributes.has(AttributeId::Href)) {
         takeHref(element, attributes, sight);
     }
-    for (int id = 0; id < static_cast<int>(AttributeId::Href); ++id) {
+    for (int id = 0; attributes.hasLink() && id < static_cast<int>(AttributeId::Href); ++id) {
         if (attributes.has(static_cast<AttributeId>(id))) {
             links_.add(attributes[static_cast<AttributeId>(id)], uriSight);
         }
     }
     for (const AttributeId id : {AttributeId::SrcSet, AttributeId::ImageSrcSet}) {
-        links_.addSet(attributes[id], uriSight);
+        if (attributes.has(id)) {
+            links_.addSet(attributes[id], uriSight);
+        }
     }
     const std::string_view style = attributes[AttributeId::Style];
     if (style.find('(') != std::string_view::npos) {
@@ -329,8 +330,9 @@ void HtmlReader::takeWords(const Element &element, const Attributes &attributes,
             text_.blank(itsSight);
         }
     };
-    const std::string type = cssLower(cssTrimmed(attributes[AttributeId::Type]));
     const bool isInput = element.id == ElementId::Input;
+    const std::string type =
+        isInput ? cssLower(cssTrimmed(attributes[AttributeId::Type])) : std::string();
     const bool isPicture = element.id == ElementId::Img || (isInput && type == "image");
     if (isPicture && attributes.has(AttributeId::Alt)) {
         const bool isDot =
@@ -359,6 +361,7 @@ void HtmlReader::noteCuts(const Tag &tag) {
 }
 
 void HtmlReader::endTag(const Tag &tag) {
+    const std::uint32_t name = nameHash(tag.name);
     const Element &element = elementOf(tag.name);
     if (content_ != Content::Text) {
         endContent();
@@ -372,7 +375,7 @@ void HtmlReader::endTag(const Tag &tag) {
         settleLink(UriSight::Hidden);
     }
     const bool wasBlock = !open_.around().empty() && open_.around().back().open->look.isBlock;
-    open_.close(element, nameHash(tag.name));
+    open_.close(element, name);
     tokenizer().inForeignContent(open_.isForeign());
     if (element.is(Trait::kBlock) || wasBlock || element.id == ElementId::Br) {
         text_.breakLine();

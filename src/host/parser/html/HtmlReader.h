@@ -13,6 +13,7 @@
 // Threads: one thread at a time.
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,7 @@
 #include "host/parser/MailLimits.h"
 #include "host/parser/UriScan.h"
 #include "host/parser/html/Attributes.h"
+#include "host/parser/html/InlineStyles.h"
 #include "host/parser/html/LineText.h"
 #include "host/parser/html/Links.h"
 #include "host/parser/html/OpenElements.h"
@@ -60,8 +62,9 @@ private:
     bool beginContent(const Element &element, const Attributes &attributes);
     void endContent();
     void takeText(Sight sight, std::string_view text, bool keepLines);
-    void startElement(const Tag &tag, const Element &element, const Attributes &attributes);
-    void describe(const Tag &tag, const Element &element, const Attributes &attributes);
+    void startElement(const Tag &tag, std::uint32_t name, const Element &element,
+                      const Attributes &attributes);
+    void describe(std::uint32_t name, const Element &element, const Attributes &attributes);
     void declareAttributes(const Element &element, const Attributes &attributes);
     void declareInline(std::string_view style);
     Look lookNow(const Element &element) const;
@@ -94,7 +97,7 @@ private:
     bool readsConditional_ = false; // tokens come from conditional_
     bool inData_ = false;           // inside <xml> of a conditional comment, which no program shows
     bool sawTag_ = false;
-    std::vector<Declaration> declarations_;
+    InlineStyles styles_;
 };
 
 } // namespace Corvane::Html

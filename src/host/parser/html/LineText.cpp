@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/parser/ByteScan.h"
 #include "host/parser/InvisibleText.h"
 #include "host/parser/html/CharacterClasses.h"
 
@@ -12,6 +13,8 @@ namespace {
 
 // What may be white space, or NUL, which is left out.
 constexpr ByteSet kWordStops = byteSet(std::string_view(" \t\n\v\f\r\0\xC2\xE1\xE2\xE3", 11));
+
+constexpr ByteSet kAsciiBlanks = byteSet(" \t\n\v\f\r");
 
 // Length of the white-space character in front, 0 where there is none; the blanks of Unicode and
 // the separators of lines are such.
@@ -39,6 +42,41 @@ std::size_t s_blankLength(std::string_view text) {
     }
 }
 
+#ifdef __SSE2__
+// A bit for each byte of the block that is one of kWordStops.
+unsigned int s_wordStops(const char *from) {
+    return ByteBlock(from)
+        .anyOf<' ', '\t', '\n', '\v', '\f', '\r', '\0', '\xC2', '\xE1', '\xE2', '\xE3'>();
+}
+#endif
+
+// Length of the front that stays as it is: words, each but the last with one blank behind it.
+std::size_t s_plainLength(std::string_view text) {
+    if (text.empty() || isIn(kWordStops, text.front())) {
+        return 0;
+    }
+    std::size_t at = 1;
+#ifdef __SSE2__
+    while (at + kBlockBytes < text.size()) {
+        const unsigned int stops = s_wordStops(text.data() + at);
+        const unsigned int nextStops = s_wordStops(text.data() + at + 1);
+        const unsigned int blanks = ByteBlock(text.data() + at).anyOf<' '>();
+        const unsigned int found = stops & ~(blanks & ~nextStops);
+        if (found != 0) {
+            return at + static_cast<std::size_t>(std::countr_zero(found));
+        }
+        at += kBlockBytes;
+    }
+#endif
+    const auto isBetweenWords = [text](std::size_t place) {
+        return text[place] == ' ' && place + 1 < text.size() && !isIn(kWordStops, text[place + 1]);
+    };
+    while (at < text.size() && (!isIn(kWordStops, text[at]) || isBetweenWords(at))) {
+        ++at;
+    }
+    return at;
+}
+
 // Of blanks in a row one stays, none at the ends.
 std::string s_collapsed(std::string_view line) {
     std::string collapsed;
@@ -59,9 +97,12 @@ LineText::LineText(std::size_t maxBytes, std::function<void(std::string_view)> o
 
 void LineText::appendWords(Lines &lines, std::string_view text) const {
     while (!text.empty()) {
-        const auto *const stop = std::find_if(text.data(), text.data() + text.size(),
-                                              [](char c) { return isIn(kWordStops, c); });
-        const auto length = static_cast<std::size_t>(stop - text.data());
+        if (const std::size_t blanks = findNotIn(kAsciiBlanks, text); blanks != 0) {
+            lines.blank = true;
+            text.remove_prefix(blanks);
+            continue;
+        }
+        const std::size_t length = s_plainLength(text);
         if (length != 0) {
             if (lines.blank && (!lines.line.empty() || lines.midLine)) {
                 lines.line += ' ';
@@ -174,6 +215,13 @@ void LineText::flush(Lines &lines, bool isSent, bool endsLine) {
     }
     const std::size_t before = lines.line.size();
     const bool isHidden = &lines == &hidden_;
+    if (!mayHoldInvisible(lines.line)) {
+        hiddenBytes_ += isHidden ? before : 0;
+        onLine_(lines.line);
+        keep(lines, lines.line, endsLine);
+        lines.line.clear();
+        return;
+    }
     std::string kept = lines.line;
     const std::size_t dropped = dropInvisible(kept);
     if (dropped > 0) {

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::size_t kMaxBaseBytes = 2048;
+constexpr ByteSet kPathEnds = byteSet("?#");
 
 bool s_isSame(std::string_view left, std::string_view lowerRight) {
     return left.size() == lowerRight.size() && cssLower(left) == lowerRight;
@@ -35,6 +36,18 @@ bool s_hasHost(std::string_view scheme) {
     constexpr std::array<std::string_view, 5> kSchemes{"http:", "https:", "ftp:", "ws:", "wss:"};
     return std::any_of(kSchemes.begin(), kSchemes.end(),
                        [scheme](std::string_view one) { return s_isSame(scheme, one); });
+}
+
+// Whether it is followed as it is written: it has a scheme and a host, and nothing that browsers
+// drop or change.
+bool s_isPlain(std::string_view uri) {
+    constexpr std::string_view kSlashes = "//";
+    const std::size_t scheme = s_schemeLength(uri);
+    return scheme != 0 && s_hasHost(uri.substr(0, scheme)) &&
+           uri.substr(scheme, kSlashes.size()) == kSlashes &&
+           uri.substr(scheme + kSlashes.size(), 1) != "/" &&
+           std::all_of(uri.begin(), uri.end(),
+                       [](char c) { return static_cast<unsigned char>(c) > ' ' && c != '\\'; });
 }
 
 // The front of a URI up to the end of its host.
@@ -94,7 +107,7 @@ std::string followedUri(std::string_view uri) {
     if (scheme != 0 && !s_hasHost(std::string_view(followed).substr(0, scheme))) {
         return followed;
     }
-    const std::size_t path = std::min(followed.find_first_of("?#"), followed.size());
+    const std::size_t path = findIn(kPathEnds, followed);
     std::replace(followed.begin(), followed.begin() + static_cast<std::ptrdiff_t>(path), '\\', '/');
     if (scheme != 0) {
         const std::size_t host = std::min(followed.find_first_not_of('/', scheme), followed.size());
@@ -140,8 +153,8 @@ std::string Base::resolved(std::string_view uri) const {
 
 void Links::add(std::string_view uri, UriSight sight) {
     const auto asWritten = uris_.addAttribute(UriContainer::kHtml, uri, sight);
-    if (asWritten.outcome != UriCollector::Outcome::Added) {
-        // So it was with where it leads.
+    if (asWritten.outcome != UriCollector::Outcome::Added || s_isPlain(uri)) {
+        // So it was with where it leads, or that is the same.
         return;
     }
     const std::string followed = followedUri(uri);

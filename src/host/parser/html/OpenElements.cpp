@@ -94,7 +94,8 @@ void OpenElements::open(const OpenElement &element) {
         return;
     }
     push(element);
-    recomputeFrom(elements_.size() - 1);
+    elements_.back().open->look = element.look;
+    place(elements_.size() - 1);
 }
 
 OpenElement *OpenElements::unused() {
@@ -133,21 +134,28 @@ void OpenElements::resize(std::size_t count) {
     }
 }
 
-void OpenElements::recomputeFrom(std::size_t place) {
-    const OpenPlace outside{nullptr, nullptr, 0, 0, 0};
-    for (; place < elements_.size(); ++place) {
-        const OpenPlace &around = place == 0 ? outside : elements_[place - 1];
-        const Element &element = *elements_[place].element;
-        elements_[place].tableRun = element.is(Trait::kTablePart) ? around.tableRun + 1 : 0;
-        OpenElement &one = *elements_[place].open;
-        const Look &parent = lookBelow(place, !s_isTableContent(element));
+void OpenElements::recomputeFrom(std::size_t first) {
+    for (; first < elements_.size(); ++first) {
+        const Element &element = *elements_[first].element;
+        OpenElement &one = *elements_[first].open;
+        const Look &parent = lookBelow(first, !s_isTableContent(element));
         one.look = lookOf(element, one.isLink, one.declared, parent, inQuirks_);
-        const bool inParagraph = around.open != nullptr && around.open->inParagraph;
-        const bool inTable = around.open != nullptr && around.open->inTable;
-        one.inParagraph =
-            element.id == ElementId::P || (inParagraph && !s_isButtonScope(elements_[place]));
-        one.inTable = s_isTableScope(elements_[place]) || inTable;
+        place(first);
     }
+}
+
+// Notes what the element there stands in.
+void OpenElements::place(std::size_t where) {
+    const OpenPlace outside{nullptr, nullptr, 0, 0, 0};
+    const OpenPlace &around = where == 0 ? outside : elements_[where - 1];
+    const Element &element = *elements_[where].element;
+    elements_[where].tableRun = element.is(Trait::kTablePart) ? around.tableRun + 1 : 0;
+    OpenElement &one = *elements_[where].open;
+    const bool inParagraph = around.open != nullptr && around.open->inParagraph;
+    const bool inTable = around.open != nullptr && around.open->inTable;
+    one.inParagraph =
+        element.id == ElementId::P || (inParagraph && !s_isButtonScope(elements_[where]));
+    one.inTable = s_isTableScope(elements_[where]) || inTable;
 }
 
 // Closes the element at the place and all inside it. Formatting that was left open goes on; only

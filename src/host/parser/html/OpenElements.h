@@ -29,7 +29,7 @@ public:
     // Closes what a start tag of that name closes.
     void beforeStart(const Element &element);
 
-    // Opens an element, once beforeStart() was called for it. Its look is computed here.
+    // Opens an element that has its look, once beforeStart() was called for it.
     void open(const OpenElement &element);
 
     // Takes an end tag; whether an element was closed.
@@ -79,7 +79,8 @@ private:
     void resize(std::size_t count);
     OpenElement *unused();
     void forget(const OpenPlace &one);
-    void recomputeFrom(std::size_t place);
+    void recomputeFrom(std::size_t first);
+    void place(std::size_t where);
     const Look &lookBelow(std::size_t place, bool beforeTable) const;
 
     std::vector<OpenPlace> elements_;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "host/parser/ByteScan.h"
 #include "host/parser/html/CharacterClasses.h"
 #include "host/parser/html/CssText.h"
 
@@ -11,7 +12,7 @@ namespace Corvane::Html {
 
 namespace {
 
-constexpr ByteSet kTextStops = byteSet("\\/\"'(){};");
+constexpr ByteSearch kTextStop = findFirst<'\\', '/', '"', '\'', '(', ')', '{', '}', ';'>;
 constexpr std::string_view kUrl = "url";
 
 enum class BucketKind : std::uint64_t { Id, Class, Name, Any };
@@ -74,6 +75,7 @@ void StyleSheet::begin(StyleUse use) {
     openBlocks_ = 0;
     inRule_ = false;
     isCut_ = false;
+    hasBracket_ = false;
     piece_.clear();
 }
 
@@ -115,9 +117,7 @@ void StyleSheet::feed(std::string_view css) {
 }
 
 void StyleSheet::takeText(std::string_view &css) {
-    const auto *const stop = std::find_if(css.data(), css.data() + css.size(),
-                                          [](char c) { return isIn(kTextStops, c); });
-    const auto length = static_cast<std::size_t>(stop - css.data());
+    const std::size_t length = kTextStop(css, 0);
     append(css.substr(0, length));
     css.remove_prefix(length);
     if (!css.empty()) {
@@ -146,6 +146,7 @@ void StyleSheet::takeSpecial(char c) {
                      ? State::UriStart
                      : State::Text;
         ++brackets_;
+        hasBracket_ = true;
         break;
     }
     case ')':
@@ -219,11 +220,12 @@ void StyleSheet::append(std::string_view css) {
 }
 
 void StyleSheet::endPiece() {
-    if (piece_.find_first_of("(@") != std::string::npos) {
+    if (hasBracket_ || piece_.find('@') != std::string::npos) {
         forEachCssUri(piece_, onUri_);
     }
     piece_.clear();
     isCut_ = false;
+    hasBracket_ = false;
 }
 
 void StyleSheet::openBlock() {
@@ -231,8 +233,7 @@ void StyleSheet::openBlock() {
         const std::string_view prelude = s_withoutCommentMarks(piece_);
         inRule_ = use_ == StyleUse::Applied && !isCut_ && !prelude.empty() &&
                   prelude.front() != '@' && selectors_.size() < kMaxSelectors;
-        current_ = inRule_ ? selectorsOf(prelude) : std::vector<Selector>();
-        inRule_ = !current_.empty();
+        prelude_.assign(inRule_ ? prelude : std::string_view());
         declarations_.clear();
     }
     endPiece();
@@ -269,14 +270,21 @@ void StyleSheet::declareInRule() {
 
 void StyleSheet::endRule() {
     if (inRule_ && !declarations_.empty()) {
-        blocks_.push_back(declarations_);
-        for (Selector &selector : current_) {
-            buckets_[s_keyOf(selector.parts.back())].push_back(selectors_.size());
-            selectors_.push_back({std::move(selector), blocks_.size() - 1});
+        std::vector<Selector> selectors = selectorsOf(prelude_);
+        if (!selectors.empty()) {
+            blocks_.push_back(declarations_);
+        }
+        for (Selector &selector : selectors) {
+            const std::uint64_t key = s_keyOf(selector.parts.back());
+            mayKnow_[key % kFilterBits] = true;
+            Bucket &bucket = buckets_[key];
+            const std::size_t place = selectors_.size();
+            selectors_.push_back({std::move(selector), blocks_.size() - 1, kNone});
+            (bucket.first == kNone ? bucket.first : selectors_[bucket.last].next) = place;
+            bucket.last = place;
         }
     }
     inRule_ = false;
-    current_.clear();
 }
 
 void StyleSheet::end() {
@@ -287,19 +295,17 @@ void StyleSheet::end() {
     endPiece();
 }
 
-const std::vector<std::size_t> *StyleSheet::bucket(std::uint64_t key) const {
-    const auto found = buckets_.find(key);
-    return found == buckets_.end() ? nullptr : &found->second;
-}
-
 void StyleSheet::declare(const ElementFacts &facts, std::span<const OpenPlace> around,
                          Declarations &declared) {
     if (selectors_.empty()) {
         return;
     }
     const auto take = [&](std::uint64_t key) {
-        if (const auto *rules = bucket(key)) {
-            apply(*rules, facts, around, declared);
+        if (!mayKnow_[key % kFilterBits]) {
+            return;
+        }
+        if (const auto found = buckets_.find(key); found != buckets_.end()) {
+            apply(found->second.first, facts, around, declared);
         }
     };
     take(s_key(BucketKind::Any, 0));
@@ -314,10 +320,10 @@ void StyleSheet::declare(const ElementFacts &facts, std::span<const OpenPlace> a
 
 // Rules are tried in whatever order: priorities tell which of two counts. Later ones of the same
 // weight outdo earlier ones.
-void StyleSheet::apply(const std::vector<std::size_t> &rules, const ElementFacts &facts,
+void StyleSheet::apply(std::size_t first, const ElementFacts &facts,
                        std::span<const OpenPlace> around, Declarations &declared) {
     constexpr unsigned int kOrderBits = 24;
-    for (const std::size_t place : rules) {
+    for (std::size_t place = first; place != kNone; place = selectors_[place].next) {
         if (work_ == 0) {
             return;
         }

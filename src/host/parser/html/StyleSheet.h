@@ -15,6 +15,7 @@
 //
 // Threads: one thread at a time.
 
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -82,9 +83,19 @@ private:
         Uri
     };
 
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    static constexpr std::size_t kFilterBits = 1024;
+
     struct Rule {
         Selector selector;
         std::size_t block; // in blocks_
+        std::size_t next;  // in selectors_, the next of its bucket; kNone: none
+    };
+
+    // The selectors that ask the same of the element itself; places in selectors_.
+    struct Bucket {
+        std::size_t first = kNone;
+        std::size_t last = kNone;
     };
 
     void takeText(std::string_view &css);
@@ -99,9 +110,8 @@ private:
     void endPiece();
     void declareInRule();
     void endRule();
-    void apply(const std::vector<std::size_t> &rules, const ElementFacts &facts,
-               std::span<const OpenPlace> around, Declarations &declared);
-    const std::vector<std::size_t> *bucket(std::uint64_t key) const;
+    void apply(std::size_t first, const ElementFacts &facts, std::span<const OpenPlace> around,
+               Declarations &declared);
 
     std::function<void(std::string_view)> onUri_;
     StyleUse use_ = StyleUse::Ignored;
@@ -111,13 +121,14 @@ private:
     unsigned int openBlocks_ = 0;
     bool inRule_ = false;
     bool isCut_ = false;
+    bool hasBracket_ = false; // piece_ has one that opens
     std::string piece_;
-    std::vector<Selector> current_; // of the open rule
+    std::string prelude_; // of the open rule: its selectors
     std::vector<Declaration> declarations_;
     std::vector<std::vector<Declaration>> blocks_;
     std::vector<Rule> selectors_;
-    // By what the element itself has to be: places in selectors_.
-    std::unordered_map<std::uint64_t, std::vector<std::size_t>, KeyedHash> buckets_;
+    std::unordered_map<std::uint64_t, Bucket, KeyedHash> buckets_;
+    std::bitset<kFilterBits> mayKnow_; // by the low bits of the keys: most are of no rule
     std::size_t work_ = kSelectorWork;
 };
 

@@ -10,13 +10,12 @@ namespace Corvane::Html {
 
 namespace {
 
-constexpr std::string_view kNul("\0", 1);
-constexpr ByteSet kDataStops = byteSet("<&");
-constexpr ByteSet kRcdataStops = byteSet(std::string_view("<&\0", 3));
-constexpr ByteSet kRawtextStops = byteSet(std::string_view("<\0", 2));
-constexpr ByteSet kPlaintextStops = byteSet(kNul);
-constexpr ByteSet kEscapedStops = byteSet(std::string_view("-<\0", 3));
-constexpr ByteSet kCdataStops = byteSet("]");
+constexpr ByteSearch kDataStop = findFirst<'<', '&'>;
+constexpr ByteSearch kRcdataStop = findFirst<'<', '&', '\0'>;
+constexpr ByteSearch kRawtextStop = findFirst<'<', '\0'>;
+constexpr ByteSearch kPlaintextStop = findFirst<'\0'>;
+constexpr ByteSearch kEscapedStop = findFirst<'-', '<', '\0'>;
+constexpr ByteSearch kCdataStop = findFirst<']'>;
 
 } // namespace
 
@@ -93,19 +92,23 @@ Tokenizer::Tokenizer(TokenSink &sink, std::size_t maxValueBytes)
 
 // Line ends become LF here, so that no state knows CR; only a reference can still bring one.
 void Tokenizer::feed(std::string_view html) {
+    if (!afterReturn_ && html.find('\r') == std::string_view::npos) {
+        run(html);
+        return;
+    }
+    unified_.clear();
     while (!html.empty()) {
         if (afterReturn_) {
             afterReturn_ = false;
             // The LF of the pair stands for both.
-            if (html.front() != '\n') {
-                run("\n");
-            }
+            unified_.append(html.front() != '\n' ? 1 : 0, '\n');
         }
         const std::size_t end = std::min(html.find('\r'), html.size());
-        run(html.substr(0, end));
+        unified_.append(html.substr(0, end));
         afterReturn_ = end < html.size();
         html.remove_prefix(end + (afterReturn_ ? 1 : 0));
     }
+    run(unified_);
 }
 
 void Tokenizer::run(std::string_view html) {
@@ -128,21 +131,17 @@ void Tokenizer::emit(const char *from, const char *end) {
     }
 }
 
-// Passes over the characters before the next that is a stop; how many they were.
-std::size_t Tokenizer::takeUntil(const ByteSet &stops) {
-    const char *const from = next_;
-    const char *at = from;
-    while (at != end_ && !isIn(stops, *at)) {
-        ++at;
-    }
-    next_ = at;
-    return static_cast<std::size_t>(at - from);
+// Passes over the characters before the next that the search finds; how many they were.
+std::size_t Tokenizer::takeUntil(ByteSearch stop) {
+    const std::size_t length = stop({next_, static_cast<std::size_t>(end_ - next_)}, 0);
+    next_ += length;
+    return length;
 }
 
 // Text up to a '<', a reference or a NUL, which all but data and CDATA replace.
-void Tokenizer::textUntilTag(State self, const ByteSet &stops) {
+void Tokenizer::textUntilTag(State self, ByteSearch stop) {
     const char *const from = next_;
-    takeUntil(stops);
+    takeUntil(stop);
     emit(from, next_);
     if (atEnd()) {
         return;
@@ -162,23 +161,23 @@ void Tokenizer::textUntilTag(State self, const ByteSet &stops) {
 }
 
 void Tokenizer::data() {
-    textUntilTag(State::Data, kDataStops);
+    textUntilTag(State::Data, kDataStop);
 }
 
 void Tokenizer::rcdata() {
-    textUntilTag(State::Rcdata, kRcdataStops);
+    textUntilTag(State::Rcdata, kRcdataStop);
 }
 
 void Tokenizer::rawtext() {
-    textUntilTag(State::Rawtext, kRawtextStops);
+    textUntilTag(State::Rawtext, kRawtextStop);
 }
 
 void Tokenizer::script() {
-    textUntilTag(State::Script, kRawtextStops);
+    textUntilTag(State::Script, kRawtextStop);
 }
 
 void Tokenizer::plaintext() {
-    textUntilTag(State::Plaintext, kPlaintextStops);
+    textUntilTag(State::Plaintext, kPlaintextStop);
 }
 
 void Tokenizer::textLessThan() {
@@ -255,7 +254,7 @@ void Tokenizer::escapeStartDash() {
 
 void Tokenizer::escapedText(State self, State dash, State lessThan) {
     const char *const from = next_;
-    takeUntil(kEscapedStops);
+    takeUntil(kEscapedStop);
     emit(from, next_);
     if (atEnd()) {
         return;
@@ -399,7 +398,7 @@ void Tokenizer::doubleEscapeEnd() {
 
 void Tokenizer::cdata() {
     const char *const from = next_;
-    takeUntil(kCdataStops);
+    takeUntil(kCdataStop);
     emit(from, next_);
     if (!atEnd()) {
         ++next_;

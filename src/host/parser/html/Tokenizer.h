@@ -22,6 +22,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/parser/ByteScan.h"
 #include "host/parser/html/NamedReferences.h"
 
 namespace Corvane::Html {
@@ -190,7 +191,7 @@ private:
     bool atEnd() const { return next_ == end_; }
     void emit(const char *from, const char *end);
     void emit(std::string_view text) { emit(text.data(), text.data() + text.size()); }
-    std::size_t takeUntil(const std::array<bool, 256> &stops);
+    std::size_t takeUntil(ByteSearch stop);
 
     // Each reads on in the state of its name, and leaves a character where it is for the state that
     // follows to take it.
@@ -260,15 +261,16 @@ private:
     void hexDigits();
     void digits();
 
-    void textUntilTag(State self, const std::array<bool, 256> &stops);
+    void textUntilTag(State self, ByteSearch stop);
     void escapedText(State self, State dash, State lessThan);
     bool escapedCharacter(State text, State lessThan);
     void doubleEscapeSwitch(State whenScript, State otherwise);
     void beginTag(bool isEnd);
     void emitTag();
+    bool takePlainAttribute();
     void beginAttribute();
     void endAttributeName();
-    void value(const std::array<bool, 256> &stops);
+    void value(ByteSearch stop);
     void appendName(const char *from, const char *end);
     void appendValue(std::string_view text);
     void emitComment();
@@ -296,6 +298,7 @@ private:
     bool isEndTag_ = false;
     bool keepsValue_ = false; // of the current attribute
     bool selfClosing_ = false;
+    std::string unified_;       // the piece being read, with LF as its only line end
     std::string name_;          // of the tag
     std::string attributeName_; // of the current attribute
     std::string bytes_;         // values of the attributes

@@ -11,8 +11,8 @@ namespace Corvane::Html {
 
 namespace {
 
-constexpr ByteSet kBogusCommentStops = byteSet(std::string_view(">\0", 2));
-constexpr ByteSet kCommentStops = byteSet(std::string_view("-\0", 2));
+constexpr ByteSearch kBogusCommentStop = findFirst<'>', '\0'>;
+constexpr ByteSearch kCommentStop = findFirst<'-', '\0'>;
 
 // Whether text may still become word, letter by letter, whatever their case.
 bool s_mayBecome(std::string_view text, std::string_view lowerWord) {
@@ -63,7 +63,7 @@ void Tokenizer::emitComment() {
 
 void Tokenizer::bogusComment() {
     const char *const from = next_;
-    const std::size_t length = takeUntil(kBogusCommentStops);
+    const std::size_t length = takeUntil(kBogusCommentStop);
     sink_.comment({from, length});
     if (atEnd()) {
         return;
@@ -103,7 +103,7 @@ void Tokenizer::commentStartDash() {
 // "<!--" inside a comment is an error and nothing else, so '<' needs no state of its own.
 void Tokenizer::comment() {
     const char *const from = next_;
-    const std::size_t length = takeUntil(kCommentStops);
+    const std::size_t length = takeUntil(kCommentStop);
     if (length != 0) {
         sink_.comment({from, length});
     }

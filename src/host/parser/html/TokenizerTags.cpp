@@ -10,16 +10,18 @@ namespace Corvane::Html {
 
 namespace {
 
-constexpr ByteSet kTagNameStops = byteSet(std::string_view("\t\n\f />\0", 7));
-constexpr ByteSet kAttributeNameStops = byteSet(std::string_view("\t\n\f />=\0", 8));
-constexpr ByteSet kDoubleQuotedStops = byteSet(std::string_view("\"&\0", 3));
-constexpr ByteSet kSingleQuotedStops = byteSet(std::string_view("'&\0", 3));
-constexpr ByteSet kUnquotedStops = byteSet(std::string_view("\t\n\f >&\0", 7));
+constexpr ByteSearch kTagNameStop = findFirst<'\t', '\n', '\f', ' ', '/', '>', '\0'>;
+constexpr ByteSearch kAttributeNameStop = findFirst<'\t', '\n', '\f', ' ', '/', '>', '=', '\0'>;
+constexpr ByteSearch kDoubleQuotedStop = findFirst<'"', '&', '\0'>;
+constexpr ByteSearch kSingleQuotedStop = findFirst<'\'', '&', '\0'>;
+constexpr ByteSearch kUnquotedStop = findFirst<'\t', '\n', '\f', ' ', '>', '&', '\0'>;
 
 void s_appendLower(std::string &name, const char *from, const char *end) {
     const std::size_t room = kMaxNameBytes - std::min(name.size(), kMaxNameBytes);
     const std::size_t length = std::min(static_cast<std::size_t>(end - from), room);
-    std::transform(from, from + length, std::back_inserter(name), toLowerAscii);
+    const std::size_t before = name.size();
+    name.resize(before + length);
+    std::transform(from, from + length, name.data() + before, toLowerAscii);
 }
 
 } // namespace
@@ -72,7 +74,7 @@ void Tokenizer::beginTag(bool isEnd) {
 
 void Tokenizer::tagName() {
     const char *const from = next_;
-    takeUntil(kTagNameStops);
+    takeUntil(kTagNameStop);
     s_appendLower(name_, from, next_);
     if (atEnd()) {
         return;
@@ -86,9 +88,33 @@ void Tokenizer::tagName() {
     to(State::BeforeAttributeName);
 }
 
-void Tokenizer::beforeAttributeName() {
+// Takes an attribute of the usual form, name="value", if it stands whole in what was fed and holds
+// nothing that needs a closer look; all others are read state by state.
+bool Tokenizer::takePlainAttribute() {
     while (!atEnd() && isBlank(*next_)) {
         ++next_;
+    }
+    const std::string_view rest(next_, static_cast<std::size_t>(end_ - next_));
+    const std::size_t nameLength = kAttributeNameStop(rest.substr(0, kMaxNameBytes), 0);
+    constexpr std::string_view kBegin = "=\"";
+    const std::size_t start = nameLength + kBegin.size();
+    if (nameLength == 0 || rest.substr(nameLength, kBegin.size()) != kBegin) {
+        return false;
+    }
+    const std::size_t end = kDoubleQuotedStop(rest, start);
+    if (end == rest.size() || rest[end] != '"') {
+        return false;
+    }
+    beginAttribute();
+    s_appendLower(attributeName_, next_, next_ + nameLength);
+    endAttributeName();
+    appendValue(rest.substr(start, end - start));
+    next_ += end + 1;
+    return true;
+}
+
+void Tokenizer::beforeAttributeName() {
+    while (takePlainAttribute()) {
     }
     if (atEnd()) {
         return;
@@ -118,7 +144,7 @@ void Tokenizer::beginAttribute() {
 
 void Tokenizer::attributeName() {
     const char *const from = next_;
-    takeUntil(kAttributeNameStops);
+    takeUntil(kAttributeNameStop);
     s_appendLower(attributeName_, from, next_);
     if (atEnd()) {
         return;
@@ -193,9 +219,9 @@ void Tokenizer::beforeAttributeValue() {
 }
 
 // The characters of a value up to one that the caller has to look at.
-void Tokenizer::value(const ByteSet &stops) {
+void Tokenizer::value(ByteSearch stop) {
     const char *const from = next_;
-    const std::size_t length = takeUntil(stops);
+    const std::size_t length = takeUntil(stop);
     appendValue({from, length});
     if (atEnd()) {
         return;
@@ -224,7 +250,7 @@ void Tokenizer::appendValue(std::string_view text) {
 }
 
 void Tokenizer::valueDoubleQuoted() {
-    value(kDoubleQuotedStops);
+    value(kDoubleQuotedStop);
     if (!atEnd() && state_ == State::ValueDoubleQuoted && *next_ == '"') {
         ++next_;
         to(State::AfterValueQuoted);
@@ -232,7 +258,7 @@ void Tokenizer::valueDoubleQuoted() {
 }
 
 void Tokenizer::valueSingleQuoted() {
-    value(kSingleQuotedStops);
+    value(kSingleQuotedStop);
     if (!atEnd() && state_ == State::ValueSingleQuoted && *next_ == '\'') {
         ++next_;
         to(State::AfterValueQuoted);
@@ -240,7 +266,7 @@ void Tokenizer::valueSingleQuoted() {
 }
 
 void Tokenizer::valueUnquoted() {
-    value(kUnquotedStops);
+    value(kUnquotedStop);
     if (!atEnd() && state_ == State::ValueUnquoted && (isBlank(*next_) || *next_ == '>')) {
         to(State::BeforeAttributeName);
         // A '/' in front of '>' belongs to the value; nothing else stands between them.
