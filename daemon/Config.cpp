@@ -40,7 +40,7 @@ struct LimitKey {
     unsigned int corvane::Limits::*field;
 };
 
-constexpr std::array<LimitKey, 13> kLimitKeys = {
+constexpr std::array<LimitKey, 14> kLimitKeys = {
     {{"message_bytes", &corvane::Limits::messageBytes},
      {"nesting_depth", &corvane::Limits::nestingDepth},
      {"parts", &corvane::Limits::parts},
@@ -53,7 +53,8 @@ constexpr std::array<LimitKey, 13> kLimitKeys = {
      {"text_bytes", &corvane::Limits::textBytes},
      {"raw_body_bytes", &corvane::Limits::rawBodyBytes},
      {"html_bytes", &corvane::Limits::htmlBytes},
-     {"html_tag_bytes", &corvane::Limits::htmlTagBytes}}};
+     {"html_tag_bytes", &corvane::Limits::htmlTagBytes},
+     {"style_rules", &corvane::Limits::styleRules}}};
 
 bool s_isPrintable(char byte) {
     return byte >= ' ' && byte <= '~';

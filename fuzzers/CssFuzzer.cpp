@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Require.h"
+#include "host/parser/MailLimits.h"
 #include "host/parser/html/CssText.h"
 #include "host/parser/html/StyleSheet.h"
 
@@ -26,7 +27,7 @@ struct Read {
 ElementFacts s_facts(std::string_view name, std::string_view className, std::string_view id) {
     ElementFacts facts;
     facts.name = nameHash(name);
-    facts.classes[facts.classCount++] = nameHash(className);
+    facts.classes.push_back(nameHash(className));
     facts.id = nameHash(id);
     return facts;
 }
@@ -40,7 +41,8 @@ OpenElement s_open(std::string_view name, std::string_view className) {
 
 Read s_read(std::string_view css, std::size_t pieceBytes) {
     Read read;
-    StyleSheet sheet([&read](std::string_view uri) { read.uris.emplace_back(uri); });
+    StyleSheet sheet(kMaxStyleRules,
+                     [&read](std::string_view uri) { read.uris.emplace_back(uri); });
     sheet.begin(StyleUse::Applied);
     for (; !css.empty(); css.remove_prefix(std::min(pieceBytes, css.size()))) {
         sheet.feed(css.substr(0, pieceBytes));

@@ -31,6 +31,7 @@ struct Limits {
     unsigned int rawBodyBytes = 128U << 10U;   // the body as received
     unsigned int htmlBytes = 2U << 20U;        // text in HTML, all parts together
     unsigned int htmlTagBytes = 16U << 10U;    // one attribute's value
+    unsigned int styleRules = 16384;           // selectors of the style sheets of one part
 };
 
 struct ScanOptions {

@@ -41,7 +41,8 @@ constexpr std::pair<MailLimit, unsigned int Limits::*> kLimits[] = {
     {MailLimit::TextBytes, &Limits::textBytes},
     {MailLimit::RawBodyBytes, &Limits::rawBodyBytes},
     {MailLimit::HtmlBytes, &Limits::htmlBytes},
-    {MailLimit::HtmlTagBytes, &Limits::htmlTagBytes}};
+    {MailLimit::HtmlTagBytes, &Limits::htmlTagBytes},
+    {MailLimit::StyleRules, &Limits::styleRules}};
 
 MailLimits s_limits(const Limits &limits) {
     MailLimits result;

@@ -140,6 +140,7 @@ TEST(Scan, UsualLimitsAreTheReaders) {
     EXPECT_EQ(limits.rawBodyBytes, Corvane::kMaxRawBodyBytes);
     EXPECT_EQ(limits.htmlBytes, Corvane::kMaxHtmlBytes);
     EXPECT_EQ(limits.htmlTagBytes, Corvane::kMaxHtmlTagBytes);
+    EXPECT_EQ(limits.styleRules, Corvane::kMaxStyleRules);
 }
 
 TEST(Scan, CountsTriesThatTookTooManySteps) {

@@ -44,7 +44,7 @@ unsigned long s_size(const std::string &text) {
 TEST(LimitsPage, NamesEveryLimitOnMailWithItsValue) {
     const auto rows = DocPage("limits.md").rows({"constant", "value", "name", "what lies beyond"});
     const MailLimits limits;
-    constexpr auto kLast = static_cast<unsigned int>(MailLimit::HtmlTagBytes);
+    constexpr auto kLast = static_cast<unsigned int>(MailLimit::StyleRules);
     ASSERT_EQ(rows.size(), kLast + 1);
     auto constants = s_constants("include/host/parser/MailLimits.h");
     for (unsigned int at = 0; at <= kLast; ++at) {

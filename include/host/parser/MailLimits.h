@@ -40,7 +40,9 @@ enum class MailLimit : unsigned int {
     TextBytes,        // each decoded text, its last line end included
     RawBodyBytes,     // the body as received, the same way
     HtmlBytes,        // text in HTML, all parts together; markup, scripts and sheets don't count
-    HtmlTagBytes      // the value of one attribute; the rest of it is dropped
+    HtmlTagBytes,     // the value of one attribute; the rest of it is dropped
+    StyleRules        // selectors of the style sheets of one part, and the work that they cause;
+                      // beyond it nothing counts as hidden
 };
 
 // The usual values. Bytes where the name says so, else counts.
@@ -57,6 +59,7 @@ constexpr unsigned int kMaxTextBytes = 64U << 10U;
 constexpr unsigned int kMaxRawBodyBytes = 128U << 10U;
 constexpr unsigned int kMaxHtmlBytes = 2U << 20U;
 constexpr unsigned int kMaxHtmlTagBytes = 16U << 10U;
+constexpr unsigned int kMaxStyleRules = 16384;
 
 // The limits that one message ran into, in the order of the enumeration.
 using MailLimitSet = std::set<MailLimit>;
@@ -73,7 +76,7 @@ public:
     void value(MailLimit limit, unsigned int value);
 
 private:
-    static constexpr std::size_t kCount = static_cast<std::size_t>(MailLimit::HtmlTagBytes) + 1;
+    static constexpr std::size_t kCount = static_cast<std::size_t>(MailLimit::StyleRules) + 1;
 
     std::array<unsigned int, kCount> values_;
 };

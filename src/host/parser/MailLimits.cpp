@@ -8,7 +8,7 @@ MailLimits::MailLimits()
     : values_{kMaxMessageBytes, kMaxNestingDepth,     kMaxParts,        kMaxHeaders,
               kMaxHeaderBytes,  kMaxHeaderValueBytes, kMaxUris,         kMaxUriBytes,
               kMaxDecodedBytes, kMaxTextBytes,        kMaxRawBodyBytes, kMaxHtmlBytes,
-              kMaxHtmlTagBytes} {}
+              kMaxHtmlTagBytes, kMaxStyleRules} {}
 
 void MailLimits::value(MailLimit limit, unsigned int value) {
     values_[static_cast<std::size_t>(limit)] = std::max(value, 1U);
@@ -42,6 +42,8 @@ const char *mailLimitName(MailLimit limit) {
         return "html-bytes";
     case MailLimit::HtmlTagBytes:
         return "html-tag-bytes";
+    case MailLimit::StyleRules:
+        return "style-rules";
     }
     return "";
 }

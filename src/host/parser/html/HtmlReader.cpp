@@ -60,7 +60,8 @@ HtmlReader::HtmlReader(const MailLimits &limits, MailLimitSet &hits, UriCollecto
     : limits_(limits), hits_(hits), textBytesLeft_(textBytesLeft), links_(uris),
       text_(limits.value(MailLimit::TextBytes),
             [this](std::string_view line) { links_.scan(line); }),
-      sheet_([this](std::string_view uri) { links_.add(uri, UriSight::Shown); }),
+      sheet_(limits.value(MailLimit::StyleRules),
+             [this](std::string_view uri) { links_.add(uri, UriSight::Shown); }),
       main_(static_cast<TokenSink &>(*this), limits.value(MailLimit::HtmlTagBytes)) {}
 
 void HtmlReader::feed(std::string_view html) {
@@ -81,11 +82,15 @@ SentAndSeen HtmlReader::take() {
     main_.finish();
     endContent();
     settleLink(UriSight::Hidden);
+    if (sheet_.hasGivenUp()) {
+        hits_.insert(MailLimit::StyleRules);
+    }
     return text_.take();
 }
 
 Sight HtmlReader::sightOf(const Look &look) const {
-    const bool isHidden = look.isHidden() || (conditional_ && conditionalIsHidden_);
+    const bool isHidden =
+        (look.isHidden() && !sheet_.hasGivenUp()) || (conditional_ && conditionalIsHidden_);
     return isHidden ? Sight::Hidden : Sight::Seen;
 }
 
@@ -201,8 +206,9 @@ void HtmlReader::startElement(const Tag &tag, std::uint32_t name, const Element 
 void HtmlReader::describe(std::uint32_t name, const Element &element,
                           const Attributes &attributes) {
     element_.element = &element;
-    element_.facts = ElementFacts();
     element_.facts.name = name;
+    element_.facts.id = 0;
+    element_.facts.classes.clear();
     element_.isLink = element.id == ElementId::A && attributes.has(AttributeId::Href);
     if (!element_.declared.isEmpty()) {
         element_.declared = Declarations();
@@ -210,17 +216,27 @@ void HtmlReader::describe(std::uint32_t name, const Element &element,
     if (attributes.has(AttributeId::Id)) {
         element_.facts.id = nameHash(attributes[AttributeId::Id]);
     }
-    std::string_view classes = attributes[AttributeId::Class];
-    while (element_.facts.classCount < ElementFacts::kMaxClasses &&
-           !(classes = cssTrimmed(classes)).empty()) {
-        const std::size_t end = findIn(kClassEnds, classes);
-        element_.facts.classes[element_.facts.classCount++] = nameHash(classes.substr(0, end));
-        classes.remove_prefix(end);
-    }
+    takeClasses(attributes[AttributeId::Class]);
     declareAttributes(element, attributes);
     sheet_.declare(element_.facts, open_.around(), element_.declared);
     if (attributes.has(AttributeId::Style)) {
         declareInline(attributes[AttributeId::Style]);
+    }
+}
+
+void HtmlReader::takeClasses(std::string_view names) {
+    std::vector<std::uint32_t> &classes = element_.facts.classes;
+    while (!(names = cssTrimmed(names)).empty()) {
+        const std::size_t end = findIn(kClassEnds, names);
+        const std::uint32_t hash = nameHash(names.substr(0, end));
+        if (!element_.facts.hasClass(hash)) {
+            if (classes.size() == ElementFacts::kMaxClasses) {
+                sheet_.giveUp();
+                return;
+            }
+            classes.push_back(hash);
+        }
+        names.remove_prefix(end);
     }
 }
 
@@ -406,6 +422,7 @@ void HtmlReader::comment(std::string_view piece) {
         feedConditional(std::string_view(commentStart_).substr(end + kConditionEnd.size()));
         feedConditional(piece.substr(taken.size()));
     } else if (commentStart_.size() > kMaxConditionBytes) {
+        hits_.insert(MailLimit::HtmlTagBytes);
         commentKind_ = CommentKind::Plain;
     }
 }

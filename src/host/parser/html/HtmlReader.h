@@ -65,6 +65,7 @@ private:
     void startElement(const Tag &tag, std::uint32_t name, const Element &element,
                       const Attributes &attributes);
     void describe(std::uint32_t name, const Element &element, const Attributes &attributes);
+    void takeClasses(std::string_view names);
     void declareAttributes(const Element &element, const Attributes &attributes);
     void declareInline(std::string_view style);
     Look lookNow(const Element &element) const;

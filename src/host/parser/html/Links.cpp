@@ -12,7 +12,7 @@ namespace Corvane::Html {
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
-constexpr std::size_t kMaxBaseBytes = 2048;
+constexpr std::size_t kMaxBaseBytes = 4096;
 constexpr ByteSet kPathEnds = byteSet("?#");
 
 bool s_isSame(std::string_view left, std::string_view lowerRight) {

@@ -5,10 +5,10 @@
 //
 // Threads: plain values.
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <vector>
 
 #include "host/parser/html/Declarations.h"
 #include "host/parser/html/Elements.h"
@@ -18,20 +18,14 @@ namespace Corvane::Html {
 
 // What selectors ask of an element; names by their hashes. Of many classes the first are known.
 struct ElementFacts {
-    static constexpr std::size_t kMaxClasses = 12;
+    static constexpr std::size_t kMaxClasses = 256;
 
     std::uint32_t name = 0;
-    std::uint32_t id = 0; // 0: none
-    std::size_t classCount = 0;
-    std::array<std::uint32_t, kMaxClasses> classes{};
+    std::uint32_t id = 0;               // 0: none
+    std::vector<std::uint32_t> classes; // each once
 
     bool hasClass(std::uint32_t hash) const {
-        for (std::size_t place = 0; place < classCount; ++place) {
-            if (classes[place] == hash) {
-                return true;
-            }
-        }
-        return false;
+        return std::find(classes.begin(), classes.end(), hash) != classes.end();
     }
 };
 

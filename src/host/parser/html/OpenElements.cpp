@@ -58,12 +58,14 @@ bool OpenElements::has(ElementId id) const {
 void OpenElements::fence() {
     floor_ = elements_.size();
     deeperOutside_ = std::exchange(deeper_, 0);
+    inDoubtOutside_ = std::exchange(inDoubtFrom_, 0);
 }
 
 void OpenElements::unfence() {
     resize(floor_);
     floor_ = 0;
     deeper_ = deeperOutside_;
+    inDoubtFrom_ = inDoubtOutside_;
 }
 
 void OpenElements::leaveForeign() {
@@ -81,16 +83,25 @@ const Look &OpenElements::lookBelow(std::size_t place, bool beforeTable) const {
 }
 
 const Look &OpenElements::textLook() const {
+    if (inDoubtFrom_ != 0) {
+        return outermost_;
+    }
     return lookBelow(elements_.size(), true);
 }
 
 const Look &OpenElements::parentLook(const Element &element) const {
+    if (inDoubtFrom_ != 0) {
+        return outermost_;
+    }
     return lookBelow(elements_.size(), !s_isTableContent(element));
 }
 
 void OpenElements::open(const OpenElement &element) {
     if (elements_.size() == kMaxOpenElements) {
         ++deeper_;
+        if (inDoubtFrom_ == 0 && !element.declared.isEmpty()) {
+            inDoubtFrom_ = deeper_;
+        }
         return;
     }
     push(element);
@@ -164,16 +175,20 @@ void OpenElements::closeFrom(std::size_t place, Reopen reopen) {
     const auto goesOn = [](const OpenPlace &one) {
         return one.element->is(Trait::kFormatting) && !one.open->declared.isEmpty();
     };
-    std::size_t end = place;
-    const auto inner = elements_.begin() + static_cast<std::ptrdiff_t>(place);
-    if (reopen == Reopen::Formatting) {
-        // To the front of what is closed, in the order in which it was opened.
-        for (auto one = inner + 1; one < elements_.end() && end - place < kMaxReopened; ++one) {
-            if (goesOn(*one)) {
-                std::rotate(elements_.begin() + static_cast<std::ptrdiff_t>(end), one, one + 1);
-                ++end;
-            }
+    std::vector<std::size_t> reopened; // the innermost, which outdo the others
+    for (std::size_t inner = elements_.size();
+         reopen == Reopen::Formatting && --inner > place && reopened.size() < kMaxReopened;) {
+        if (goesOn(elements_[inner])) {
+            reopened.push_back(inner);
         }
+    }
+    // To the front of what is closed, in the order in which they were opened.
+    std::size_t end = place;
+    const auto at = [this](std::size_t index) {
+        return elements_.begin() + static_cast<std::ptrdiff_t>(index);
+    };
+    for (auto one = reopened.rbegin(); one != reopened.rend(); ++one, ++end) {
+        std::rotate(at(end), at(*one), at(*one + 1));
     }
     resize(end);
     recomputeFrom(place);
@@ -330,6 +345,7 @@ bool OpenElements::closeInline(std::uint32_t name) {
 bool OpenElements::close(const Element &element, std::uint32_t name) {
     if (deeper_ > 0) {
         --deeper_;
+        inDoubtFrom_ = deeper_ < inDoubtFrom_ ? 0 : inDoubtFrom_;
         return true;
     }
     if (element.is(Trait::kFrame)) {

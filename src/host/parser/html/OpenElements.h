@@ -5,7 +5,8 @@
 // have on each other: paragraphs that end where blocks begin, cells that end with their row,
 // formatting that reopens behind the block it was left open in.
 //
-// It remembers kMaxOpenElements; what is deeper looks like the last of them.
+// It remembers kMaxOpenElements; what is deeper looks like the last of them, or is in doubt seen
+// where it has a style of its own.
 //
 // Threads: one thread at a time.
 
@@ -94,6 +95,10 @@ private:
     std::size_t floor_ = 0;         // elements below are out of reach
     std::size_t deeperOutside_ = 0; // deeper_ as it is below the fence
     std::size_t deeper_ = 0;        // elements that are open, but not remembered
+    // How deep the outermost of these is that has a style of its own, which nobody looks at: what
+    // is in it may be seen. 0: there is none.
+    std::size_t inDoubtFrom_ = 0;
+    std::size_t inDoubtOutside_ = 0;
     bool inQuirks_ = true;
     // Looks that may still be computed anew; a document that needs more is made to cost time.
     std::size_t recomputations_ = 65536;

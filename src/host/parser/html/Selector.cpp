@@ -150,8 +150,11 @@ Outcome SelectorReader::read(Selector &selector) {
         if (!separated || !combinator(selector)) {
             return Outcome::Invalid;
         }
-        neverMatches_ = neverMatches_ || selector.parts.size() >= kMaxParts;
-        selector.parts.resize(std::min(selector.parts.size(), kMaxParts));
+        if (selector.parts.size() == kMaxParts) {
+            // It may match less than without the outermost.
+            selector.parts.erase(selector.parts.begin());
+            selector.isDoubtful = true;
+        }
     }
     return Outcome::Invalid;
 }
@@ -179,6 +182,12 @@ bool s_isCompound(const Compound &compound, const ElementFacts &facts) {
                        [&facts](std::uint32_t hash) { return facts.hasClass(hash); });
 }
 
+// Units of work that comparing them takes at most.
+std::size_t s_workOf(const Compound &compound, const ElementFacts &facts) {
+    constexpr std::size_t kClassesPerUnit = 16;
+    return 1 + compound.classes.size() * facts.classes.size() / kClassesPerUnit;
+}
+
 // Whether the first count parts match elements of around, the last of them the last of those where
 // it has to be the parent.
 bool s_matchAround(const Selector &selector, std::size_t count, std::span<const OpenPlace> around,
@@ -188,8 +197,8 @@ bool s_matchAround(const Selector &selector, std::size_t count, std::span<const 
     }
     const Compound &compound = selector.parts[count - 1];
     while (!around.empty() && work > 0) {
-        --work;
         const ElementFacts &facts = around.back().open->facts;
+        work -= std::min(work, s_workOf(compound, facts));
         around = around.first(around.size() - 1);
         if (s_isCompound(compound, facts) && s_matchAround(selector, count - 1, around, work)) {
             return true;
@@ -225,7 +234,7 @@ bool matches(const Selector &selector, const ElementFacts &facts, std::span<cons
     if (work == 0) {
         return false;
     }
-    --work;
+    work -= std::min(work, s_workOf(selector.parts.back(), facts));
     return s_isCompound(selector.parts.back(), facts) &&
            s_matchAround(selector, selector.parts.size() - 1, around, work);
 }

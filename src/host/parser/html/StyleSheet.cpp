@@ -66,7 +66,8 @@ std::optional<Declaration> s_inDoubt(Declaration declaration) {
 
 } // namespace
 
-StyleSheet::StyleSheet(std::function<void(std::string_view)> onUri) : onUri_(std::move(onUri)) {}
+StyleSheet::StyleSheet(std::size_t maxSelectors, std::function<void(std::string_view)> onUri)
+    : maxSelectors_(maxSelectors), onUri_(std::move(onUri)) {}
 
 void StyleSheet::begin(StyleUse use) {
     use_ = use;
@@ -231,8 +232,9 @@ void StyleSheet::endPiece() {
 void StyleSheet::openBlock() {
     if (openBlocks_++ == 0) {
         const std::string_view prelude = s_withoutCommentMarks(piece_);
-        inRule_ = use_ == StyleUse::Applied && !isCut_ && !prelude.empty() &&
-                  prelude.front() != '@' && selectors_.size() < kMaxSelectors;
+        const bool isRule = use_ == StyleUse::Applied && !prelude.empty() && prelude.front() != '@';
+        inRule_ = isRule && !isCut_ && selectors_.size() < maxSelectors_;
+        hasGivenUp_ = hasGivenUp_ || inRule_ != isRule;
         prelude_.assign(inRule_ ? prelude : std::string_view());
         declarations_.clear();
     }
@@ -263,9 +265,23 @@ void StyleSheet::endStatement() {
 }
 
 void StyleSheet::declareInRule() {
-    if (inRule_ && openBlocks_ == 1 && !isCut_) {
-        Html::declare(piece_, declarations_);
+    if (inRule_ && openBlocks_ == 1) {
+        isCut_ ? declareCut() : Html::declare(piece_, declarations_);
     }
+}
+
+// Pictures in sheets are long, and what is drawn on them is seen. What else is as long is made up.
+void StyleSheet::declareCut() {
+    constexpr std::string_view kBackground = "background";
+    const std::string_view piece(piece_);
+    const std::string name = cssLower(cssTrimmed(piece.substr(0, piece.find(':'))));
+    if (name.compare(0, kBackground.size(), kBackground) == 0) {
+        declarations_.push_back({Property::BackgroundImage, {Keyword::Other, {}}, false});
+        return;
+    }
+    std::vector<Declaration> any;
+    Html::declare(name + ":inherit", any);
+    hasGivenUp_ = hasGivenUp_ || !any.empty();
 }
 
 void StyleSheet::endRule() {
@@ -310,8 +326,8 @@ void StyleSheet::declare(const ElementFacts &facts, std::span<const OpenPlace> a
     };
     take(s_key(BucketKind::Any, 0));
     take(s_key(BucketKind::Name, facts.name));
-    for (std::size_t place = 0; place < facts.classCount; ++place) {
-        take(s_key(BucketKind::Class, facts.classes[place]));
+    for (const std::uint32_t hash : facts.classes) {
+        take(s_key(BucketKind::Class, hash));
     }
     if (facts.id != 0) {
         take(s_key(BucketKind::Id, facts.id));
@@ -325,6 +341,7 @@ void StyleSheet::apply(std::size_t first, const ElementFacts &facts,
     constexpr unsigned int kOrderBits = 24;
     for (std::size_t place = first; place != kNone; place = selectors_[place].next) {
         if (work_ == 0) {
+            hasGivenUp_ = true;
             return;
         }
         const Rule &rule = selectors_[place];

@@ -3,7 +3,7 @@
 
 // The style sheets that a document brings along.
 //
-//     StyleSheet sheet([](std::string_view uri) { ... });
+//     StyleSheet sheet(kMaxStyleRules, [](std::string_view uri) { ... });
 //     sheet.begin(StyleUse::Applied);
 //     sheet.feed(".preheader { display: no");
 //     sheet.feed("ne }");
@@ -32,15 +32,12 @@
 
 namespace Corvane::Html {
 
-// Most selectors that are kept; further ones are without effect.
-constexpr std::size_t kMaxSelectors = 16384;
-
 // Longest piece of a sheet that is looked at as a whole, such as a declaration, in bytes; the rest
 // of it is passed over.
 constexpr std::size_t kMaxCssPieceBytes = 16U << 10U;
 
 // Comparisons of selectors with elements: so many, and more for each byte of HTML. When they are
-// used up, sheets are without effect.
+// used up, the sheets are given up.
 constexpr std::size_t kSelectorWork = 1U << 18U;
 constexpr std::size_t kSelectorWorkPerByte = 1;
 
@@ -54,8 +51,8 @@ constexpr std::uint64_t kImportantPriority = std::uint64_t{1} << 63U;
 
 class StyleSheet {
 public:
-    // onUri is called for each URI in a sheet.
-    explicit StyleSheet(std::function<void(std::string_view)> onUri);
+    // Keeps maxSelectors; with more the sheets are given up. onUri is called for each URI in a sheet.
+    StyleSheet(std::size_t maxSelectors, std::function<void(std::string_view)> onUri);
 
     void begin(StyleUse use);
     void feed(std::string_view css);
@@ -65,6 +62,10 @@ public:
     void allow(std::size_t bytes) { work_ += bytes * kSelectorWorkPerByte; }
 
     bool isEmpty() const { return selectors_.empty(); }
+
+    // Once something was too much that a rule may depend on, nobody can tell any more what is hidden.
+    void giveUp() { hasGivenUp_ = true; }
+    bool hasGivenUp() const { return hasGivenUp_; }
 
     // Adds what the rules for an element declare.
     void declare(const ElementFacts &facts, std::span<const OpenPlace> around,
@@ -109,10 +110,12 @@ private:
     void endStatement();
     void endPiece();
     void declareInRule();
+    void declareCut();
     void endRule();
     void apply(std::size_t first, const ElementFacts &facts, std::span<const OpenPlace> around,
                Declarations &declared);
 
+    std::size_t maxSelectors_;
     std::function<void(std::string_view)> onUri_;
     StyleUse use_ = StyleUse::Ignored;
     State state_ = State::Text;
@@ -130,6 +133,7 @@ private:
     std::unordered_map<std::uint64_t, Bucket, KeyedHash> buckets_;
     std::bitset<kFilterBits> mayKnow_; // by the low bits of the keys: most are of no rule
     std::size_t work_ = kSelectorWork;
+    bool hasGivenUp_ = false;
 };
 
 } // namespace Corvane::Html

@@ -33,6 +33,25 @@ std::string filler(const std::string &word) {
     return "<p>" + text + "</p>";
 }
 
+std::string repeated(unsigned int count, const std::string &piece) {
+    std::string text;
+    for (unsigned int i = 0; i < count; ++i) {
+        text += piece;
+    }
+    return text;
+}
+
+std::string classes(unsigned int count) {
+    std::string names;
+    for (unsigned int i = 0; i < count; ++i) {
+        names += 'c' + std::to_string(i) + ' ';
+    }
+    return names;
+}
+
+const std::string kShowing = ".show{display:block!important}</style>";
+const std::string kShown = "<div class=show style='display:none'>kettle</div>";
+
 struct Row {
     const char *name;
     std::string html; // around the word "kettle"
@@ -127,6 +146,23 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"laterStyle", "<div class=a>kettle</div><style>.a{display:none}</style>"},
         Row{"doubtfulRuleShows", "<style>.a{display:none}.a[x]{display:block}</style>"
                                  "<div class=a>kettle</div>"},
+        Row{"manyClasses", "<style>" + kShowing + "<div class='" + classes(40) +
+                               "show' style='display:none'>kettle</div>"},
+        Row{"tooManyClasses", "<style>" + kShowing + "<div class='" + classes(300) +
+                                  "show' style='display:none'>kettle</div>"},
+        Row{"behindTooManyRules",
+            "<style>" + repeated(kMaxStyleRules, ".a{opacity:0}") + kShowing + kShown},
+        Row{"behindTooMuchWork", "<style>" + repeated(3000, "i i .a{opacity:0}") + kShowing +
+                                     repeated(300, "<i class=a>") + kShown},
+        Row{"behindLongRule", "<style>" + repeated(6000, "i,b") + ',' + kShowing + kShown},
+        Row{"deepRule", "<style>" + repeated(40, "b ") + kShowing + repeated(40, "<b>") + kShown},
+        Row{"longPicture", "<style>.a{color:#fff;background:url(data:image/png;base64," +
+                               repeated(20000, "A") +
+                               ")}</style><div style='background:#fff'><p class=a>kettle</div>"},
+        Row{"formattingThatShowsReopens", "<p>" + repeated(9, "<i style='visibility:hidden'>") +
+                                              "<b style='visibility:visible'>x</p>kettle"},
+        Row{"shownDeepInside", "<p style='visibility:hidden'>" + repeated(300, "<span>") +
+                                   "<b style='visibility:visible'>kettle</b>"},
         Row{"ruleOfConditionalComment", "<!--[if mso]><style>.a{display:none}</style><![endif]-->"
                                         "<div class=a>kettle</div>"},
         Row{"elementOfConditionalComment",
