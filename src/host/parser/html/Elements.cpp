@@ -122,7 +122,7 @@ constexpr Element kElements[] = {
     {"tfoot", kListed, kRowGroupTag},
     {"th", ElementId::Td, kCellTag},
     {"thead", kListed, kRowGroupTag},
-    {"title", kListed, kBlock | kSpecial, TextKind::Rcdata},
+    {"title", ElementId::Title, kBlock | kSpecial, TextKind::Rcdata},
     {"tr", ElementId::Tr, kBlock | kSpecial | kTablePart},
     {"track", kListed, kVoidTag},
     {"tt", kListed, kFormattingTag},

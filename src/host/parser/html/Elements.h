@@ -62,6 +62,7 @@ enum class ElementId : std::uint8_t {
     Td,
     Template,
     Textarea,
+    Title,
     Tr,
     Xml
 };

@@ -102,17 +102,32 @@ void HtmlReader::characters(std::string_view text) {
     if (content_ == Content::Script || inData_) {
         return;
     }
+    if (content_ == Content::Title) {
+        takeTitle(text);
+        return;
+    }
     const Look &look = open_.textLook();
     takeText(sightOf(look), text, look.isPreserved);
 }
 
-void HtmlReader::takeText(Sight sight, std::string_view text, bool keepLines) {
+// As much of the text as is left of the limit on texts.
+std::string_view HtmlReader::withinLimit(std::string_view text) {
     if (text.size() > textBytesLeft_) {
         hits_.insert(MailLimit::HtmlBytes);
         text = s_wholeCharacters(text.substr(0, textBytesLeft_));
         textBytesLeft_ = text.size();
     }
     textBytesLeft_ -= text.size();
+    return text;
+}
+
+void HtmlReader::takeTitle(std::string_view text) {
+    const std::size_t most = limits_.value(MailLimit::TextBytes);
+    title_.append(withinLimit(text).substr(0, most - std::min(most, title_.size())));
+}
+
+void HtmlReader::takeText(Sight sight, std::string_view text, bool keepLines) {
+    text = withinLimit(text);
     if (hasPendingLink_ && sight == Sight::Seen && !s_isBlankText(text)) {
         settleLink(UriSight::Shown);
     }
@@ -153,14 +168,24 @@ void HtmlReader::startTag(const Tag &tag) {
     tokenizer().inForeignContent(open_.isForeign());
 }
 
-// Scripts and style sheets hold no text of the document.
+// Scripts and style sheets hold no text of the document. Its title stands above a window, where one
+// is; no mail program shows it with the text.
 bool HtmlReader::beginContent(const Element &element, const Attributes &attributes) {
-    if (element.id != ElementId::Script && element.id != ElementId::Style) {
+    switch (element.id) {
+    case ElementId::Script:
+        content_ = Content::Script;
+        break;
+    case ElementId::Style:
+        content_ = Content::Style;
+        break;
+    case ElementId::Title:
+        content_ = Content::Title;
+        break;
+    default:
         return false;
     }
     tokenizer().readAs(element.text);
     takeLinks(element, attributes, Sight::Seen);
-    content_ = element.id == ElementId::Script ? Content::Script : Content::Style;
     if (content_ == Content::Style) {
         const std::string type = cssLower(cssTrimmed(attributes[AttributeId::Type]));
         const bool isCss = type.empty() || type == "text/css";
@@ -173,6 +198,9 @@ bool HtmlReader::beginContent(const Element &element, const Attributes &attribut
 void HtmlReader::endContent() {
     if (content_ == Content::Style) {
         sheet_.end();
+    } else if (content_ == Content::Title) {
+        text_.aside(title_);
+        title_.clear();
     }
     content_ = Content::Text;
 }

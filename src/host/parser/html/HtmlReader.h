@@ -46,7 +46,7 @@ public:
 
 private:
     // What the text at hand is.
-    enum class Content { Text, Script, Style };
+    enum class Content { Text, Script, Style, Title };
 
     // What the comment at hand is: those that begin with a condition hold HTML for some programs.
     enum class CommentKind { Undecided, Plain, Conditional };
@@ -61,6 +61,8 @@ private:
 
     bool beginContent(const Element &element, const Attributes &attributes);
     void endContent();
+    void takeTitle(std::string_view text);
+    std::string_view withinLimit(std::string_view text);
     void takeText(Sight sight, std::string_view text, bool keepLines);
     void startElement(const Tag &tag, std::uint32_t name, const Element &element,
                       const Attributes &attributes);
@@ -92,6 +94,7 @@ private:
     Content content_ = Content::Text;
     CommentKind commentKind_ = CommentKind::Undecided;
     std::string commentStart_;
+    std::string title_;
     std::string pendingLink_; // of an anchor in which nothing has been shown yet
     bool hasPendingLink_ = false;
     bool conditionalIsHidden_ = false;

@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
         HtmlRow{"nulBytes", std::string("<b\0>a\0b</b\0>c", 13), "abc"},
         HtmlRow{"unclosed", "<p>a<b>b<i title='c", "ab"},
         HtmlRow{"titleAndHead", "<html><head><title>T</title></head><body>B</body></html>C",
-                "T\nB\nC"},
+                "B\nC\nT"},
         HtmlRow{"strayEndTags", "</x>a</html>b</body></html>c<p>d</p></body></html>e</p></html>f",
                 "a\nb\nc\nd\ne\nf"},
         HtmlRow{"secondDocument",
