@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/parser/Text.h"
+#include "host/parser/Utf8.h"
 #include "host/parser/html/CharacterClasses.h"
 #include "host/parser/html/ReplacementText.h"
 
@@ -293,7 +294,10 @@ void Tokenizer::emitTag() {
     tag_.selfClosing = selfClosing_;
     tag_.attributes.clear();
     for (const Kept &one : kept_) {
-        const std::string_view value(bytes_.data() + one.start, one.length);
+        std::string_view value(bytes_.data() + one.start, one.length);
+        if (one.isCut) {
+            value = value.substr(0, utf8WholeLength(value.data(), value.size()));
+        }
         tag_.attributes.push_back({one.id, value, one.isCut});
     }
     if (isEndTag_) {

@@ -185,6 +185,11 @@ TEST(HtmlReaderText, HiddenLinksLeaveRoomForShownOnes) {
     EXPECT_EQ(result.hits, MailLimitSet{MailLimit::Uris});
 }
 
+TEST(HtmlReaderText, CutsValuesBetweenCharacters) {
+    constexpr unsigned int kLimit = 5;
+    EXPECT_EQ(render("<img alt='\u4E2D\u4E2D'>", kLimit).text, "\u4E2D\n");
+}
+
 TEST(HtmlReaderText, CutsLongValue) {
     constexpr unsigned int kLimit = 64;
     for (const unsigned int length : {kLimit - 1, kLimit, kLimit + 1, 5 * kLimit}) {
