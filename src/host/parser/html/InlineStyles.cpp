@@ -27,6 +27,7 @@ const std::vector<Declaration> &InlineStyles::declarationsOf(std::string_view st
         s_read(style, declarations_);
         return declarations_;
     }
+    known_.resize(kSlots);
     // An empty slot knows the empty style, which declares nothing.
     Known &known = known_[std::hash<std::string_view>()(style) % kSlots];
     if (known.style != style) {

@@ -6,7 +6,6 @@
 //
 // Threads: one thread at a time.
 
-#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -29,7 +28,8 @@ private:
     static constexpr std::size_t kSlots = 128;
     static constexpr std::size_t kMaxKnownBytes = 1024;
 
-    std::array<Known, kSlots> known_;
+    // Empty until the first style: a message may have as many short parts as it likes.
+    std::vector<Known> known_;
     std::vector<Declaration> declarations_; // of a style that is too long to be remembered
 };
 
