@@ -7,11 +7,11 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
-#include "corvane/RuleSet.h"
-#include "corvane/Verdict.h"
+#include "report/ScanReply.h"
 
 namespace Corvane::Cli {
 
@@ -22,12 +22,12 @@ struct MessageResult {
     std::size_t index = 0;
     std::string failure;
 
-    corvane::Verdict verdict;
-    float millis = 0.0F;
+    Reporting::ShownVerdict verdict;
+    // Those that gave it, where they may be others than the report's: a daemon may replace its
+    // rules between two messages.
+    std::optional<Reporting::ShownRuleSet> rules;
 
-    // Whether the scan ended before the verdict was decided: what it left might have taken the
-    // total above the threshold.
-    bool isUndecided() const;
+    bool isUndecided() const { return failure.empty() && verdict.isUndecided(); }
 };
 
 struct Totals {
@@ -41,7 +41,7 @@ struct Totals {
 
 // What a report tells besides the results.
 struct ReportContext {
-    corvane::RuleSet rules;
+    Reporting::ShownRuleSet rules;
     float threshold = 0.0F;
     // Names the rules whose tries were given up.
     bool verbose = false;

@@ -3,12 +3,14 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <limits>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include <unistd.h>
 
@@ -16,6 +18,7 @@
 #include "Failure.h"
 #include "MessageSource.h"
 #include "Progress.h"
+#include "RemoteRules.h"
 #include "Report.h"
 #include "RuleLoad.h"
 #include "WorkerPool.h"
@@ -41,7 +44,7 @@ private:
 // Shows verdicts as they come and counts them.
 class Results {
 public:
-    Results(const ScanArguments &arguments, const corvane::RuleSet &rules, std::ostream &out,
+    Results(const ScanArguments &arguments, const Reporting::ShownRuleSet &rules, std::ostream &out,
             std::ostream &err)
         : out_(out), err_(err), report_(s_report(arguments, rules, out)),
           progress_(err, s_progress(arguments)) {}
@@ -49,7 +52,7 @@ public:
     void take(const MessageResult &result) {
         if (result.failure.empty()) {
             ++totals_.scanned;
-            totals_.over += result.verdict.over() ? 1U : 0U;
+            totals_.over += result.verdict.over ? 1U : 0U;
         } else {
             ++totals_.failed;
             complain(result.failure);
@@ -93,7 +96,8 @@ private:
     }
 
     static std::unique_ptr<Report> s_report(const ScanArguments &arguments,
-                                            const corvane::RuleSet &rules, std::ostream &out) {
+                                            const Reporting::ShownRuleSet &rules,
+                                            std::ostream &out) {
         const char *noColor = std::getenv("NO_COLOR");
         const bool refused = noColor != nullptr && *noColor != '\0';
         ReportContext context{rules, arguments.scan.threshold, arguments.verbose,
@@ -142,31 +146,29 @@ corvane::ScanOptions s_options(const ScanArguments &arguments) {
     return options;
 }
 
-// Any number of threads may scan with the same set and options. Nothing is thrown.
-MessageResult s_scan(const corvane::RuleSet &rules, const corvane::ScanOptions &options,
-                     const RawMessage &message) {
-    MessageResult result{message.file, message.index, message.failure, {}, 0.0F};
+// Scans one message; called by several threads at once.
+using ScanOne = std::function<void(const std::string &bytes, MessageResult &result)>;
+
+// Nothing is thrown.
+MessageResult s_scan(const ScanOne &scanOne, const RawMessage &message) {
+    MessageResult result{message.file, message.index, message.failure, {}, {}};
     if (!result.failure.empty()) {
         return result;
     }
     const std::string failed =
         "cannot scan '" + MessageSource::label(message.file, message.index) + "': ";
     try {
-        result.verdict = rules.scan(message.bytes, options);
+        scanOne(message.bytes, result);
     } catch (const std::bad_alloc &) {
         result.failure = failed + kOutOfMemory;
     } catch (const std::exception &failure) {
         result.failure = failed + failure.what();
     }
-    result.millis = std::chrono::duration<float, std::milli>(result.verdict.readingTime() +
-                                                             result.verdict.scanningTime())
-                        .count();
     return result;
 }
 
-void s_scanAll(const corvane::RuleSet &rules, const ScanArguments &arguments,
-               const corvane::ScanOptions &options, Results &results) {
-    MessageSource source(arguments.messages, arguments.include, options.limits.messageBytes);
+void s_scanAll(const ScanOne &scanOne, const ScanArguments &arguments, Results &results) {
+    MessageSource source(arguments.messages, arguments.include, arguments.scan.limits.messageBytes);
     WorkerPool pool(arguments.workers);
     while (!results.isBroken()) {
         // Shared, so that a task and its copies hold one message.
@@ -174,9 +176,8 @@ void s_scanAll(const corvane::RuleSet &rules, const ScanArguments &arguments,
         if (!message->has_value()) {
             break;
         }
-        const auto task = [&rules, &options, &results, message]() -> WorkerPool::Finish {
-            const auto result =
-                std::make_shared<const MessageResult>(s_scan(rules, options, **message));
+        const auto task = [&scanOne, &results, message]() -> WorkerPool::Finish {
+            const auto result = std::make_shared<const MessageResult>(s_scan(scanOne, **message));
             return [&results, result] { results.take(*result); };
         };
         pool.submit(task, (*message)->bytes.size());
@@ -251,6 +252,12 @@ void s_addRuleOptions(CLI::App &scan, ScanArguments &arguments) {
                          "Instead: a set that corvane-milter has saved, by its generation or what "
                          "that begins with")
             ->type_name("ID");
+    CLI::Option *via =
+        source
+            ->add_option("--via", arguments.via,
+                         "Instead: those that a running corvane-milter has loaded, by its control "
+                         "socket; its budget counts then")
+            ->type_name("SOCKET");
     source->require_option(1);
     scan.add_option("--sets", arguments.sets, "Where such sets are")
         ->needs(set)
@@ -274,6 +281,7 @@ void s_addRuleOptions(CLI::App &scan, ScanArguments &arguments) {
                     "Processor time that the scan of one message may take; 0 is any")
         ->capture_default_str()
         ->check(s_refuseBudget, "")
+        ->excludes(via)
         ->type_name("SECONDS");
 }
 
@@ -295,28 +303,57 @@ void s_addMessageOptions(CLI::App &scan, ScanArguments &arguments) {
         ->type_name("");
 }
 
+int s_finish(const ScanArguments &arguments, const corvane::RuleCounts &counts, Results &results) {
+    results.finish();
+    if (results.error() != 0) {
+        refuse("cannot write the results: " + systemReason(results.error()));
+    }
+    if (arguments.strict && counts.refused > 0) {
+        refuse("rules were refused, which is a failure with --strict: " +
+               std::to_string(counts.refused));
+    }
+    return s_exitStatus(results.totals());
+}
+
+int s_runVia(const ScanArguments &arguments, std::ostream &out, std::ostream &err) {
+    if (arguments.verbose) {
+        refuse("--verbose shows what is tried here, and --via tries it elsewhere; leave one out");
+    }
+    const RemoteRules remote(arguments.via, s_options(arguments));
+    const Reporting::ShownRuleSet rules = remote.ruleSet();
+    Results results(arguments, rules, out, err);
+    s_scanAll(
+        [&remote](const std::string &bytes, MessageResult &result) {
+            Reporting::ScanReply reply = remote.scan(bytes);
+            result.verdict = std::move(reply.verdict);
+            result.rules = std::move(reply.rules);
+        },
+        arguments, results);
+    return s_finish(arguments, rules.counts, results);
+}
+
 int s_run(const ScanArguments &arguments, std::ostream &out, std::ostream &err) {
+    if (!arguments.via.empty()) {
+        return s_runVia(arguments, out, err);
+    }
     const corvane::ScanOptions options = s_options(arguments);
     const corvane::RuleSet rules = arguments.set.empty()
                                        ? loadRules(arguments.rules, err)
                                        : loadSavedRules(arguments.sets, arguments.set);
     showProblems(rules, err,
                  arguments.verbose ? std::numeric_limits<std::size_t>::max() : kMostProblems);
-    Results results(arguments, rules, out, err);
+    Results results(arguments, Reporting::shown(rules), out, err);
     {
         const auto redirection =
             arguments.verbose ? std::make_unique<TraceToStandardError>() : nullptr;
-        s_scanAll(rules, arguments, options, results);
+        s_scanAll(
+            [&](const std::string &bytes, MessageResult &result) {
+                result.verdict =
+                    Reporting::shown(rules.scan(bytes, options), arguments.scan.threshold);
+            },
+            arguments, results);
     }
-    results.finish();
-    if (results.error() != 0) {
-        refuse("cannot write the results: " + systemReason(results.error()));
-    }
-    if (arguments.strict && rules.counts().refused > 0) {
-        refuse("rules were refused, which is a failure with --strict: " +
-               std::to_string(rules.counts().refused));
-    }
-    return s_exitStatus(results.totals());
+    return s_finish(arguments, rules.counts(), results);
 }
 
 } // namespace

@@ -23,6 +23,8 @@ struct ScanArguments {
     // Instead of them: a set that the daemon has saved, by the beginning of its generation.
     std::string set;
     std::string sets = "/var/lib/corvane/sets";
+    // Or the control socket of a daemon, whose rules are taken.
+    std::string via;
     std::vector<std::string> messages;
     std::vector<std::string> include;
     // Missing where the option was not given.

@@ -28,28 +28,27 @@ public:
         if (!result.failure.empty()) {
             return;
         }
-        const corvane::Verdict &verdict = result.verdict;
-        out_ << std::setw(kScoreWidth) << Reporting::shownTotal(verdict, context_.threshold)
-             << "  ";
+        const Reporting::ShownVerdict &verdict = result.verdict;
+        out_ << std::setw(kScoreWidth) << verdict.score << "  ";
         mark(result);
         out_ << "  " << Logger::printable(MessageSource::label(result.file, result.index));
-        if (verdict.language() != "DEFAULT") {
-            out_ << "  (" << verdict.language() << ')';
+        if (verdict.language != "DEFAULT") {
+            out_ << "  (" << verdict.language << ')';
         }
         out_ << '\n';
-        for (const corvane::Hit &hit : verdict.hits()) {
+        for (const Reporting::ShownHit &hit : verdict.hits) {
             out_ << std::setw(2 * kScoreWidth) << hit.score << "  " << std::left
-                 << std::setw(kScoreWidth) << corvane::kindName(hit.kind) << std::right
-                 << Logger::printable(hit.name) << '\n';
+                 << std::setw(kScoreWidth) << hit.kind << std::right << Logger::printable(hit.name)
+                 << '\n';
         }
-        for (const std::string_view limit : verdict.limits()) {
+        for (const std::string &limit : verdict.limits) {
             note("cut at") << limit << '\n';
         }
         givenUp(verdict);
     }
 
     void summary(const Totals &totals) override {
-        const corvane::RuleCounts &counts = context_.rules.counts();
+        const corvane::RuleCounts &counts = context_.rules.counts;
         out_ << counts.loaded << (counts.loaded == 1 ? " rule" : " rules") << " loaded, "
              << counts.refused + counts.duplicates << " left out\n";
         if (totals.all() == 1) {
@@ -69,21 +68,21 @@ private:
         return out_ << std::setw(2 * kScoreWidth) << word << "  ";
     }
 
-    void givenUp(const corvane::Verdict &verdict) {
-        if (verdict.stepLimited() == 0) {
+    void givenUp(const Reporting::ShownVerdict &verdict) {
+        if (verdict.stepLimited == 0) {
             return;
         }
-        note("gave up") << verdict.stepLimited()
-                        << (verdict.stepLimited() == 1 ? " try of a rule\n" : " tries of rules\n");
+        note("gave up") << verdict.stepLimited
+                        << (verdict.stepLimited == 1 ? " try of a rule\n" : " tries of rules\n");
         if (context_.verbose) {
-            for (const std::string &name : verdict.stepLimitedRules()) {
+            for (const std::string &name : verdict.stepLimitedRules) {
                 note("gave up") << Logger::printable(name) << '\n';
             }
         }
     }
 
     void mark(const MessageResult &result) {
-        const bool isOver = result.verdict.over();
+        const bool isOver = result.verdict.over;
         const char *word = isOver ? "OVER" : result.isUndecided() ? "?   " : "ok  ";
         const char *colour = isOver ? kRed : result.isUndecided() ? kYellow : kGreen;
         if (context_.coloured) {

@@ -51,6 +51,7 @@ if(CORVANE_BUILD_DAEMON)
   configure_file(${PROJECT_SOURCE_DIR}/packaging/systemd/corvane-milter.service
     ${PROJECT_BINARY_DIR}/corvane-milter.service @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/corvane-milter.service DESTINATION lib/systemd/system)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/packaging/monitoring DESTINATION ${CMAKE_INSTALL_DATADIR}/corvane)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/sysusers/corvane.conf DESTINATION lib/sysusers.d)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/tmpfiles/corvane-milter.conf DESTINATION lib/tmpfiles.d)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/man/corvane-milter.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)

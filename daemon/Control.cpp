@@ -1,6 +1,7 @@
 #include "Control.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
@@ -15,6 +16,7 @@
 #include "Sockets.h"
 #include "Text.h"
 #include "corvane/Engine.h"
+#include "report/ScanReply.h"
 
 namespace Corvane::Milter {
 
@@ -25,6 +27,8 @@ using Json = nlohmann::ordered_json;
 constexpr int kUnavailable = 503;
 constexpr int kConflict = 409;
 constexpr int kBadRequest = 400;
+constexpr int kTooLarge = 413;
+constexpr std::size_t kMostQueryBytes = 65536;
 
 void s_answer(httplib::Response &response, const Json &json) {
     response.set_content(json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n',
@@ -101,6 +105,69 @@ void s_setLevel(Log &log, const httplib::Request &request, httplib::Response &re
                                          : Json{{"reason", "no level; name error, info or debug"}});
 }
 
+// What the query says in place of the configuration; nothing where it makes no sense.
+std::optional<corvane::ScanOptions> s_scanOptions(const Config &config,
+                                                  const httplib::Request &request) {
+    constexpr unsigned int kMostPercent = 100;
+    corvane::ScanOptions options = config.scanOptions();
+    try {
+        if (request.has_param("threshold")) {
+            options.threshold = std::stof(request.get_param_value("threshold"));
+        }
+        if (request.has_param("percent")) {
+            const unsigned long percent = std::stoul(request.get_param_value("percent"));
+            if (percent > kMostPercent) {
+                return {};
+            }
+            options.percent = static_cast<unsigned int>(percent);
+        }
+    } catch (const std::logic_error &) {
+        return {};
+    }
+    if (request.has_param("stop")) {
+        options.stop = request.get_param_value("stop") == "1";
+    }
+    if (request.has_param("sender")) {
+        options.sender = request.get_param_value("sender");
+    }
+    return std::isfinite(options.threshold) ? std::optional(options) : std::nullopt;
+}
+
+void s_fail(httplib::Response &response, int status, const std::string &reason) {
+    response.status = status;
+    s_answer(response, Json{{"reason", escaped(reason, Charset::Utf8)}});
+}
+
+// As a message of a mail server is scanned, but that nothing counts it and nothing comes of it.
+void s_scan(Shared &shared, const httplib::Request &request, httplib::Response &response) {
+    constexpr int kInternal = 500;
+    const SetupRef setup = shared.live.current();
+    const auto options = s_scanOptions(setup->config, request);
+    if (!options.has_value()) {
+        s_fail(response, kBadRequest,
+               "threshold takes a number, percent one from 0 to 100, stop 0 or 1");
+        return;
+    }
+    if (request.body.size() > std::size_t{options->limits.messageBytes} + 1) {
+        s_fail(response, kTooLarge, "the message is larger than limits.message_bytes");
+        return;
+    }
+    const Slots::Taken slot = shared.slots.take(setup->config.bounds.wait);
+    if (!slot) {
+        s_fail(response, kUnavailable, "no scan could begin in time; try again");
+        return;
+    }
+    try {
+        const corvane::Verdict verdict = setup->rules.scan(request.body, *options);
+        response.set_content(Reporting::jsonOf(Reporting::shown(verdict, options->threshold),
+                                               Reporting::shown(setup->rules), {}) +
+                                 '\n',
+                             "application/json");
+    } catch (const std::exception &failure) {
+        s_fail(response, kInternal, failure.what());
+    }
+}
+
 void s_addReading(httplib::Server &server, Shared &shared) {
     server.Get("/metrics", [&shared](const httplib::Request &, httplib::Response &response) {
         response.set_content(shared.metrics.text({shared.sessions, shared.messages}),
@@ -118,6 +185,14 @@ void s_addSteering(httplib::Server &server, const Control::Steered &steered) {
     auto &[shared, reloader, handover, log] = steered;
     server.Get("/v1/status", [&](const httplib::Request &, httplib::Response &response) {
         s_answer(response, s_status(shared, log));
+    });
+    server.Get("/v1/ruleset", [&](const httplib::Request &, httplib::Response &response) {
+        response.set_content(Reporting::jsonOf(Reporting::shown(shared.live.current()->rules)) +
+                                 '\n',
+                             "application/json");
+    });
+    server.Post("/v1/scan", [&](const httplib::Request &request, httplib::Response &response) {
+        s_scan(shared, request, response);
     });
     server.Post("/v1/reload", [&](const httplib::Request &, httplib::Response &response) {
         s_reload(reloader, response);
@@ -141,11 +216,10 @@ void s_addSteering(httplib::Server &server, const Control::Steered &steered) {
 } // namespace
 
 struct Control::Server {
-    Server() {
+    explicit Server(std::size_t mostBodyBytes) {
         constexpr std::size_t kThreads = 4;
-        constexpr std::size_t kMostBodyBytes = 65536;
         server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-        server.set_payload_max_length(kMostBodyBytes);
+        server.set_payload_max_length(mostBodyBytes);
     }
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
@@ -213,14 +287,17 @@ struct Control::Server {
 Control::Control(const Steered &steered, const ControlConfig &config, Place place) {
     Shared &shared = steered.shared;
     if (!config.path.empty()) {
-        local_ = std::make_unique<Server>();
+        // A reload may raise the limit; what is too long then is said so as well.
+        const std::size_t messageBytes =
+            shared.live.current()->config.scanOptions().limits.messageBytes;
+        local_ = std::make_unique<Server>(messageBytes + kMostQueryBytes);
         s_addReading(local_->server, shared);
         s_addSteering(local_->server, steered);
         local_->bindPath(config.path, place);
         local_->serve();
     }
     if (!config.host.empty()) {
-        tcp_ = std::make_unique<Server>();
+        tcp_ = std::make_unique<Server>(kMostQueryBytes);
         s_addReading(tcp_->server, shared);
         if (!tcp_->server.bind_to_port(config.host, static_cast<int>(config.port))) {
             throw std::runtime_error("cannot listen on '" + config.host + ':' +

@@ -7,6 +7,10 @@
 //     GET  /v1/status              what it runs with, as JSON
 //     GET  /v1/health              200, or 503 where it drains or stops
 //     GET  /metrics                as Prometheus takes them
+//     GET  /v1/ruleset             the rules in place, as a scan's answer tells of them
+//     POST /v1/scan?sender=&threshold=&percent=&stop=
+//                                  scores the message that is posted, as corvane scan --json does;
+//                                  what is left out is the configuration's
 //     POST /v1/reload              200, or 409 with the reason where the old rules stay
 //     POST /v1/restart             200 once another process has taken over, or 409 with the reason
 //     POST /v1/drain, /v1/resume   have proxies send nobody any more, and send them again

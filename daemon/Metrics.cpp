@@ -102,7 +102,12 @@ struct Metrics::Families {
     Gauge *current = nullptr;
 };
 
-Metrics::Metrics() : families_(std::make_unique<Families>()) {}
+Metrics::Metrics() : families_(std::make_unique<Families>()) {
+    // A count that appears as 1 has not increased for who asks by how much: begin at 0.
+    for (const char *result : {"replaced", "failed", "empty", "memory"}) {
+        families_->reloads.Add({{"result", result}});
+    }
+}
 
 Metrics::~Metrics() = default;
 

@@ -144,7 +144,7 @@ def outside_fault(path, name):
     box = box_of(path)
     owners = [owner for start, owner in THIRD_PARTY.items() if name.startswith(start)]
     if owners and owners[0] != box and not (
-        name.startswith(("nlohmann/", "httplib.h")) and box in PROGRAMS
+        name.startswith(("nlohmann/", "httplib.h")) and box in (*PROGRAMS, "report")
     ):
         return f"belongs to '{owners[0]}'; wrap what is needed there"
     if owners and path.endswith(".h") and box not in PROGRAMS:

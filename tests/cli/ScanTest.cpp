@@ -474,7 +474,7 @@ const BadInput kBadInputs[] = {
     {"VerboseWithThreads",
      {"--rules", "$/rules", "--verbose", "-j", "2", "$/good.eml"},
      {"--verbose", "-j"}},
-    {"NoRules", {"$"}, {"1 option from [--rules,--set] is required", "--help"}},
+    {"NoRules", {"$"}, {"1 option from [--rules,--set,--via] is required", "--help"}},
     {"RulesAndSet", {"--rules", "$/rules", "--set", "0", "$"}, {"2 were given"}},
     {"SetsWithoutSet", {"--rules", "$/rules", "--sets", "$", "$"}, {"--sets requires --set"}},
     {"NoMessage", {"--rules", "$/rules"}, {"MESSAGE is required", "--help"}},

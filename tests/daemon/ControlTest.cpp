@@ -1,7 +1,9 @@
 // The control socket and the metrics, by the command that asks for them.
 
+#include <regex>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -97,6 +99,62 @@ TEST_F(ControlTest, CountsMessagesAndRules) {
                       HasSubstr("corvane_scan_seconds_count 2"), HasSubstr("corvane_sessions 1")));
 }
 
+// Without the times, which differ from scan to scan.
+std::string withoutTimes(const std::string &json) {
+    return std::regex_replace(json, std::regex(R"("ms":[0-9.e+-]+)"), "\"ms\":0");
+}
+
+TEST_F(ControlTest, ScansViaTheDaemonAsWithRulesOfItsOwn) {
+    Daemon daemon(directory_, "[scan]\nthreshold = 100\npercent = 1\n");
+    const std::string messages = CORVANE_TEST_DATA_DIR "/mail";
+    const std::string missing = directory_.path("missing.eml");
+    directory_.write("two.mbox", "From a@b.example Mon Jan  1 00:00:00 2024\nSubject: prize\n\n"
+                                 "prize\n\nFrom c@d.example Mon Jan  1 00:00:00 2024\n\nnone\n");
+    const std::vector<std::string> sources[] = {
+        {"--rules", directory_.path("rules"), "--budget", "0"},
+        {"--via", directory_.path("control.sock")}};
+    const std::vector<std::string> uses[] = {
+        {"--json", messages, directory_.path("two.mbox"), missing},
+        {messages, missing},
+        {"-j", "3", "--threshold", "5.5", directory_.path("two.mbox")},
+        {"--threshold", "-1", "--stop", "--sender", "<>", "--json", messages},
+        {"--percent", "50", "--strict", directory_.path("two.mbox")},
+    };
+    for (const auto &use : uses) {
+        Outcome outcomes[2];
+        for (std::size_t way = 0; way < 2; ++way) {
+            std::vector<std::string> words{"scan"};
+            words.insert(words.end(), sources[way].begin(), sources[way].end());
+            words.insert(words.end(), use.begin(), use.end());
+            outcomes[way] = corvane(words);
+        }
+        EXPECT_EQ(withoutTimes(outcomes[1].out), withoutTimes(outcomes[0].out)) << use.front();
+        EXPECT_EQ(outcomes[1].status, outcomes[0].status) << use.front();
+        EXPECT_NE(outcomes[1].out, "");
+    }
+    EXPECT_EQ(daemon.stop(), 0);
+}
+
+TEST_F(ControlTest, SaysWhyItCannotScanViaTheDaemon) {
+    const std::string socket = directory_.path("control.sock");
+    const std::string message =
+        directory_.write("m.eml", "Subject: x\n\n" + std::string(4096, 'x'));
+    const auto scan = [&](const std::vector<std::string> &more) {
+        std::vector<std::string> words{"scan", "--via", socket, message};
+        words.insert(words.end(), more.begin(), more.end());
+        return corvane(words);
+    };
+    const Outcome nobody = scan({});
+    EXPECT_EQ(nobody.status, 2);
+    EXPECT_THAT(nobody.err, HasSubstr("no daemon answers at '" + socket + "'"));
+    Daemon daemon(directory_, "[limits]\nmessage_bytes = 1024\n");
+    EXPECT_THAT(scan({}).err, HasSubstr("larger than the daemon's limits.message_bytes"));
+    EXPECT_EQ(scan({}).status, 2);
+    EXPECT_THAT(scan({"--verbose"}).err, HasSubstr("--via tries it elsewhere"));
+    EXPECT_EQ(scan({"--budget", "1"}).status, 2);
+    EXPECT_EQ(scan({"--rules", directory_.path("rules")}).status, 2);
+}
+
 TEST_F(ControlTest, OperatingPageNamesEachMetric) {
     Daemon daemon(directory_, "");
     const std::string page = TempDir::read(CORVANE_OPERATING_PAGE);
@@ -111,6 +169,22 @@ TEST_F(ControlTest, OperatingPageNamesEachMetric) {
         }
     }
     EXPECT_GT(metrics, 0U);
+}
+
+TEST(Monitoring, AsksForMetricsThatThereAre) {
+    // It names each metric, those too that have counted nothing yet.
+    const std::string page = TempDir::read(CORVANE_OPERATING_PAGE);
+    for (const char *name : {"corvane-milter.rules.yml", "corvane-milter.dashboard.json"}) {
+        const std::string text = TempDir::read(std::string(CORVANE_MONITORING_DIR "/") + name);
+        const std::regex word("corvane_[a-z_]+");
+        std::size_t words = 0;
+        for (std::sregex_iterator at(text.begin(), text.end(), word), end; at != end; ++at) {
+            const std::string metric = std::regex_replace(at->str(), std::regex("_bucket$"), "");
+            EXPECT_THAT(page, HasSubstr('`' + metric)) << name;
+            ++words;
+        }
+        EXPECT_GT(words, 0U) << name;
+    }
 }
 
 TEST_F(ControlTest, DrainsAndResumes) {
