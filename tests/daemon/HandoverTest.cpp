@@ -1,12 +1,17 @@
 // A restart that hands the sockets over to a new process, and the ways in which it does not.
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "daemon/Daemon.h"
 #include "daemon/MilterClient.h"
@@ -75,6 +80,56 @@ TEST_F(HandoverTest, OpenSessionsStayAndNewOnesGoToTheNewProcess) {
     EXPECT_EQ(daemon.stop(), 0);
     EXPECT_FALSE(std::filesystem::exists(daemon.socket()));
     EXPECT_FALSE(std::filesystem::exists(directory_.path("control.sock")));
+}
+
+// What the service manager hears, as it hears it.
+class Manager {
+public:
+    explicit Manager(const std::string &path) : file_(socket(AF_UNIX, SOCK_DGRAM, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(std::begin(address.sun_path), sizeof(address.sun_path) - 1);
+        bind(file_, reinterpret_cast<const sockaddr *>(&address), sizeof(address));
+        setenv("NOTIFY_SOCKET", path.c_str(), 1);
+        setenv("WATCHDOG_USEC", "2000000", 1);
+    }
+    Manager(const Manager &) = delete;
+    Manager &operator=(const Manager &) = delete;
+    ~Manager() {
+        unsetenv("NOTIFY_SOCKET");
+        unsetenv("WATCHDOG_USEC");
+        close(file_);
+    }
+
+    // All that was said since, each behind a bar.
+    std::string heard() const {
+        constexpr std::size_t kRoom = 4096;
+        std::string all;
+        std::vector<char> bytes(kRoom);
+        ssize_t got = 0;
+        while ((got = recv(file_, bytes.data(), bytes.size(), MSG_DONTWAIT)) >= 0) {
+            all += '|' + std::string(bytes.data(), static_cast<std::size_t>(got));
+        }
+        return all;
+    }
+
+private:
+    int file_;
+};
+
+TEST_F(HandoverTest, TheServiceManagerHearsOfTheNewProcessAndOfNoEnd) {
+    const Manager manager(directory_.path("notify"));
+    Daemon daemon(directory_, "");
+    const std::string old = std::to_string(daemon.process());
+    const nlohmann::json answer = ctl("restart");
+    EXPECT_EQ(daemon.follow(answer["pid"]), 0);
+    const std::string heard = manager.heard();
+    const std::string fresh = answer["pid"].dump();
+    EXPECT_THAT(heard, HasSubstr("|READY=1\nMAINPID=" + old));
+    EXPECT_THAT(heard, HasSubstr("|READY=1\nMAINPID=" + fresh));
+    EXPECT_THAT(heard, Not(HasSubstr("STOPPING"))) << "the service goes on";
+    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_THAT(manager.heard(), HasSubstr("|STOPPING=1"));
 }
 
 TEST_F(HandoverTest, SessionsThatNeverEndAreLeftAfterAWhile) {
