@@ -242,6 +242,7 @@ const std::vector<Page> kPages = {
      "",
      {{100, "<a href=x>"}, {100, "<div><i style=color:red>"}, {100, "<a>"}}},
     {"page-barred-ends", "<b><table><tr><td>" + s_filled("", "<div>", 1200), {{1, "</b>"}}},
+    {"page-barred-block-ends", "<ul><table><tr><td>" + s_filled("", "<div>", 1200), {{1, "</ul>"}}},
     {"page-barred-inline-ends", "<tt><div>" + s_filled("", "<i>", 740), {{1, "</tt >"}}},
     {"page-headings", s_filled("", "<div>", 1200), {{1, "</h1>"}}},
     {"page-reopened", "", {{1, "<p>"}, {8, "<i style=color:red>"}, {20, "</p><p>"}, {8, "</i>"}}},

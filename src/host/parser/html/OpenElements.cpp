@@ -56,6 +56,7 @@ bool OpenElements::has(ElementId id) const {
 }
 
 void OpenElements::fence() {
+    ++changes_;
     floor_ = elements_.size();
     deeperOutside_ = std::exchange(deeper_, 0);
     inDoubtOutside_ = std::exchange(inDoubtFrom_, 0);
@@ -63,6 +64,7 @@ void OpenElements::fence() {
 
 void OpenElements::unfence() {
     resize(floor_);
+    ++changes_;
     floor_ = 0;
     deeper_ = deeperOutside_;
     inDoubtFrom_ = inDoubtOutside_;
@@ -129,12 +131,14 @@ void OpenElements::push(const OpenElement &element) {
         copy->declared = element.declared;
     }
     elements_.push_back({element.element, copy, element.facts.name, element.element->traits, 0});
+    ++changes_;
     ++counts_[element.facts.name % kCounts];
     headings_ += element.element->is(Trait::kHeading) ? 1U : 0U;
 }
 
 void OpenElements::forget(const OpenPlace &one) {
     unused_.push_back(one.open);
+    ++changes_;
     --counts_[one.name % kCounts];
     headings_ -= one.element->is(Trait::kHeading) ? 1U : 0U;
 }
@@ -342,6 +346,13 @@ bool OpenElements::closeInline(std::uint32_t name) {
     return true;
 }
 
+bool OpenElements::closeNamed(const Element &element, std::uint32_t name) {
+    if (element.is(Trait::kFormatting)) {
+        return closeFormatting(name);
+    }
+    return element.is(Trait::kSpecial) ? closeBlock(element) : closeInline(name);
+}
+
 bool OpenElements::close(const Element &element, std::uint32_t name) {
     if (deeper_ > 0) {
         --deeper_;
@@ -351,10 +362,15 @@ bool OpenElements::close(const Element &element, std::uint32_t name) {
     if (element.is(Trait::kFrame)) {
         return false;
     }
-    if (element.is(Trait::kFormatting)) {
-        return closeFormatting(name);
+    Missed &missed = missed_[name % kMissed];
+    if (missed.name == name && missed.changes == changes_) {
+        return false;
     }
-    return element.is(Trait::kSpecial) ? closeBlock(element) : closeInline(name);
+    const bool isClosed = closeNamed(element, name);
+    if (!isClosed) {
+        missed = {name, changes_};
+    }
+    return isClosed;
 }
 
 } // namespace Corvane::Html

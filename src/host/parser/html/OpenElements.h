@@ -75,6 +75,7 @@ private:
     bool closeBlock(const Element &element);
     bool closeFormatting(std::uint32_t name);
     bool closeInline(std::uint32_t name);
+    bool closeNamed(const Element &element, std::uint32_t name);
     void closeFrom(std::size_t place, Reopen reopen);
     void push(const OpenElement &element);
     void resize(std::size_t count);
@@ -92,6 +93,15 @@ private:
     static constexpr std::size_t kCounts = 256;
     std::array<std::uint16_t, kCounts> counts_{};
     std::size_t headings_ = 0;
+    // End tags that closed nothing, by the remainder of their names, and how often elements_ had
+    // changed by then: nor do they now if it has not changed since.
+    struct Missed {
+        std::uint32_t name = 0;
+        std::size_t changes = 0;
+    };
+    static constexpr std::size_t kMissed = 64;
+    std::array<Missed, kMissed> missed_{};
+    std::size_t changes_ = 1;
     std::size_t floor_ = 0;         // elements below are out of reach
     std::size_t deeperOutside_ = 0; // deeper_ as it is below the fence
     std::size_t deeper_ = 0;        // elements that are open, but not remembered

@@ -1,6 +1,7 @@
 #include "host/parser/html/StyleSheet.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <utility>
 
@@ -284,8 +285,26 @@ void StyleSheet::declareCut() {
     hasGivenUp_ = hasGivenUp_ || !any.empty();
 }
 
+// Of declarations of the same weight the last one of a property counts.
+void StyleSheet::dropOutdone() {
+    std::array<std::array<bool, 2>, kProperties> isDeclared{};
+    std::vector<Declaration> kept;
+    for (auto one = declarations_.rbegin(); one != declarations_.rend(); ++one) {
+        bool &isAgain =
+            isDeclared[static_cast<std::size_t>(one->property)][one->isImportant ? 1 : 0];
+        if (!isAgain) {
+            kept.push_back(*one);
+        }
+        isAgain = true;
+    }
+    declarations_.assign(kept.rbegin(), kept.rend());
+}
+
 void StyleSheet::endRule() {
     if (inRule_ && !declarations_.empty()) {
+        if (declarations_.size() > kProperties) {
+            dropOutdone();
+        }
         std::vector<Selector> selectors = selectorsOf(prelude_);
         if (!selectors.empty()) {
             blocks_.push_back(declarations_);

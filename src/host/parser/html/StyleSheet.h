@@ -111,6 +111,7 @@ private:
     void endPiece();
     void declareInRule();
     void declareCut();
+    void dropOutdone();
     void endRule();
     void apply(std::size_t first, const ElementFacts &facts, std::span<const OpenPlace> around,
                Declarations &declared);
