@@ -182,7 +182,10 @@ void s_addReading(httplib::Server &server, Shared &shared) {
 
 // The references are kept.
 void s_addSteering(httplib::Server &server, const Control::Steered &steered) {
-    auto &[shared, reloader, handover, log] = steered;
+    Shared &shared = steered.shared;
+    Reloader &reloader = steered.reloader;
+    Handover &handover = steered.handover;
+    Log &log = steered.log;
     server.Get("/v1/status", [&](const httplib::Request &, httplib::Response &response) {
         s_answer(response, s_status(shared, log));
     });

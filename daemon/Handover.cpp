@@ -56,6 +56,7 @@ std::vector<std::string> s_environment(bool hasRules) {
 
 std::vector<char *> s_pointers(std::vector<std::string> &texts) {
     std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string &each : texts) {
         pointers.push_back(each.data());
     }

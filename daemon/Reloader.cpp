@@ -154,7 +154,7 @@ Reloader::Result Reloader::load() {
 Reloader::Result Reloader::reload() {
     const std::lock_guard<std::mutex> one(one_);
     const auto begun = std::chrono::steady_clock::now();
-    const Result result = load();
+    Result result = load();
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begun;
     shared_.metrics.reloaded(nameOf(result.outcome));
     LogLine line(result.reason.empty() ? LogLevel::Info : LogLevel::Error, "reload");

@@ -85,6 +85,13 @@ private:
     Descriptor file_;
 };
 
+std::string s_joined(const std::string &directory, const std::string &name) {
+    std::string path = directory;
+    path += '/';
+    path += name;
+    return path;
+}
+
 void s_makeDirectory(const std::string &path) {
     if (mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
         s_refuse("make the directory", path, errno);
@@ -104,10 +111,10 @@ void s_writeFile(const std::string &path, const std::string &bytes) {
 void s_write(const std::string &path, const std::vector<corvane::RuleFiles> &files) {
     s_makeDirectory(path);
     for (std::size_t each = 0; each < files.size(); ++each) {
-        const std::string part = path + '/' + std::to_string(each + 1);
+        const std::string part = s_joined(path, std::to_string(each + 1));
         s_makeDirectory(part);
         for (const auto &[name, bytes] : files[each].files) {
-            s_writeFile(part + '/' + name, bytes);
+            s_writeFile(s_joined(part, name), bytes);
         }
         s_syncDirectory(part);
         s_writeFile(part + kPathEnd, files[each].directory);
@@ -128,7 +135,7 @@ std::optional<std::string> s_content(const std::string &path) {
 std::vector<corvane::RuleFiles> s_read(const std::string &path) {
     std::vector<corvane::RuleFiles> files;
     while (true) {
-        const std::string part = path + '/' + std::to_string(files.size() + 1);
+        const std::string part = s_joined(path, std::to_string(files.size() + 1));
         const std::optional<std::string> directory = s_content(part + kPathEnd);
         if (!directory.has_value()) {
             return files;
@@ -237,7 +244,7 @@ std::vector<std::string> SavedSets::generations() const {
 
 std::string SavedSets::find(const std::string &beginning) const {
     std::error_code error;
-    fs::directory_iterator(directory_, error);
+    const fs::directory_iterator readable(directory_, error);
     if (error) {
         s_refuse("read", directory_, error.value());
     }

@@ -89,7 +89,7 @@ public:
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         path.copy(std::begin(address.sun_path), sizeof(address.sun_path) - 1);
-        bind(file_, reinterpret_cast<const sockaddr *>(&address), sizeof(address));
+        EXPECT_EQ(bind(file_, reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
         setenv("NOTIFY_SOCKET", path.c_str(), 1);
         setenv("WATCHDOG_USEC", "2000000", 1);
     }

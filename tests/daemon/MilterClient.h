@@ -198,10 +198,10 @@ public:
                 answer.removed.push_back(std::string(packet.data.c_str() + sizeof(index)) + ' ' +
                                          std::to_string(ntohl(index)));
             } else if (packet.command == 'q') {
-                answer.quarantined = packet.data.c_str();
+                answer.quarantined = untilNul(packet.data);
             } else {
                 answer.code = packet.command;
-                answer.text = packet.data.c_str();
+                answer.text = untilNul(packet.data);
                 return answer;
             }
         }
@@ -231,6 +231,8 @@ public:
         }
         sendPacket('D', data);
     }
+
+    static std::string untilNul(const std::string &text) { return text.substr(0, text.find('\0')); }
 
     static std::string number(std::uint32_t value) {
         const std::uint32_t order = htonl(value);

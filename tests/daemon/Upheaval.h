@@ -127,7 +127,7 @@ private:
     }
 
     nlohmann::json expect(const std::string &action, const std::string &result) {
-        const nlohmann::json answer = ctl(action);
+        nlohmann::json answer = ctl(action);
         const std::string told = answer.is_object() ? answer.value("result", "") : "";
         const bool isKept = answer.is_object() && answer["former"] == answer["current"] &&
                             !answer.value("reason", "").empty();
