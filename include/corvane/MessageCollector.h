@@ -51,6 +51,9 @@ public:
     // next message. Throws as RuleSet::scan; what was collected is dropped then too.
     Verdict finish(const RuleSet &rules);
 
+    // The same with a profile, as RuleSet::scan has it.
+    Verdict finish(const RuleSet &rules, RuleProfile &profile);
+
     // Begins anew with nothing: for a message that is given up. With options for the next message,
     // such as its sender, if given.
     void reset() noexcept;
@@ -64,6 +67,8 @@ public:
 private:
     void add(std::string_view bytes);
     void append(std::string_view bytes);
+    template <class Scan>
+    Verdict finishWith(const Scan &scan);
 
     ScanOptions options_;
     std::string bytes_;

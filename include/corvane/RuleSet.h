@@ -27,6 +27,7 @@
 #include "corvane/Problem.h"
 #include "corvane/Rule.h"
 #include "corvane/RuleFiles.h"
+#include "corvane/RuleProfile.h"
 #include "corvane/ScanOptions.h"
 #include "corvane/Verdict.h"
 
@@ -73,6 +74,10 @@ public:
     // evaluated.
     Verdict scan(std::string_view message, const ScanOptions &options = ScanOptions()) const;
 
+    // The same, and adds to the profile what each rule costs. Throws std::invalid_argument for a
+    // profile of another set.
+    Verdict scan(std::string_view message, const ScanOptions &options, RuleProfile &profile) const;
+
     // Whether the set has no rules, and how many it has.
     bool empty() const noexcept;
     std::size_t size() const noexcept;
@@ -95,6 +100,7 @@ public:
     const std::string &generation() const noexcept;
 
 private:
+    friend class RuleProfile;
     friend class RuleSetLoader;
 
     explicit RuleSet(std::shared_ptr<const LoadedRules> loaded) noexcept;

@@ -23,6 +23,7 @@
 #include <string>
 
 #include "heuristic/Export.h"
+#include "heuristic/RuleProfile.h"
 #include "heuristic/Score.h"
 #include "host/include2/TesselRefcounted.h"
 #include "host/parser/Budget.h"
@@ -265,6 +266,19 @@ private:
     float *total_;
 };
 
+// One try, on behalf of a check of the calling thread, whose budget and profile may be null. Where it ended at the step
+// limit, the rule's name goes to the budget; what it took goes to the profile.
+template <class Match>
+bool tryRule(const Rule &rule, Budget *budget, RuleProfile *profile, const Match &matches) {
+    const RuleProfile::Charge charge(profile);
+    const bool matched = matches(rule);
+    charge.to(rule.ordinal());
+    if (budget != nullptr && budget->takeUnnamed()) {
+        budget->addStepLimitedRule(rule.name());
+    }
+    return matched;
+}
+
 // Base of every check: what to fill, which rules to leave out, and whether to trace. Not for use on
 // its own. Where the thread uses a budget (Budget.h), no check tries a rule once that has ended; what
 // was added until then stays.
@@ -298,10 +312,6 @@ protected:
     template <class Match>
     std::list<RefRule> tryRules(const RefRuleList &rules, Match matches);
 
-    // One try. Where it ended at the step limit, the rule's name goes to the thread's budget, which may be null.
-    template <class Match>
-    static bool tryRule(const Rule &rule, Budget *budget, Match matches);
-
     // The list without the note that it may have been changed; throws code 1 for a null handle.
     static const RuleList &contents(const RefRuleList &rules) { return rules.peek(); }
 
@@ -316,18 +326,10 @@ protected:
 };
 
 template <class Match>
-bool RuleCheck::tryRule(const Rule &rule, Budget *budget, Match matches) {
-    const bool matched = matches(rule);
-    if (budget != nullptr && budget->takeUnnamed()) {
-        budget->addStepLimitedRule(rule.name());
-    }
-    return matched;
-}
-
-template <class Match>
 std::list<RefRule> RuleCheck::tryRules(const RefRuleList &rules, Match matches) {
     std::list<RefRule> matched;
     Budget *budget = Budget::ofThisThread();
+    RuleProfile *profile = RuleProfile::ofThisThread();
     for (const RefRule &rule : contents(rules)) {
         if (budget != nullptr && budget->ended()) {
             break;
@@ -336,7 +338,7 @@ std::list<RefRule> RuleCheck::tryRules(const RefRuleList &rules, Match matches) 
             continue;
         }
         trace(rule);
-        if (tryRule(*rule, budget, matches)) {
+        if (tryRule(*rule, budget, profile, matches)) {
             matched.push_back(rule);
             if (matches_.add(rule)) {
                 break;

@@ -18,6 +18,7 @@ struct LoadedRules {
     RuleCounts counts;
     // In the order of their ordinals, which have gaps.
     std::vector<Rule> rules;
+    std::vector<std::uint32_t> ordinals;
     // What a verdict tells of a rule that the rule itself does not know, by ordinal; the texts are
     // numbers of entries below. Small, because the memory of a rule that trips is far from any cache.
     struct Origin {

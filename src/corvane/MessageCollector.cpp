@@ -37,6 +37,15 @@ void MessageCollector::body(std::string_view bytes) {
 }
 
 Verdict MessageCollector::finish(const RuleSet &rules) {
+    return finishWith([&] { return rules.scan(bytes_, options_); });
+}
+
+Verdict MessageCollector::finish(const RuleSet &rules, RuleProfile &profile) {
+    return finishWith([&] { return rules.scan(bytes_, options_, profile); });
+}
+
+template <class Scan>
+Verdict MessageCollector::finishWith(const Scan &scan) {
     if (heldReturn_) {
         heldReturn_ = false;
         append("\r");
@@ -46,7 +55,7 @@ Verdict MessageCollector::finish(const RuleSet &rules) {
         ~AtEnd() { collector.reset(); }
     };
     const AtEnd atEnd{*this};
-    return rules.scan(bytes_, options_);
+    return scan();
 }
 
 void MessageCollector::reset() noexcept {

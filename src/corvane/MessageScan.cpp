@@ -1,9 +1,11 @@
 #include "corvane/MessageScan.h"
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
+#include "corvane/RuleProfileState.h"
 #include "heuristic/FullRule.h"
 #include "host/parser/Budget.h"
 #include "host/parser/MailLimits.h"
@@ -75,6 +77,10 @@ Verdict MessageScan::scan(std::string_view message) {
 void MessageScan::run(std::string_view message) {
     Budget budget(options_.budget);
     const Budget::Use use(budget);
+    std::optional<Corvane::Heuristic::RuleProfile::Use> profiled;
+    if (profile_ != nullptr) {
+        profiled.emplace(profile_->state_->costs);
+    }
     // A handle of its own: many threads share the set.
     Scanner scanner = rules_.scanner;
     const Clock::time_point start = Clock::now();
@@ -100,6 +106,9 @@ void MessageScan::run(std::string_view message) {
     verdict_.stepLimitedRules_ = budget.stepLimitedRules();
     verdict_.readingTime_ = read - start;
     verdict_.scanningTime_ = Clock::now() - read;
+    if (profile_ != nullptr) {
+        profile(matches);
+    }
 }
 
 // Full rules see the message's lines as they are; no cutoff reaches the tap.
@@ -130,6 +139,13 @@ void MessageScan::take(const RefMatches &matches) {
                                   rules_.descriptions[origin.description],
                                   rules_.files[origin.file], origin.line});
     }
+}
+
+void MessageScan::profile(const RefMatches &matches) const {
+    for (const RefRule &match : *matches) {
+        profile_->state_->tripped(match->ordinal());
+    }
+    profile_->state_->scanned(verdict_);
 }
 
 } // namespace corvane

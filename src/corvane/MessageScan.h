@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "corvane/LoadedRules.h"
+#include "corvane/RuleProfile.h"
 #include "corvane/ScanOptions.h"
 #include "corvane/Verdict.h"
 #include "heuristic/Rule.h"
@@ -17,21 +18,24 @@ namespace corvane {
 
 class MessageScan {
 public:
-    // Both must outlive the scan.
-    MessageScan(const LoadedRules &rules, const ScanOptions &options)
-        : rules_(rules), options_(options) {}
+    // All must outlive the scan. profile: of the rules, or null.
+    MessageScan(const LoadedRules &rules, const ScanOptions &options,
+                RuleProfile *profile = nullptr)
+        : rules_(rules), options_(options), profile_(profile) {}
 
     // As RuleSet::scan.
     Verdict scan(std::string_view message);
 
 private:
     void run(std::string_view message);
+    void profile(const Corvane::Heuristic::RefMatches &matches) const;
     void tap(Corvane::Heuristic::Scanner &scanner, Corvane::Heuristic::langID language,
              std::string_view message, Corvane::Heuristic::RefMatches &matches) const;
     void take(const Corvane::Heuristic::RefMatches &matches);
 
     const LoadedRules &rules_;
     const ScanOptions &options_;
+    RuleProfile *profile_;
     Verdict verdict_;
 };
 

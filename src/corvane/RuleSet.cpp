@@ -1,5 +1,6 @@
 #include "corvane/RuleSet.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "corvane/LoadedRules.h"
@@ -61,6 +62,14 @@ RuleSet RuleSet::fromFiles(const std::vector<RuleFiles> &directories) {
 
 Verdict RuleSet::scan(std::string_view message, const ScanOptions &options) const {
     return MessageScan(*loaded_, options).scan(message);
+}
+
+Verdict RuleSet::scan(std::string_view message, const ScanOptions &options,
+                      RuleProfile &profile) const {
+    if (profile.rules().loaded_ != loaded_) {
+        throw std::invalid_argument("the profile is of another rule set; make one of this set");
+    }
+    return MessageScan(*loaded_, options, &profile).scan(message);
 }
 
 bool RuleSet::empty() const noexcept {

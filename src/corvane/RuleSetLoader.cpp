@@ -303,6 +303,7 @@ void RuleSetLoader::addRules() {
                                      descriptions.numberOf(rule.description)};
         result_->counts.active += rule.active ? 1U : 0U;
         result_->rules.push_back(std::move(rule));
+        result_->ordinals.push_back(ordinal);
     }
     result_->counts.loaded = result_->rules.size();
 }

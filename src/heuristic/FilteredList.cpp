@@ -240,7 +240,9 @@ std::uint32_t FilteredPass::tryEverywhere(std::uint32_t pattern, Prober &prober)
 
 bool FilteredPass::tryText(std::uint32_t pattern, std::uint32_t unit, Prober &prober) {
     const ScanText &text = memory_->texts[unit];
+    const RuleProfile::Charge charge(profile_);
     const bool matched = prober.matches(pattern, {text.start, text.length}, unit);
+    settle(charge, pattern);
     if (matched) {
         addRules(pattern, unit);
     }
@@ -250,16 +252,35 @@ bool FilteredPass::tryText(std::uint32_t pattern, std::uint32_t unit, Prober &pr
 // The same for the texts up to before last; answers whether any matched.
 bool FilteredPass::tryTexts(std::uint32_t pattern, std::uint32_t first, std::uint32_t last,
                             Prober &prober) {
+    const RuleProfile::Charge charge(profile_);
+    bool matched = false;
     for (const Text &text : prober.worthTrying(pattern, first, last)) {
         if (isOver()) {
             break;
         }
-        if (prober.matches(pattern, text)) {
+        matched = prober.matches(pattern, text);
+        if (matched) {
             addRules(pattern, static_cast<std::uint32_t>(text.number));
-            return true;
+            break;
         }
     }
-    return false;
+    settle(charge, pattern);
+    return matched;
+}
+
+// Rules with the same expression share what it took.
+void FilteredPass::settle(const RuleProfile::Charge &charge, std::uint32_t pattern) const {
+    if (!charge.isOn()) {
+        return;
+    }
+    const KindIndex &index = list_.rules();
+    std::vector<unsigned int> ordinals;
+    for (auto rule = index.rulesBegin(pattern); rule != index.rulesEnd(pattern); ++rule) {
+        if (list_.admits(*rule)) {
+            ordinals.push_back(index.rules[*rule].ordinal);
+        }
+    }
+    charge.to(ordinals);
 }
 
 void FilteredPass::addRules(std::uint32_t pattern, std::uint32_t unit) {
@@ -325,8 +346,19 @@ void FilteredPass::tryHeader(const Candidate &candidate, const Headers &headers,
         return;
     }
     const auto form = static_cast<std::size_t>(index.rules[*rule].form);
-    if (candidate.decided() ||
-        prober.matches(candidate.pattern(), header.forms[form], candidate.unit() * kForms + form)) {
+    const RuleProfile::Charge charge(profile_);
+    const bool matched =
+        candidate.decided() ||
+        prober.matches(candidate.pattern(), header.forms[form], candidate.unit() * kForms + form);
+    if (charge.isOn()) {
+        std::vector<unsigned int> ordinals;
+        for (const std::uint32_t *each = rule; each != end;
+             each = std::find_if(each + 1, end, applies)) {
+            ordinals.push_back(index.rules[*each].ordinal);
+        }
+        charge.to(ordinals);
+    }
+    if (matched) {
         for (; rule != end; rule = std::find_if(rule + 1, end, applies)) {
             memory_->found[*rule] = 1;
             memory_->matches.push_back({candidate.unit(), *rule});

@@ -61,11 +61,12 @@ public:
     template <class Matching>
     void walk(RefMatches &matches, Matching matching) {
         Budget *budget = Budget::ofThisThread();
+        RuleProfile *profile = RuleProfile::ofThisThread();
         for (const std::uint32_t each : few()) {
             if (budget != nullptr && budget->ended()) {
                 return;
             }
-            if (!admits(each) || !tryRule(*rules_.rules[each].rule, budget, matching)) {
+            if (!admits(each) || !tryRule(*rules_.rules[each].rule, budget, profile, matching)) {
                 continue;
             }
             const bool tripped = matches.add(rules_.handles[each]);
@@ -80,15 +81,6 @@ public:
     RefRuleList remaining() const;
 
 private:
-    template <class Matching>
-    static bool tryRule(const Rule &rule, Budget *budget, Matching &matching) {
-        const bool matched = matching(rule);
-        if (budget != nullptr && budget->takeUnnamed()) {
-            budget->addStepLimitedRule(rule.name());
-        }
-        return matched;
-    }
-
     const std::vector<std::uint32_t> &few();
 
     const RuleIndex &index_;
@@ -131,9 +123,10 @@ public:
         std::vector<std::uint32_t> selectors;
     };
 
-    // To be used on the constructing thread, and with its budget. Once that has ended nothing more is tried; what has
+    // To be used on the constructing thread, with its budget and its profile. Once that has ended nothing more is tried; what has
     // matched until then can be added.
-    explicit FilteredPass(FilteredList &list) : list_(list), budget_(Budget::ofThisThread()) {}
+    explicit FilteredPass(FilteredList &list)
+        : list_(list), budget_(Budget::ofThisThread()), profile_(RuleProfile::ofThisThread()) {}
 
     // Starts anew.
     void clear();
@@ -229,6 +222,7 @@ private:
     void tryHeader(const Candidate &candidate, const Headers &headers, Prober &prober);
     void trySearched(const Headers &headers, Prober &prober);
     void addRules(std::uint32_t pattern, std::uint32_t unit);
+    void settle(const RuleProfile::Charge &charge, std::uint32_t pattern) const;
     // Whether any rule of that pattern is still to be tried.
     bool isOpen(std::uint32_t pattern) const {
         const KindIndex &index = list_.rules();
@@ -240,6 +234,7 @@ private:
 
     FilteredList &list_;
     Budget *budget_;
+    RuleProfile *profile_;
     ScanMemoryLease memory_;
     const unsigned char *base_ = nullptr;
     std::size_t next_ = 0;

@@ -96,11 +96,12 @@ bool FullCheck::operator()(const Corvane::Header &header) {
         return static_cast<const FullRule &>(rule).matches(header);
     };
     Budget *budget = Budget::ofThisThread();
+    RuleProfile *profile = RuleProfile::ofThisThread();
     for (const RefRule &rule : contents(rules_)) {
         if (budget != nullptr && budget->ended()) {
             break;
         }
-        if (!skips(rule) && tryRule(*rule, budget, matches) && matches_.add(rule)) {
+        if (!skips(rule) && tryRule(*rule, budget, profile, matches) && matches_.add(rule)) {
             break;
         }
     }

@@ -36,6 +36,13 @@ float s_leadingNumber(const std::string &name) {
     return stream >> number ? number : 0.0F;
 }
 
+bool s_isTrue(const Rule &rule, const RefMatches &matches, RuleProfile *profile) {
+    const RuleProfile::Charge charge(profile);
+    const bool isTrue = static_cast<const MetaRule &>(rule).matches(matches);
+    charge.toEvaluated(rule.ordinal());
+    return isTrue;
+}
+
 } // namespace
 
 MetaRule::Atom::Atom() : type_(Empty), code_(0), number_(0.0F) {}
@@ -151,7 +158,7 @@ bool MetaCheck::operator()(const RefRule &rule) {
         return false;
     }
     trace(rule);
-    return static_cast<const MetaRule &>(*rule).matches(matches_) && matches_.add(rule);
+    return s_isTrue(*rule, matches_, RuleProfile::ofThisThread()) && matches_.add(rule);
 }
 
 void MetaCheck::check() {
@@ -169,6 +176,7 @@ void MetaCheck::check() {
 void MetaCheck::checkFiltered() {
     const MetaDependents &dependents = filtered_->index().metas();
     const KindIndex &metas = filtered_->rules();
+    RuleProfile *profile = RuleProfile::ofThisThread();
     BitSet due = dependents.unconditional;
     const auto mention = [&](const std::string &name) {
         const auto found = dependents.byName.find(name);
@@ -187,7 +195,7 @@ void MetaCheck::checkFiltered() {
         if (Budget::spend(kRuleWork)) {
             return;
         }
-        if (!filtered_->admits(next) || !static_cast<const MetaRule &>(*rule).matches(matches_)) {
+        if (!filtered_->admits(next) || !s_isTrue(*rule, matches_, profile)) {
             continue;
         }
         if (matches_.add(rule)) {

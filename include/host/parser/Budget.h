@@ -49,6 +49,10 @@ public:
     // never ends.
     std::chrono::nanoseconds used() const { return std::chrono::nanoseconds(used_); }
 
+    // The tries of expressions that were made, and the bytes of the texts that they were made on.
+    std::uint64_t tries() const { return tries_; }
+    std::uint64_t triedBytes() const { return triedBytes_; }
+
     // The tries of expressions that ended because they needed too many steps, and which therefore
     // did not match. It tells of the tries that were made: a scan through an index makes fewer of
     // them than a walk over all rules.
@@ -109,6 +113,12 @@ public:
     // Whether it ends by itself.
     bool hasEnd() const { return limit_ > 0; }
 
+    // Notes a try on a text of so many bytes.
+    void countTry(std::uint64_t bytes) {
+        ++tries_;
+        triedBytes_ += bytes;
+    }
+
     // Notes a try that ended at the step limit. Whoever knows the rule on whose behalf it was made asks
     // afterwards whether there is one that has no name yet, which is then taken to have got one, and
     // adds the name.
@@ -131,6 +141,8 @@ private:
     std::uint64_t work_ = 0;
     unsigned int uses_ = 0;
     std::atomic<bool> ended_{false};
+    std::uint64_t tries_ = 0;
+    std::uint64_t triedBytes_ = 0;
     std::uint64_t stepLimited_ = 0;
     std::uint64_t named_ = 0;
     std::vector<std::string> stepLimitedRules_;

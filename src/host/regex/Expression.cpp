@@ -165,6 +165,7 @@ Outcome ExpressionImpl::Code::matchCounted(Budget &budget, const unsigned char *
     if (budget.ended()) {
         return Outcome::Stopped;
     }
+    budget.countTry(length - start);
     const Outcome outcome = budget.hasEnd() && start == 0
                                 ? matchWithin(budget, data, length)
                                 : match(data, length, start, kMatchLimitSteps);
