@@ -22,14 +22,48 @@ struct Request {
     bool isPost;
 };
 
-constexpr std::array<Request, 7> kRequests = {
+constexpr std::array<Request, 8> kRequests = {
     {{"status", "Show what it runs with", "/v1/status", false},
      {"metrics", "Show its metrics", "/metrics", false},
      {"reload", "Read configuration and rules again", "/v1/reload", true},
      {"restart", "Start the program anew without losing a message", "/v1/restart", true},
      {"drain", "Be unhealthy, so that a proxy sends nobody any more", "/v1/drain", true},
      {"resume", "Be healthy again", "/v1/resume", true},
+     {"profile", "Show what each rule costs, or begin to find that out", "/v1/profile", false},
      {"log", "Log from a level on", "/v1/log", true}}};
+
+std::string s_query(const CtlArguments &arguments) {
+    if (arguments.action == "log") {
+        return "?level=" + arguments.level;
+    }
+    if (arguments.action != "profile") {
+        return {};
+    }
+    if (arguments.every.has_value()) {
+        return "?every=" + std::to_string(*arguments.every);
+    }
+    return "?sort=" + arguments.sort +
+           (arguments.top.has_value() ? "&top=" + std::to_string(*arguments.top) : "") +
+           (arguments.isJson ? "" : "&format=text");
+}
+
+void s_addProfileOptions(CLI::App &action, CtlArguments &arguments) {
+    CLI::Option *every =
+        action
+            .add_option("--every", arguments.every,
+                        "Profile one message in N from now on, and forget the ones before; 0, none "
+                        "any more")
+            ->type_name("N");
+    action.add_option("--sort", arguments.sort, "time, tries, bytes, matches or step-limited")
+        ->check(CLI::IsMember({"time", "tries", "bytes", "matches", "step-limited"}))
+        ->capture_default_str()
+        ->excludes(every)
+        ->type_name("COLUMN");
+    action.add_option("--top", arguments.top, "Show so many rules; all, unless given")
+        ->excludes(every)
+        ->type_name("N");
+    action.add_flag("--json", arguments.isJson, "Show it as one JSON object")->excludes(every);
+}
 
 httplib::Result s_send(const CtlArguments &arguments) {
     // A large rule set takes its time to load.
@@ -39,9 +73,9 @@ httplib::Result s_send(const CtlArguments &arguments) {
     client.set_read_timeout(kSeconds);
     for (const Request &request : kRequests) {
         if (arguments.action == request.action) {
-            const std::string path =
-                request.path + (arguments.level.empty() ? "" : "?level=" + arguments.level);
-            return request.isPost ? client.Post(path) : client.Get(path);
+            const std::string path = request.path + s_query(arguments);
+            return request.isPost || arguments.every.has_value() ? client.Post(path)
+                                                                 : client.Get(path);
         }
     }
     refuse("'" + arguments.action + "' is no action; see 'corvane ctl --help'");
@@ -59,6 +93,9 @@ void addCtlCommand(CLI::App &app, CtlArguments &arguments) {
         CLI::App *action = ctl->add_subcommand(request.action, request.help);
         const std::string name = request.action;
         action->callback([&arguments, name] { arguments.action = name; });
+        if (name == "profile") {
+            s_addProfileOptions(*action, arguments);
+        }
         if (name == "log") {
             action->add_option("LEVEL", arguments.level, "error, info or debug")
                 ->required()

@@ -5,6 +5,7 @@
 //
 // Threads: one thread.
 
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -17,6 +18,11 @@ struct CtlArguments {
     std::string action;
     // Of the action "log".
     std::string level;
+    // Of the action "profile".
+    std::optional<unsigned int> every;
+    std::string sort = "time";
+    std::optional<unsigned int> top;
+    bool isJson = false;
 };
 
 // Declares the subcommand and its options, which parsing fills; arguments must outlive the

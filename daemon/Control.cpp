@@ -1,6 +1,7 @@
 #include "Control.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -13,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "ProfileReport.h"
 #include "Sockets.h"
 #include "Text.h"
 #include "corvane/Engine.h"
@@ -105,6 +107,60 @@ void s_setLevel(Log &log, const httplib::Request &request, httplib::Response &re
                                          : Json{{"reason", "no level; name error, info or debug"}});
 }
 
+// Digits alone; nothing where it is anything else.
+std::optional<unsigned int> s_number(const std::string &text) {
+    unsigned int number = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+    return read.ec == std::errc() && read.ptr == text.data() + text.size() ? std::optional(number)
+                                                                           : std::nullopt;
+}
+
+void s_fail(httplib::Response &response, int status, const std::string &reason) {
+    response.status = status;
+    s_answer(response, Json{{"reason", escaped(reason, Charset::Utf8)}});
+}
+
+void s_showProfile(const Shared &shared, const httplib::Request &request,
+                   httplib::Response &response) {
+    ProfileQuery query;
+    if (request.has_param("sort")) {
+        const auto order = profileOrderOf(request.get_param_value("sort"));
+        if (!order.has_value()) {
+            s_fail(response, kBadRequest, "sort takes time, tries, bytes, matches or step-limited");
+            return;
+        }
+        query.order = *order;
+    }
+    if (request.has_param("top")) {
+        const auto top = s_number(request.get_param_value("top"));
+        if (!top.has_value()) {
+            s_fail(response, kBadRequest, "top takes a number of rules");
+            return;
+        }
+        query.top = *top;
+    }
+    const Profiler::View view = shared.profiler.view();
+    if (request.get_param_value("format") == "text") {
+        response.set_content(profileText(view, query), "text/plain; charset=utf-8");
+    } else {
+        response.set_content(profileJson(view, query), "application/json");
+    }
+}
+
+void s_startProfile(Shared &shared, const Log &log, const httplib::Request &request,
+                    httplib::Response &response) {
+    const auto every = s_number(request.get_param_value("every"));
+    if (!every.has_value()) {
+        s_fail(response, kBadRequest,
+               "every takes the number of messages of which one is "
+               "profiled, or 0 for none");
+        return;
+    }
+    shared.profiler.start(shared.live.current()->rules, *every);
+    log.write(LogLine(LogLevel::Info, "profile").add("every", std::uint64_t{*every}));
+    s_answer(response, Json{{"every", *every}});
+}
+
 // What the query says in place of the configuration; nothing where it makes no sense.
 std::optional<corvane::ScanOptions> s_scanOptions(const Config &config,
                                                   const httplib::Request &request) {
@@ -131,11 +187,6 @@ std::optional<corvane::ScanOptions> s_scanOptions(const Config &config,
         options.sender = request.get_param_value("sender");
     }
     return std::isfinite(options.threshold) ? std::optional(options) : std::nullopt;
-}
-
-void s_fail(httplib::Response &response, int status, const std::string &reason) {
-    response.status = status;
-    s_answer(response, Json{{"reason", escaped(reason, Charset::Utf8)}});
 }
 
 // As a message of a mail server is scanned, but that nothing counts it and nothing comes of it.
@@ -211,6 +262,12 @@ void s_addSteering(httplib::Server &server, const Control::Steered &steered) {
                         s_answer(response, Json{{"draining", drains}});
                     });
     }
+    server.Get("/v1/profile", [&](const httplib::Request &request, httplib::Response &response) {
+        s_showProfile(shared, request, response);
+    });
+    server.Post("/v1/profile", [&](const httplib::Request &request, httplib::Response &response) {
+        s_startProfile(shared, log, request, response);
+    });
     server.Post("/v1/log", [&](const httplib::Request &request, httplib::Response &response) {
         s_setLevel(log, request, response);
     });

@@ -14,6 +14,9 @@
 //     POST /v1/reload              200, or 409 with the reason where the old rules stay
 //     POST /v1/restart             200 once another process has taken over, or 409 with the reason
 //     POST /v1/drain, /v1/resume   have proxies send nobody any more, and send them again
+//     GET  /v1/profile?sort=&top=&format=
+//                                  what each rule costs, as JSON, or as a table: format=text
+//     POST /v1/profile?every=N     find that out from one message in so many from now on; 0, no more
 //     POST /v1/log?level=debug     what is logged from now on
 //
 // Threads: its own; construction and destruction are the main thread's.

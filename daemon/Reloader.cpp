@@ -136,6 +136,7 @@ Reloader::Result Reloader::load() {
         log_.configure(fresh->config.log.format, fresh->config.log.level);
         shared_.slots.resize(fresh->config.bounds.scans);
         shared_.live.replace(fresh);
+        shared_.profiler.follow(fresh->rules);
         shared_.metrics.generation(fresh->rules);
         logRules(fresh->rules, log_);
     } catch (const MemoryError &failure) {

@@ -43,9 +43,12 @@ OnError s_onError(Cause cause, const Config::Errors &errors) {
     }
 }
 
-void s_scan(corvane::MessageCollector &message, const Setup &setup, Scored &scored) {
+void s_scan(corvane::MessageCollector &message, const Setup &setup, Profiler &profiler,
+            Scored &scored) {
     try {
-        scored.verdict = message.finish(setup.rules);
+        const auto profile = profiler.sample(setup.rules);
+        scored.verdict = profile != nullptr ? message.finish(setup.rules, *profile)
+                                            : message.finish(setup.rules);
         scored.cause = s_cause(scored.verdict);
         scored.score = Reporting::shownTotal(scored.verdict, setup.config.scan.threshold);
     } catch (const std::exception &failure) {
@@ -73,7 +76,8 @@ std::string_view nameOf(Cause cause) {
     return kNames.at(static_cast<std::size_t>(cause));
 }
 
-Scored score(corvane::MessageCollector &message, const Setup &setup, Slots &slots) {
+Scored score(corvane::MessageCollector &message, const Setup &setup, Slots &slots,
+             Profiler &profiler) {
     using Clock = std::chrono::steady_clock;
     Scored scored;
     scored.status = Status::Error;
@@ -90,7 +94,7 @@ Scored score(corvane::MessageCollector &message, const Setup &setup, Slots &slot
         message.reset();
         return scored;
     }
-    s_scan(message, setup, scored);
+    s_scan(message, setup, profiler, scored);
     if (scored.cause == Cause::None) {
         scored.status = scored.verdict.over() ? Status::Hit : Status::Clean;
     }

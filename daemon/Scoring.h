@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "Live.h"
+#include "Profiler.h"
 #include "Slots.h"
 #include "corvane/MessageCollector.h"
 #include "corvane/Verdict.h"
@@ -50,8 +51,10 @@ struct Scored {
     bool hasVerdict() const { return status == Status::Clean || status == Status::Hit; }
 };
 
-// Scans what was collected, as soon as a slot is free. Throws nothing.
-Scored score(corvane::MessageCollector &message, const Setup &setup, Slots &slots);
+// Scans what was collected, as soon as a slot is free, for the profile where that wants it. Throws
+// nothing.
+Scored score(corvane::MessageCollector &message, const Setup &setup, Slots &slots,
+             Profiler &profiler);
 
 // What the configuration wants done.
 struct Decision {

@@ -199,7 +199,7 @@ Scored Transaction::scored(const SetupRef &setup, const std::string &id) {
         if (shared_.shadow.wants(*setup)) {
             copy = message_.bytes();
         }
-        scored = score(message_, *setup, shared_.slots);
+        scored = score(message_, *setup, shared_.slots, shared_.profiler);
         if (copy.has_value() && scored.hasVerdict()) {
             shared_.shadow.submit(
                 {setup, std::move(*copy), sender_, scored.verdict, id, messageId_});

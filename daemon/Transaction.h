@@ -28,6 +28,7 @@
 #include "Log.h"
 #include "Metrics.h"
 #include "Network.h"
+#include "Profiler.h"
 #include "Scoring.h"
 #include "Shadow.h"
 #include "Slots.h"
@@ -45,6 +46,7 @@ struct Shared {
     Slots slots;
     Metrics metrics;
     Shadow shadow{log, metrics};
+    Profiler profiler;
     // Connections, and messages that have begun and not ended.
     std::atomic<unsigned int> sessions{0};
     std::atomic<unsigned int> messages{0};

@@ -61,11 +61,13 @@ PARSER_FIRST = {
     "host/parser/Exception.h": {"host/parser/Export.h"},
     "host/include2/TesselRefcounted.h": {"host/parser/Exception.h", "host/parser/Export.h"},
 }
-HEURISTIC_BASE = {"heuristic/Export.h", "heuristic/Score.h", "heuristic/Rule.h"}
+HEURISTIC_BASE = {"heuristic/Export.h", "heuristic/Score.h", "heuristic/RuleProfile.h",
+                  "heuristic/Rule.h"}
 HEURISTIC_FIRST = {
     "heuristic/Export.h": set(),
     "heuristic/Score.h": {"heuristic/Export.h"},
-    "heuristic/Rule.h": {"heuristic/Export.h", "heuristic/Score.h"},
+    "heuristic/RuleProfile.h": {"heuristic/Export.h"},
+    "heuristic/Rule.h": {"heuristic/Export.h", "heuristic/Score.h", "heuristic/RuleProfile.h"},
     "heuristic/RawBodyRule.h": HEURISTIC_BASE | {"heuristic/BodyRule.h"},
     "heuristic/FullRule.h": HEURISTIC_BASE | {"heuristic/Scanner.h"},
 }

@@ -25,6 +25,7 @@
 namespace corvane {
 
 class RuleSet;
+struct LoadedRules;
 
 struct RuleCost {
     // How often the rule's pattern was tried on a text, or its expression evaluated, and the bytes of
@@ -45,7 +46,8 @@ public:
     // counted besides is the same in every run, budgets apart.
     enum class Times { Measured, LeftOut };
 
-    // Keeps a copy of the set. Throws std::bad_alloc.
+    // Keeps a copy of the set. It serves for others with the same rules too, such as the same files
+    // loaded anew. Throws std::bad_alloc.
     explicit RuleProfile(const RuleSet &rules, Times times = Times::Measured);
     RuleProfile(RuleProfile &&other) noexcept;
     RuleProfile &operator=(RuleProfile &&other) noexcept;
@@ -68,6 +70,9 @@ public:
 
 private:
     friend class MessageScan;
+    friend class RuleSet;
+
+    bool isOf(const LoadedRules &rules) const;
 
     struct State;
     std::unique_ptr<State> state_;

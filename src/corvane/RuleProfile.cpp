@@ -42,8 +42,14 @@ std::chrono::nanoseconds RuleProfile::scanningTime() const noexcept {
     return std::chrono::nanoseconds(state_->scanningNanos.load(std::memory_order_relaxed));
 }
 
+// The same rules, loaded in the same order, have the same ordinals.
+bool RuleProfile::isOf(const LoadedRules &rules) const {
+    const LoadedRules &own = *state_->loaded;
+    return &own == &rules || (own.generation == rules.generation && own.ordinals == rules.ordinals);
+}
+
 void RuleProfile::add(const RuleProfile &other) {
-    if (other.state_->loaded != state_->loaded) {
+    if (!isOf(*other.state_->loaded)) {
         throw std::invalid_argument("a profile of another rule set; add those of one set only");
     }
     for (const std::uint32_t ordinal : state_->loaded->ordinals) {

@@ -66,7 +66,7 @@ Verdict RuleSet::scan(std::string_view message, const ScanOptions &options) cons
 
 Verdict RuleSet::scan(std::string_view message, const ScanOptions &options,
                       RuleProfile &profile) const {
-    if (profile.rules().loaded_ != loaded_) {
+    if (!profile.isOf(*loaded_)) {
         throw std::invalid_argument("the profile is of another rule set; make one of this set");
     }
     return MessageScan(*loaded_, options, &profile).scan(message);

@@ -187,6 +187,61 @@ TEST(Monitoring, AsksForMetricsThatThereAre) {
     }
 }
 
+// Name, tries and matches of each rule.
+std::string profiled(const nlohmann::json &profile) {
+    std::ostringstream text;
+    for (const auto &rule : profile["rules"]) {
+        text << rule["name"].get<std::string>() << ' ' << rule["tries"] << ' ' << rule["matches"]
+             << '\n';
+    }
+    return text.str();
+}
+
+TEST_F(ControlTest, ProfilesRulesOnceAskedTo) {
+    directory_.write("rules/a.cf", "body PRIZE /prize/\nscore PRIZE 6\nbody \"\xFF\\\n /prize/\n"
+                                   "body FIGURES /^(?:\\d\\w)+$/\nmeta BOTH PRIZE && FIGURES\n");
+    Daemon daemon(directory_, "");
+    MilterClient client(daemon.socket());
+    ASSERT_TRUE(client.negotiate());
+    client.deliver(prize());
+    EXPECT_THAT(ctl({"profile"}).out, HasSubstr("nothing was profiled"));
+    EXPECT_EQ(ctl({"profile", "--every", "2"}).status, 0);
+    EXPECT_THAT(ctl({"profile"}).out, HasSubstr("0 messages profiled, one in 2\n"));
+    for (int each = 0; each < 5; ++each) {
+        client.deliver(prize());
+    }
+    // Of an equal number the ones that took longer are first, which is left to chance.
+    const auto profile = nlohmann::json::parse(ctl({"profile", "--json"}).out);
+    EXPECT_EQ(profile["messages"], 3);
+    EXPECT_EQ(profile["every"], 2);
+    EXPECT_THAT(profiled(profile),
+                AllOf(HasSubstr("PRIZE 6 3\n"), HasSubstr("BOTH 3 0\n"), Not(HasSubstr("\xFF"))));
+    EXPECT_GT(profile["tries_us"].get<double>(), 0);
+    EXPECT_GT(profile["scanning_us"].get<double>(), profile["tries_us"].get<double>());
+    const auto best =
+        nlohmann::json::parse(ctl({"profile", "--json", "--sort", "matches", "--top", "1"}).out);
+    EXPECT_THAT(profiled(best), testing::EndsWith(" 3\n"));
+    EXPECT_THAT(ctl({"profile", "--sort", "tries"}).out,
+                testing::ContainsRegex(" 6 +[0-9]+ +3 +0 +body +PRIZE  .*/rules/a.cf:1\n"));
+
+    EXPECT_EQ(ctl({"reload"}).status, 0);
+    EXPECT_EQ(nlohmann::json::parse(ctl({"profile", "--json"}).out)["messages"], 3)
+        << "the rules are the same";
+    EXPECT_EQ(ctl({"profile", "--every", "0"}).status, 0);
+    client.deliver(prize());
+    client.deliver(prize());
+    EXPECT_THAT(ctl({"profile"}).out, HasSubstr("3 messages profiled, off now\n"));
+    EXPECT_EQ(ctl({"profile", "--every", "1"}).status, 0);
+    client.deliver(prize());
+    directory_.write("rules/a.cf", "body OTHER /prize/\n");
+    EXPECT_EQ(ctl({"reload"}).status, 0);
+    client.deliver(prize());
+    EXPECT_EQ(profiled(nlohmann::json::parse(ctl({"profile", "--json"}).out)), "OTHER 2 1\n");
+    EXPECT_EQ(ctl({"profile", "--every", "x"}).status, 2);
+    EXPECT_EQ(ctl({"profile", "--sort", "beauty"}).status, 2);
+    EXPECT_EQ(ctl({"profile", "--every", "1", "--top", "3"}).status, 2);
+}
+
 TEST_F(ControlTest, DrainsAndResumes) {
     Daemon daemon(directory_, "");
     MilterClient client(daemon.socket());

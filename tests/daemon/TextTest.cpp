@@ -72,7 +72,8 @@ struct Tripped {
         corvane::MessageCollector message(setup.config.scanOptions());
         message.header("Subject", "x");
         message.body("x\n");
-        scored = score(message, setup, slots);
+        Profiler profiler;
+        scored = score(message, setup, slots, profiler);
         value = statusValue(scored, setup, "id;\r\nX-Evil: 1 \"%s");
         report = reportValue(scored);
     }

@@ -46,6 +46,8 @@ class Load:
         self.accepted = []
         self.put_off = Counter()
         self.refused = []
+        # Set where a step has failed: with the daemon down they would come again for ever.
+        self.given_up = threading.Event()
         self.threads = [threading.Thread(target=self.work) for _ in range(CLIENTS)]
 
     def __enter__(self):
@@ -53,7 +55,9 @@ class Load:
             thread.start()
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, failure, *_):
+        if failure:
+            self.given_up.set()
         for thread in self.threads:
             thread.join()
 
@@ -61,7 +65,7 @@ class Load:
         client, handed = None, 0
         while (number := next(self.numbers)) < self.count:
             text = letter(f"This is the mark.\n{FILLING}").replace(b"<1@", f"<{number}@".encode())
-            while True:
+            while not self.given_up.is_set():
                 try:
                     client = client or SmtpClient(self.port)
                     code, words = client.send(text) if client.greeted else (421, "no greeting")
@@ -72,10 +76,11 @@ class Load:
                     client.close()
                     client = None
                 if code // 100 != 4:
+                    (self.accepted if code == 250 else self.refused).append(
+                        number if code == 250 else words)
                     break
                 self.put_off[words] += 1
                 time.sleep(0.02)
-            (self.accepted if code == 250 else self.refused).append(number if code == 250 else words)
 
     def reach(self, part):
         """Waits until this part of the messages is accepted."""
@@ -165,6 +170,15 @@ class Lossless(UnderLoad):
             time.sleep(8 if setting.full else 2)
             self.daemon.send(signal.SIGCONT)
         self.under_load([stand_still])
+
+    def test_hands_over_four_times(self):
+        # The others need a daemon that is a child of this process, and tells it how it has ended.
+        self.addCleanup(self.daemon.stop)
+        formers = []
+        load = self.under_load([lambda: formers.append(self.daemon.hand_over())] * 4)
+        self.assertEqual(load.put_off, Counter())
+        self.assertEqual([former.wait(PATIENCE_SECONDS) for former in formers], [0] * 4)
+        self.assertEqual(len(set(former.pid for former in formers) | {self.daemon.process.pid}), 5)
 
     def reload(self, kind, step):
         """kind: "good", "same" or that of a bad configuration."""

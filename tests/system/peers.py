@@ -16,9 +16,11 @@ Nothing here touches the machine's own mail server, and what is ended is ended b
 
 import contextlib
 import grp
+import json
 import os
 import pathlib
 import pwd
+import select
 import shutil
 import signal
 import socket
@@ -91,6 +93,30 @@ class Program:
         return status
 
 
+class Successor:
+    """A process that another one has started, with what Popen has of a child."""
+
+    def __init__(self, pid):
+        self.pid = pid
+        self.file = os.pidfd_open(pid)
+
+    def poll(self):
+        """0 where it has ended, since its status is another's to know."""
+        return 0 if select.select([self.file], [], [], 0)[0] else None
+
+    def wait(self, timeout=None):
+        if not select.select([self.file], [], [], timeout)[0]:
+            raise subprocess.TimeoutExpired(f"process {self.pid}", timeout)
+        os.close(self.file)
+        return 0
+
+    def send_signal(self, number):
+        signal.pidfd_send_signal(self.file, number)
+
+    def kill(self):
+        self.send_signal(signal.SIGKILL)
+
+
 class Daemon(Program):
     """corvane-milter. rules: a directory; more: tables of its configuration."""
 
@@ -134,6 +160,14 @@ class Daemon(Program):
         wait_until(lambda: self.said().count("event=ready") > ready or not self.runs(), "the daemon")
         if not self.runs():
             raise RuntimeError(f"corvane-milter does not start:\n{self.said()[-2000:]}")
+
+    def hand_over(self):
+        """The process from which another one has taken over."""
+        answer = self.ctl("restart")
+        if answer.returncode:
+            raise RuntimeError(f"no hand-over: {answer.stdout}{answer.stderr}")
+        former, self.process = self.process, Successor(json.loads(answer.stdout)["pid"])
+        return former
 
     def ctl(self, *words):
         return subprocess.run([self.command, "ctl", "--socket", self.control, *words],
