@@ -97,6 +97,7 @@ TEST(ManPage, NamesTheOptionsThatThereAre) {
     for (const char *subcommand : {"scan", "encrypt", "decrypt", "ctl"}) {
         help += corvane({subcommand, "--help"}).out;
     }
+    help += corvane({"ctl", "profile", "--help"}).out;
     const std::string page = TempDir::read(CORVANE_DOCS_DIR "/man/corvane.1");
     EXPECT_EQ(s_found(page, "Fl (-?[a-z]+)"), s_found(help, "(?:^|[ ,\\n])-(-?[a-z]+)"));
 }
