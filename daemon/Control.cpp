@@ -221,8 +221,9 @@ void s_scan(Shared &shared, const httplib::Request &request, httplib::Response &
 
 void s_addReading(httplib::Server &server, Shared &shared) {
     server.Get("/metrics", [&shared](const httplib::Request &, httplib::Response &response) {
-        response.set_content(shared.metrics.text({shared.sessions, shared.messages}),
-                             "text/plain; version=0.0.4; charset=utf-8");
+        response.set_content(
+            shared.metrics.text({shared.sessions, shared.messages, shared.log.dropped()}),
+            "text/plain; version=0.0.4; charset=utf-8");
     });
     server.Get("/v1/health", [&shared](const httplib::Request &, httplib::Response &response) {
         const bool isOpen = !shared.draining && !shared.closing;

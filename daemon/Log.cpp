@@ -1,13 +1,11 @@
 #include "Log.h"
 
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdio>
 
 #include <time.h>
-#include <unistd.h>
 
 #include "Text.h"
 #include "report/Numbers.h"
@@ -103,18 +101,14 @@ std::string LogLine::rendered(LogFormat format) const {
     return line + (isJson ? "}\n" : "\n");
 }
 
+Log::Log(int file)
+    : writer_(file, [this](std::uint64_t lines) {
+          return LogLine(LogLevel::Error, "log_dropped").add("lines", lines).rendered(format_);
+      }) {}
+
 void Log::write(const LogLine &line) const {
-    if (line.level() > level_.load()) {
-        return;
-    }
-    const std::string text = line.rendered(format_.load());
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t written = ::write(file_, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return;
-        }
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    if (line.level() <= level_.load()) {
+        writer_.write(line.rendered(format_.load()));
     }
 }
 

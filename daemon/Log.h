@@ -7,7 +7,7 @@
 //
 // Values are whatever clients and messages hold; see escaped() for what becomes of them.
 //
-// Threads: any, at once; a line is written in one piece.
+// Threads: any, at once; the lines are written by a thread of the log's, and nobody waits for it.
 
 #include <atomic>
 #include <cstdint>
@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Config.h"
+#include "LogWriter.h"
 
 namespace Corvane::Milter {
 
@@ -53,8 +54,9 @@ private:
 
 class Log {
 public:
-    // Standard error, unless another file is given, which stays the caller's.
-    explicit Log(int file = 2) : file_(file) {}
+    // Standard error, unless another file is given, which stays the caller's. To be made once the
+    // signals are blocked that no thread shall take.
+    explicit Log(int file = 2);
 
     void configure(LogFormat format, LogLevel level) {
         format_ = format;
@@ -63,13 +65,20 @@ public:
     LogLevel level() const { return level_; }
     void level(LogLevel level) { level_ = level; }
 
-    // Lines of a level beyond the one that is set are dropped; so is what cannot be written.
+    // Lines of a level beyond the one that is set are dropped; so is what cannot be written. Where
+    // more waits to be written than LogWriter keeps, lines are left out, and one says how many.
     void write(const LogLine &line) const;
 
+    // How many those are so far.
+    std::uint64_t dropped() const { return writer_.dropped(); }
+
+    // Waits until what was written so far has come out, but not for long.
+    void flush() const { writer_.flush(); }
+
 private:
-    int file_;
     std::atomic<LogFormat> format_{LogFormat::Logfmt};
     std::atomic<LogLevel> level_{LogLevel::Info};
+    mutable LogWriter writer_;
 };
 
 } // namespace Corvane::Milter

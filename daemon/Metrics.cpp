@@ -82,6 +82,9 @@ struct Metrics::Families {
     Family<Counter> &shadow =
         s_counters(registry, "corvane_shadow_messages_total",
                    "Messages that the rules on trial scored too, by what became of the verdict.");
+    Counter &droppedLines = s_counters(registry, "corvane_log_lines_dropped_total",
+                                       "Lines of the log that were left out.")
+                                .Add({});
     Histogram &score = s_histogram(registry, "corvane_score", "Scores of messages.", s_scores());
     Histogram &scan = s_histogram(registry, "corvane_scan_seconds",
                                   "Time to read a message and try the rules.", s_seconds());
@@ -161,6 +164,11 @@ void Metrics::generation(const corvane::RuleSet &rules) {
 }
 
 std::string Metrics::text(const Moment &now) {
+    {
+        const std::lock_guard<std::mutex> lock(families_->guard);
+        Counter &dropped = families_->droppedLines;
+        dropped.Increment(static_cast<double>(now.droppedLines) - dropped.Value());
+    }
     families_->sessions.Set(now.sessions);
     families_->open.Set(now.messages);
     families_->memory.Set(static_cast<double>(residentBytes()));

@@ -6,6 +6,7 @@
 // Threads: any, at once.
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -41,6 +42,8 @@ public:
     struct Moment {
         unsigned int sessions = 0;
         unsigned int messages = 0;
+        // Lines of the log that were left out, so far.
+        std::uint64_t droppedLines = 0;
     };
 
     // All of it in the text format, with what can only be told of a moment.

@@ -84,14 +84,14 @@ private:
 
 // What sessions use, which outlives them all.
 struct World {
-    World(const SetupRef &setup, const std::string &program)
-        : live(setup), shared(live, log, setup->config.bounds.scans), reloader(shared, log),
-          handover(program) {
+    World(const SetupRef &setup, const std::string &program, Log &itsLog)
+        : log(itsLog), live(setup), shared(live, log, setup->config.bounds.scans),
+          reloader(shared, log), handover(program) {
         log.configure(setup->config.log.format, setup->config.log.level);
         shared.metrics.generation(setup->rules);
     }
 
-    Log log;
+    Log &log;
     Live live;
     Shared shared;
     Reloader reloader;
@@ -257,23 +257,24 @@ int serve(const std::string &program, const std::string &configFile) {
     umask(kUmask);
     const std::unique_ptr<Predecessor> former = Predecessor::find();
     Signals signals;
-    const Log early;
+    Log log;
     std::unique_ptr<World> world;
     try {
-        world = std::make_unique<World>(s_load(configFile, early, former.get()), program);
+        world = std::make_unique<World>(s_load(configFile, log, former.get()), program, log);
     } catch (const std::exception &failure) {
-        return s_refuse(kExitBadConfig, failure.what(), early, former.get());
+        return s_refuse(kExitBadConfig, failure.what(), log, former.get());
     }
-    logRules(world->live.current()->rules, world->log);
+    logRules(world->live.current()->rules, log);
     int status = kExitStopped;
     try {
         s_serve(*world, signals, former.get());
     } catch (const std::exception &failure) {
-        status = s_refuse(kExitCannotServe, failure.what(), world->log, former.get());
+        status = s_refuse(kExitCannotServe, failure.what(), log, former.get());
     }
     if (world->shared.sessions > 0) {
         // Nobody closes the sessions that libmilter has dropped, and they use what goes away with
         // this frame.
+        log.flush();
         _exit(status);
     }
     return status;

@@ -83,6 +83,9 @@ public:
 
     void signal(int number) const { kill(process_, number); }
 
+    // Whether what it writes is left unread from now on.
+    void leaveUnread(bool isUnread) { isUnread_ = isUnread; }
+
     // Whether a text comes in the log behind what was found before.
     bool waitFor(const std::string &text) {
         std::unique_lock<std::mutex> lock(guard_);
@@ -151,7 +154,6 @@ private:
         }
         ::close(ends[1]);
         output_ = ends[0];
-        // Always at it, so that the daemon never waits for room.
         reader_ = std::thread([this] { readAll(); });
     }
 
@@ -163,6 +165,10 @@ private:
             struct pollfd waiting {
                 output_, POLLIN, 0
             };
+            if (isUnread_) {
+                poll(nullptr, 0, kStepMillis);
+                continue;
+            }
             if (poll(&waiting, 1, kStepMillis) != 1) {
                 continue;
             }
@@ -188,6 +194,7 @@ private:
     std::condition_variable written_;
     bool isEnded_ = false;
     std::atomic<bool> isClosing_{false};
+    std::atomic<bool> isUnread_{false};
     std::string log_;
     std::size_t seen_ = 0;
 };
