@@ -74,10 +74,8 @@ std::vector<std::string> keysOfJson(const std::string &line) {
     return keys;
 }
 
-// Each has its form whatever stands in it: a line of the log, one of the metrics, and a header.
-TEST(Abuse, NothingThatIsTakenFromOutsideForgesALine) {
-    const TempDir directory;
-    directory.makeDirectory("rules");
+// Rules that trip on "prize", with names that end lines, quotes and fields.
+std::string hostileRules() {
     const std::string names[] = {"A\rB",
                                  "\"A",
                                  "%s%n",
@@ -90,7 +88,40 @@ TEST(Abuse, NothingThatIsTakenFromOutsideForgesALine) {
     for (const std::string &name : names) {
         rules += "body " + name + " /prize/\n";
     }
-    directory.write("rules/a.cf", rules);
+    return rules;
+}
+
+void expectWholeHeaders(const Answer &answer) {
+    ASSERT_EQ(answer.code, 'a');
+    ASSERT_EQ(answer.inserted.size(), 2U);
+    for (const std::string &header : answer.inserted) {
+        for (std::size_t at = 0; (at = header.find('\n', at)) != std::string::npos; ++at) {
+            EXPECT_THAT(std::string(" \t"), HasSubstr(header.substr(at + 1, 1))) << header;
+        }
+        EXPECT_EQ(header.find_first_of(std::string("\r\0", 2)), std::string::npos);
+    }
+}
+
+// Answers how many of the lines are of messages.
+std::size_t expectWholeLines(const std::string &text) {
+    std::istringstream log(text);
+    std::size_t messages = 0;
+    for (std::string line; std::getline(log, line);) {
+        EXPECT_EQ(line.find_first_of(std::string("\r\0\x1B", 3)), std::string::npos);
+        const bool isJson = line.front() == '{';
+        const std::vector<std::string> keys = isJson ? keysOfJson(line) : keysOf(line);
+        EXPECT_THAT(keys, testing::Contains("event").Times(1)) << line;
+        EXPECT_THAT(keys, testing::Contains("level").Times(1)) << line;
+        messages += testing::Matches(testing::Contains("message_id"))(keys) ? 1U : 0U;
+    }
+    return messages;
+}
+
+// Each has its form whatever stands in it: a line of the log, one of the metrics, and a header.
+TEST(Abuse, NothingThatIsTakenFromOutsideForgesALine) {
+    const TempDir directory;
+    directory.makeDirectory("rules");
+    directory.write("rules/a.cf", hostileRules());
     const std::string texts[] = {
         "a\r\nX-Corvane-Status: clean",
         std::string("a\0b", 3),
@@ -111,15 +142,7 @@ TEST(Abuse, NothingThatIsTakenFromOutsideForgesALine) {
             mail.id = text;
             mail.sender = '<' + text + '>';
             mail.bytes = "Subject: hello\nMessage-ID: <" + text + ">\n\nprize\n";
-            const Answer answer = client.deliver(mail);
-            ASSERT_EQ(answer.code, 'a');
-            ASSERT_EQ(answer.inserted.size(), 2U);
-            for (const std::string &header : answer.inserted) {
-                for (std::size_t at = 0; (at = header.find('\n', at)) != std::string::npos; ++at) {
-                    EXPECT_THAT(std::string(" \t"), HasSubstr(header.substr(at + 1, 1))) << header;
-                }
-                EXPECT_EQ(header.find_first_of(std::string("\r\0", 2)), std::string::npos);
-            }
+            expectWholeHeaders(client.deliver(mail));
         }
         std::istringstream metrics(
             corvane({"ctl", "--socket", directory.path("control.sock"), "metrics"}).out);
@@ -127,17 +150,7 @@ TEST(Abuse, NothingThatIsTakenFromOutsideForgesALine) {
             EXPECT_THAT(line, testing::StartsWith(line.front() == '#' ? "# " : "corvane_"));
         }
         EXPECT_EQ(daemon.stop(), 0);
-        std::istringstream log(daemon.log());
-        std::size_t messages = 0;
-        for (std::string line; std::getline(log, line);) {
-            EXPECT_EQ(line.find_first_of(std::string("\r\0\x1B", 3)), std::string::npos);
-            const bool isJson = line.front() == '{';
-            const std::vector<std::string> keys = isJson ? keysOfJson(line) : keysOf(line);
-            EXPECT_THAT(keys, testing::Contains("event").Times(1)) << line;
-            EXPECT_THAT(keys, testing::Contains("level").Times(1)) << line;
-            messages += testing::Matches(testing::Contains("message_id"))(keys) ? 1U : 0U;
-        }
-        EXPECT_EQ(messages, std::size(texts));
+        EXPECT_EQ(expectWholeLines(daemon.log()), std::size(texts));
     }
 }
 

@@ -147,6 +147,20 @@ TEST_F(ServiceTest, MessagesWithoutAVerdictFareAsTheCauseIsConfigured) {
     EXPECT_EQ(late.deliver(mail("prize")).code, 't');
 }
 
+TEST_F(ServiceTest, ScoresMessagesWithHeadersAsLongAsAServerTakesThem) {
+    Daemon daemon(directory_, "");
+    // What follows a header that fills a piece of the protocol is seen too; Postfix cuts at 102,400.
+    for (const std::size_t bytes : {65500U, 65535U, 65536U, 70000U, 102400U, 250000U}) {
+        MilterClient client(daemon.socket());
+        ASSERT_TRUE(client.negotiate());
+        const std::string header = "X-Long: " + std::string(bytes, 'x') + '\n';
+        const Answer answer = client.deliver(mail("prize", header));
+        EXPECT_EQ(answer.code, 'a') << bytes;
+        EXPECT_THAT(answer.status(), HasSubstr(" hit; score=6;")) << bytes;
+        EXPECT_THAT(answer.status(), HasSubstr("limits=header-value-bytes;")) << bytes;
+    }
+}
+
 TEST_F(ServiceTest, AMessageGivenUpLeavesNothingForTheNext) {
     Daemon daemon(directory_, "");
     MilterClient client(daemon.socket());
