@@ -360,7 +360,9 @@ Control::Control(const Steered &steered, const ControlConfig &config, Place plac
     if (!config.host.empty()) {
         tcp_ = std::make_unique<Server>(kMostQueryBytes);
         s_addReading(tcp_->server, shared);
-        if (!tcp_->server.bind_to_port(config.host, static_cast<int>(config.port))) {
+        // httplib shares ports between processes, which only a restart shall do.
+        const bool isTaken = place == Place::Free && touchInet(config.host, config.port);
+        if (isTaken || !tcp_->server.bind_to_port(config.host, static_cast<int>(config.port))) {
             throw std::runtime_error("cannot listen on '" + config.host + ':' +
                                      std::to_string(config.port) +
                                      "'; see that no other process has the port, or set "

@@ -8,11 +8,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <nlohmann/json.hpp>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "Sockets.h"
 #include "daemon/Daemon.h"
 #include "daemon/MilterClient.h"
 #include "support/Command.h"
@@ -51,6 +53,41 @@ protected:
 
     TempDir directory_;
 };
+
+// A port that nobody has at the moment.
+unsigned int freePort() {
+    const int file = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof(address);
+    EXPECT_EQ(bind(file, reinterpret_cast<const sockaddr *>(&address), size), 0);
+    EXPECT_EQ(getsockname(file, reinterpret_cast<sockaddr *>(&address), &size), 0);
+    close(file);
+    return ntohs(address.sin_port);
+}
+
+TEST_F(HandoverTest, ThePortOfTheMetricsGoesToTheNewProcessAndToNoOther) {
+    const unsigned int port = freePort();
+    // The first line is of [control], which comes right before.
+    const std::string more =
+        "metrics = \"127.0.0.1:" + std::to_string(port) + "\"\n[sets]\nkeep = 0\n";
+    Daemon daemon(directory_, more);
+    const nlohmann::json answer = ctl("restart");
+    EXPECT_EQ(daemon.follow(answer["pid"]), 0) << "with the port shared for a while";
+    EXPECT_TRUE(touchInet("127.0.0.1", port));
+    const TempDir other;
+    other.makeDirectory("rules");
+    other.write("rules/a.cf", "body PRIZE /prize/\n");
+    try {
+        Daemon neighbour(other, more);
+        ADD_FAILURE() << "two have the port";
+    } catch (const std::runtime_error &failure) {
+        EXPECT_THAT(failure.what(), HasSubstr("see that no other process has the port"));
+    }
+    EXPECT_EQ(daemon.stop(), 0);
+    EXPECT_FALSE(touchInet("127.0.0.1", port));
+}
 
 TEST_F(HandoverTest, OpenSessionsStayAndNewOnesGoToTheNewProcess) {
     Daemon daemon(directory_, "");
