@@ -69,6 +69,7 @@ HEURISTIC_FIRST = {
     "heuristic/RuleProfile.h": {"heuristic/Export.h"},
     "heuristic/Rule.h": {"heuristic/Export.h", "heuristic/Score.h", "heuristic/RuleProfile.h"},
     "heuristic/RawBodyRule.h": HEURISTIC_BASE | {"heuristic/BodyRule.h"},
+    "heuristic/ScanTexts.h": HEURISTIC_BASE | {"heuristic/HeaderRule.h"},
     "heuristic/FullRule.h": HEURISTIC_BASE | {"heuristic/Scanner.h"},
 }
 

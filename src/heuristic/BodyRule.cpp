@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "heuristic/Definition.h"
 #include "heuristic/Failure.h"
 #include "heuristic/FilteredList.h"
 #include "heuristic/LogRecords.h"
+#include "heuristic/Pieces.h"
 #include "host/parser/Logger.h"
 #include "host/regex/LiteralMatcher.h"
 
@@ -19,49 +19,6 @@ namespace {
 constexpr const char *kFile = "BodyRule";
 constexpr unsigned int kValueLine = 42;
 constexpr unsigned int kCheckLine = 219;
-constexpr unsigned char kLineFeed = '\n';
-
-// A part of a body that rules are tried on at once. The unterminated rest of the body is one, whatever its length.
-struct Piece {
-    unsigned int start;
-    unsigned int length;
-    bool isRest;
-};
-
-// The length of a line without the CRs and LFs at its end.
-unsigned int s_lengthStripped(const unsigned char *line, unsigned int length) {
-    while (length > 0 && (line[length - 1] == '\r' || line[length - 1] == '\n')) {
-        --length;
-    }
-    return length;
-}
-
-// Calls take for each piece in order, until it answers true. Complete lines are read until they come to the limit; the
-// rest only where they do not.
-template <class Take>
-void s_cut(const Buffer &body, bool raw, Take take) {
-    const unsigned int limit = raw ? BodyCheck::kMaxRawBytes : BodyCheck::kMaxDecodedBytes;
-    unsigned int start = 0;
-    for (std::uint64_t total = 0; total < limit && start < body.length();) {
-        const unsigned char *line = body.data() + start;
-        const void *found = std::memchr(line, kLineFeed, body.length() - start);
-        if (found == nullptr) {
-            take(Piece{start, body.length() - start, true});
-            return;
-        }
-        const auto whole =
-            static_cast<unsigned int>(static_cast<const unsigned char *>(found) - line) + 1;
-        const unsigned int length = raw ? whole : s_lengthStripped(line, whole);
-        for (unsigned int offset = 0; offset < length; offset += BodyCheck::kMaxPieceBytes) {
-            const unsigned int size = std::min(BodyCheck::kMaxPieceBytes, length - offset);
-            if (take(Piece{start + offset, size, false})) {
-                return;
-            }
-        }
-        total += length;
-        start += whole;
-    }
-}
 
 // Bodies up to this are copied rather than scanned without bytes behind them.
 constexpr std::size_t kMaxCopiedBytes = FilteredPass::kPassBytes;
@@ -69,7 +26,7 @@ constexpr std::size_t kMaxCopiedBytes = FilteredPass::kPassBytes;
 // The pieces of a decoded text that will be copied to that offset; not all where it is too long for
 // that.
 void s_addPieces(FilteredPass &pass, const Buffer &body, std::size_t offset) {
-    s_cut(body, false, [&](const Piece &piece) {
+    cutIntoPieces(body, false, [&](const Piece &piece) {
         pass.add(static_cast<std::uint32_t>(offset) + piece.start, piece.length);
         return pass.endOfTexts() > kMaxCopiedBytes;
     });
@@ -149,7 +106,7 @@ void BodyCheck::checkBoth(const Buffer &first, const Buffer &second) {
 }
 
 void BodyCheck::checkPieces(const Buffer &body, bool raw) {
-    s_cut(body, raw, [&](const Piece &piece) {
+    cutIntoPieces(body, raw, [&](const Piece &piece) {
         const Buffer text(body.data() + piece.start, piece.length, true);
         if (piece.isRest) {
             // What the rest matches is not erased.
@@ -165,7 +122,7 @@ void BodyCheck::checkPieces(const Buffer &body, bool raw) {
 void BodyCheck::checkFiltered(const Buffer &body, bool raw) {
     FilteredPass pass(*filtered_);
     bool tripped = false;
-    s_cut(body, raw, [&](const Piece &piece) {
+    cutIntoPieces(body, raw, [&](const Piece &piece) {
         if (pass.isFullAt(piece.start)) {
             pass.select(body.data(), body.length());
             addMatches(pass, 0, pass.size());

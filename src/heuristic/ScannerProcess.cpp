@@ -9,6 +9,8 @@
 #include "heuristic/FullRule.h"
 #include "heuristic/HeaderRule.h"
 #include "heuristic/MetaRule.h"
+#include "heuristic/PartText.h"
+#include "heuristic/ScanTexts.h"
 #include "heuristic/Scanner.h"
 #include "heuristic/StageRules.h"
 #include "heuristic/UriRule.h"
@@ -29,10 +31,6 @@ const std::list<CharsetLanguage> s_charsetList =
         "windows-1251", RU)("shift_jis", JP)("euc-jp", JP)("iso-2022-jp", JP)("euc-kr", KO)(
         "iso-2022-kr", KO)("uhc", KO)("iso-8859-11", TH)("utf-8", ALL);
 const std::map<std::string, langID> s_charsetLanguages(s_charsetList.begin(), s_charsetList.end());
-
-const MPartText *s_text(const MimePart *part, MPartAttribute::Type type) {
-    return part == nullptr ? nullptr : dynamic_cast<const MPartText *>(part->findAttr(type));
-}
 
 langID s_detect(const Buffer &text) {
     Utf2lang detector;
@@ -120,13 +118,13 @@ public:
     // The stages over the main part; answers which of them have added a rule.
     unsigned int mainPart(const RefHeaderList &headers, const MimePart &part) {
         unsigned int mask = 0;
-        if (!isOver() && text(headers, s_text(&part, MPartAttribute::Text))) {
+        if (!isOver() && text(headers, partText(&part, MPartAttribute::Text))) {
             mask |= Scanner::kTextMatched;
         }
-        if (!isOver() && rawBody(s_text(&part, MPartAttribute::RawText))) {
+        if (!isOver() && rawBody(partText(&part, MPartAttribute::RawText))) {
             mask |= Scanner::kRawBodyMatched;
         }
-        if (!isOver() && secondText(s_text(&part, MPartAttribute::AltText))) {
+        if (!isOver() && secondText(partText(&part, MPartAttribute::AltText))) {
             mask |= Scanner::kSecondTextMatched;
         }
         if (!isOver()) {
@@ -149,22 +147,27 @@ private:
 
 } // namespace
 
-langID Scanner::selectLanguage(const MimePart *textPart) {
-    const MPartText *text = s_text(textPart, MPartAttribute::Text);
+LanguageChoice languageOf(const MimePart *part) {
+    using Reason = LanguageChoice::Reason;
+    const MPartText *text = partText(part, MPartAttribute::Text);
     if (text == nullptr) {
-        return DEFAULT;
+        return {DEFAULT, Reason::NoText, {}};
     }
     std::string charset;
     copyStringToLower(text->charset().c_str(), charset, 0, text->charset().size());
     const auto found = s_charsetLanguages.find(charset);
     if (found == s_charsetLanguages.end()) {
-        return DEFAULT;
+        return {DEFAULT, Reason::UnknownCharset, text->charset()};
     }
     if (found->second != ALL) {
-        return found->second;
+        return {found->second, Reason::Charset, text->charset()};
     }
     Budget::spend(text->text().size());
-    return s_detect(text->text());
+    return {s_detect(text->text()), Reason::Letters, text->charset()};
+}
+
+langID Scanner::selectLanguage(const MimePart *textPart) {
+    return languageOf(textPart).language;
 }
 
 unsigned int Scanner::process(RefMatches &matches, const RefMessageProperties &message,
