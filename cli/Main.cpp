@@ -14,6 +14,7 @@
 #include "ExitStatus.h"
 #include "Failure.h"
 #include "Scan.h"
+#include "Texts.h"
 #include "host/parser/Logger.h"
 
 namespace {
@@ -28,7 +29,8 @@ std::string s_explain(const CLI::App &app, const std::string &fault) {
 
 // The library would only say that a subcommand is missing.
 std::string s_refuseSubcommand(int argc, char **argv) {
-    const std::string known = "there are scan, encrypt, decrypt and ctl; try 'corvane --help'\n";
+    const std::string known =
+        "there are scan, text, encrypt, decrypt and ctl; try 'corvane --help'\n";
     return argc > 1 ? std::string("corvane: unknown subcommand '") + argv[1] + "'; " + known
                     : "corvane: name a subcommand; " + known;
 }
@@ -104,10 +106,12 @@ int s_run(int argc, char **argv) {
     app.formatter(std::make_shared<HelpFormatter>());
     app.require_subcommand(1);
     ScanArguments scan;
+    TextsArguments text;
     CtlArguments ctl;
     RuleSetCopyOptions encrypt;
     RuleSetCopyOptions decrypt;
     addScanCommand(app, scan);
+    addTextCommand(app, text);
     addEncryptCommand(app, encrypt);
     addDecryptCommand(app, decrypt);
     addCtlCommand(app, ctl);
@@ -122,6 +126,9 @@ int s_run(int argc, char **argv) {
     }
     // A stream of their own for the results: std::cout may be sent elsewhere.
     std::ostream out(std::cout.rdbuf());
+    if (app.got_subcommand("text")) {
+        return runText(text, out, std::cerr);
+    }
     if (app.got_subcommand("encrypt")) {
         return runEncrypt(encrypt, out, std::cerr);
     }

@@ -21,6 +21,7 @@
 #include "RemoteRules.h"
 #include "Report.h"
 #include "RuleLoad.h"
+#include "Sender.h"
 #include "WorkerPool.h"
 #include "host/parser/EmailAddress.h"
 #include "host/parser/Logger.h"
@@ -120,25 +121,12 @@ private:
     int error_ = 0;
 };
 
-// "<>" and "" stand for the empty sender that bounces have.
-std::optional<std::string> s_sender(const ScanArguments &arguments) {
-    if (arguments.sender.empty()) {
-        return {};
-    }
-    const std::string &text = arguments.sender.back();
-    const bool isAddress = !EmailAddress::rfc5322Parse(text, true).isNull();
-    if (!isAddress && !text.empty() && text != "<>") {
-        refuse("'" + text + "' is no address; --sender takes one such as joe@example.org, or <>");
-    }
-    return text;
-}
-
 corvane::ScanOptions s_options(const ScanArguments &arguments) {
     if (arguments.verbose && arguments.workers > 1) {
         refuse("--verbose shows the rules in the order they are tried; leave -j out");
     }
     corvane::ScanOptions options = arguments.scan;
-    options.sender = s_sender(arguments);
+    options.sender = givenSender(arguments.sender);
     options.trace = arguments.verbose;
     // Rounded up: none at all would be no bound.
     options.budget = std::chrono::ceil<std::chrono::nanoseconds>(

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "corvane/Engine.h"
+#include "report/JsonBytes.h"
 #include "report/Numbers.h"
 
 namespace Corvane::Reporting {
@@ -22,28 +23,8 @@ constexpr unsigned int kFormatVersion = 2;
 using Json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool,
                                   std::int64_t, std::uint64_t, float>;
 
-constexpr const char *kHexSuffix = "Hex";
-constexpr const char *kHexDigits = "0123456789abcdef";
-constexpr unsigned int kHexBase = 16;
-
 std::string s_rendered(const Json &value, Json::error_handler_t handler) {
     return value.dump(-1, ' ', false, handler);
-}
-
-// The two handlers agree where there is nothing to handle.
-bool s_isUtf8(const std::string &text) {
-    return s_rendered(text, Json::error_handler_t::ignore) ==
-           s_rendered(text, Json::error_handler_t::replace);
-}
-
-std::string s_hex(const std::string &bytes) {
-    std::string hex;
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        hex += kHexDigits[value / kHexBase];
-        hex += kHexDigits[value % kHexBase];
-    }
-    return hex;
 }
 
 std::string s_bytesOfHex(std::string_view hex) {
@@ -60,13 +41,6 @@ std::string s_bytesOfHex(std::string_view hex) {
     return bytes;
 }
 
-void s_setName(Json &object, const std::string &key, const std::string &name) {
-    object[key] = name;
-    if (!s_isUtf8(name)) {
-        object[key + kHexSuffix] = s_hex(name);
-    }
-}
-
 std::string s_name(const Json &object, const std::string &key) {
     const auto hex = object.find(key + kHexSuffix);
     return hex == object.end() ? object.at(key).get<std::string>()
@@ -77,7 +51,7 @@ Json s_rules(const ShownVerdict &verdict) {
     Json rules = Json::array();
     for (const ShownHit &hit : verdict.hits) {
         Json object;
-        s_setName(object, "name", hit.name);
+        setBytes(object, "name", hit.name);
         object["kind"] = hit.kind;
         object["score"] = hit.score;
         object["language"] = verdict.language;
@@ -199,7 +173,7 @@ std::string jsonOf(const ShownVerdict &verdict, const ShownRuleSet &rules,
     Json object;
     object["version"] = kFormatVersion;
     if (!label.file.empty()) {
-        s_setName(object, "file", label.file);
+        setBytes(object, "file", label.file);
     }
     if (label.index > 0) {
         object["index"] = label.index;

@@ -49,6 +49,8 @@ struct ScannedText {
     // Where it begins in the whole of its source: the message, the Subject decoded, the text, the body.
     std::size_t offset = 0;
     Buffer text;
+    // Of the last one of a body: the bytes behind it that no rule is tried on.
+    std::size_t unread = 0;
 };
 
 class CORVANE_HEURISTIC_API ScanTexts {

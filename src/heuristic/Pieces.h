@@ -30,9 +30,9 @@ inline unsigned int lengthWithoutLineEnd(const unsigned char *line, unsigned int
 }
 
 // Calls take for each piece in order, until it answers true. Complete lines are read until they come to the limit; the
-// rest only where they do not.
+// rest only where they do not. Answers the offset of what is not read, or the length.
 template <class Take>
-void cutIntoPieces(const Buffer &body, bool raw, Take take) {
+unsigned int cutIntoPieces(const Buffer &body, bool raw, Take take) {
     const unsigned int limit = raw ? BodyCheck::kMaxRawBytes : BodyCheck::kMaxDecodedBytes;
     unsigned int start = 0;
     for (std::uint64_t total = 0; total < limit && start < body.length();) {
@@ -40,7 +40,7 @@ void cutIntoPieces(const Buffer &body, bool raw, Take take) {
         const void *found = std::memchr(line, '\n', body.length() - start);
         if (found == nullptr) {
             take(Piece{start, body.length() - start, true});
-            return;
+            return body.length();
         }
         const auto whole =
             static_cast<unsigned int>(static_cast<const unsigned char *>(found) - line) + 1;
@@ -48,12 +48,13 @@ void cutIntoPieces(const Buffer &body, bool raw, Take take) {
         for (unsigned int offset = 0; offset < length; offset += BodyCheck::kMaxPieceBytes) {
             const unsigned int size = std::min(BodyCheck::kMaxPieceBytes, length - offset);
             if (take(Piece{start + offset, size, false})) {
-                return;
+                return start + offset + size;
             }
         }
         total += length;
         start += whole;
     }
+    return start;
 }
 
 } // namespace Corvane::Heuristic

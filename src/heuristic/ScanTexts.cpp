@@ -31,6 +31,7 @@ void s_takeForms(Source source, std::size_t number, const Header &header,
     }
 }
 
+// One piece is held back, since the last one tells what is not read.
 void s_takePieces(Source source, Rule::Type kind, const Buffer &body, const ScanTexts::Take &take) {
     ScannedText text;
     text.source = source;
@@ -38,7 +39,10 @@ void s_takePieces(Source source, Rule::Type kind, const Buffer &body, const Scan
     text.number = 1;
     text.piece = 0;
     unsigned int lineStart = 0;
-    cutIntoPieces(body, kind == Rule::RawBody, [&](const Piece &piece) {
+    const unsigned int end = cutIntoPieces(body, kind == Rule::RawBody, [&](const Piece &piece) {
+        if (text.piece > 0) {
+            take(text);
+        }
         const unsigned char *line = body.data() + lineStart;
         const auto ends = static_cast<std::size_t>(
             std::count(line, body.data() + piece.start, static_cast<unsigned char>('\n')));
@@ -47,9 +51,12 @@ void s_takePieces(Source source, Rule::Type kind, const Buffer &body, const Scan
         lineStart = piece.start;
         text.offset = piece.start;
         text.text = Buffer(body.data() + piece.start, piece.length, true);
-        take(text);
         return false;
     });
+    if (text.piece > 0) {
+        text.unread = body.length() - end;
+        take(text);
+    }
 }
 
 } // namespace

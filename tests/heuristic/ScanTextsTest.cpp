@@ -151,6 +151,17 @@ TEST(ScanTexts, TellWhereTheyStand) {
                                              "8 1.1 @0 +10", "8 2.1 @0 +15"));
 }
 
+TEST(ScanTexts, TellHowMuchIsNotRead) {
+    const std::string read(3072, 'x');
+    const Mail mail = MailReader().read(std::string_view("\n" + read + "\nunread\nrest\n"));
+    std::vector<std::size_t> unread;
+    ScanTexts("", mail, EmailAddress()).each([&](const ScannedText &text) {
+        unread.push_back(text.unread);
+    });
+    // Two pieces of the text, and of the raw body also the lines behind.
+    EXPECT_THAT(unread, testing::ElementsAre(0, 12, 0, 0, 0, 0));
+}
+
 TEST(ScanTexts, TellWhatHasDecidedTheLanguage) {
     using Reason = LanguageChoice::Reason;
     const struct {
