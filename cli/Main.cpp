@@ -13,6 +13,7 @@
 #include "Encrypt.h"
 #include "ExitStatus.h"
 #include "Failure.h"
+#include "Lint.h"
 #include "Scan.h"
 #include "Texts.h"
 #include "host/parser/Logger.h"
@@ -30,7 +31,7 @@ std::string s_explain(const CLI::App &app, const std::string &fault) {
 // The library would only say that a subcommand is missing.
 std::string s_refuseSubcommand(int argc, char **argv) {
     const std::string known =
-        "there are scan, text, encrypt, decrypt and ctl; try 'corvane --help'\n";
+        "there are scan, text, lint, encrypt, decrypt and ctl; try 'corvane --help'\n";
     return argc > 1 ? std::string("corvane: unknown subcommand '") + argv[1] + "'; " + known
                     : "corvane: name a subcommand; " + known;
 }
@@ -108,10 +109,12 @@ int s_run(int argc, char **argv) {
     ScanArguments scan;
     TextsArguments text;
     CtlArguments ctl;
+    LintArguments lint;
     RuleSetCopyOptions encrypt;
     RuleSetCopyOptions decrypt;
     addScanCommand(app, scan);
     addTextCommand(app, text);
+    addLintCommand(app, lint);
     addEncryptCommand(app, encrypt);
     addDecryptCommand(app, decrypt);
     addCtlCommand(app, ctl);
@@ -137,6 +140,9 @@ int s_run(int argc, char **argv) {
     }
     if (app.got_subcommand("ctl")) {
         return runCtl(ctl, out, std::cerr);
+    }
+    if (app.got_subcommand("lint")) {
+        return runLint(lint, std::cin, out, std::cerr);
     }
     return runScan(scan, out, std::cerr);
 }
