@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -11,6 +12,7 @@
 
 #include <httplib.h>
 #include <nlohmann/json.hpp>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,6 +33,8 @@ constexpr int kConflict = 409;
 constexpr int kBadRequest = 400;
 constexpr int kTooLarge = 413;
 constexpr std::size_t kMostQueryBytes = 65536;
+constexpr std::chrono::seconds kLocalPatience{5};
+constexpr std::chrono::seconds kTcpPatience{1};
 
 void s_answer(httplib::Response &response, const Json &json) {
     response.set_content(json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n',
@@ -277,10 +281,18 @@ void s_addSteering(httplib::Server &server, const Control::Steered &steered) {
 } // namespace
 
 struct Control::Server {
-    explicit Server(std::size_t mostBodyBytes) {
-        constexpr std::size_t kThreads = 4;
+    // patience: for the next bytes of whoever has connected, who has a thread until then.
+    Server(std::size_t mostBodyBytes, std::chrono::seconds patience) {
+        constexpr std::size_t kThreads = 16;
         server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
         server.set_payload_max_length(mostBodyBytes);
+        server.set_read_timeout(patience.count());
+        server.set_keep_alive_timeout(patience.count());
+        server.set_socket_options([this](int socket) {
+            constexpr int kYes = 1;
+            setsockopt(socket, SOL_SOCKET, SO_REUSEPORT, &kYes, sizeof(kYes));
+            listener = socket;
+        });
     }
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
@@ -296,6 +308,9 @@ struct Control::Server {
     }
 
     void serve() {
+        // httplib lets five wait, and a Unix socket turns away who comes then.
+        constexpr int kWaiting = 1024;
+        ::listen(listener, kWaiting);
         thread = std::thread([this] { server.listen_after_bind(); });
         // It would not hear a stop before.
         while (!server.is_running()) {
@@ -338,6 +353,7 @@ struct Control::Server {
     }
 
     httplib::Server server;
+    int listener = -1;
     std::thread thread;
     // Where the Unix socket is to be, and where it was bound.
     std::string path;
@@ -351,14 +367,15 @@ Control::Control(const Steered &steered, const ControlConfig &config, Place plac
         // A reload may raise the limit; what is too long then is said so as well.
         const std::size_t messageBytes =
             shared.live.current()->config.scanOptions().limits.messageBytes;
-        local_ = std::make_unique<Server>(messageBytes + kMostQueryBytes);
+        local_ = std::make_unique<Server>(messageBytes + kMostQueryBytes, kLocalPatience);
         s_addReading(local_->server, shared);
         s_addSteering(local_->server, steered);
         local_->bindPath(config.path, place);
         local_->serve();
     }
     if (!config.host.empty()) {
-        tcp_ = std::make_unique<Server>(kMostQueryBytes);
+        // Of all who are on this machine, which must not keep a proxy from asking for the health.
+        tcp_ = std::make_unique<Server>(kMostQueryBytes, kTcpPatience);
         s_addReading(tcp_->server, shared);
         // httplib shares ports between processes, which only a restart shall do.
         const bool isTaken = place == Place::Free && touchInet(config.host, config.port);

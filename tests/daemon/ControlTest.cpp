@@ -1,5 +1,6 @@
 // The control socket and the metrics, by the command that asks for them.
 
+#include <algorithm>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -132,6 +133,22 @@ TEST_F(ControlTest, ScansViaTheDaemonAsWithRulesOfItsOwn) {
         EXPECT_EQ(outcomes[1].status, outcomes[0].status) << use.front();
         EXPECT_NE(outcomes[1].out, "");
     }
+    EXPECT_EQ(daemon.stop(), 0);
+}
+
+TEST_F(ControlTest, ScansForManyAtOnce) {
+    Daemon daemon(directory_, "[limits]\nscans = 4\n");
+    std::string mbox;
+    constexpr int kMessages = 400;
+    for (int each = 0; each < kMessages; ++each) {
+        mbox += "From a@b.example Mon Jan  1 00:00:00 2024\nSubject: " + std::to_string(each) +
+                "\n\nprize\n\n";
+    }
+    const std::string file = directory_.write("many.mbox", mbox);
+    const Outcome outcome =
+        corvane({"scan", "--via", directory_.path("control.sock"), "-j", "64", "--json", file});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), kMessages);
     EXPECT_EQ(daemon.stop(), 0);
 }
 
