@@ -5,6 +5,7 @@
 //
 // Threads: plain values.
 
+#include <cstddef>
 #include <string>
 
 namespace Corvane::Cli {
@@ -21,6 +22,10 @@ struct Finding {
     std::string code;
     std::string text;
     std::string remedy;
+    // A piece of the line to show, and how many characters of it stand before the fault; empty where
+    // the place says enough.
+    std::string excerpt;
+    std::size_t caret = 0;
 };
 
 } // namespace Corvane::Cli

@@ -4,10 +4,9 @@
 #include <filesystem>
 #include <sstream>
 
-#include <nlohmann/json.hpp>
-
 #include "ExitStatus.h"
 #include "Failure.h"
+#include "LintReport.h"
 #include "RuleLint.h"
 #include "RuleSetFiles.h"
 #include "heuristic/Scanner.h"
@@ -17,12 +16,6 @@ namespace Corvane::Cli {
 namespace {
 
 using Heuristic::RuleSource;
-
-constexpr int kJsonVersion = 1;
-
-const char *s_levelName(Level level) {
-    return level == Level::Error ? "error" : "warning";
-}
 
 std::vector<RuleSource> s_sources(const LintArguments &arguments, std::istream &in) {
     std::vector<RuleSource> sources;
@@ -41,28 +34,15 @@ std::vector<RuleSource> s_sources(const LintArguments &arguments, std::istream &
     return sources;
 }
 
-void s_writeText(const std::vector<Finding> &findings, std::ostream &out) {
-    for (const Finding &each : findings) {
-        out << each.file << ':' << each.line << ':' << each.column << ": "
-            << s_levelName(each.level) << ' ' << each.code << ": " << each.text << "; "
-            << each.remedy << '\n';
+void s_write(const LintArguments &arguments, const std::vector<Finding> &findings,
+             std::ostream &out) {
+    if (arguments.isJson) {
+        writeLintJson(findings, out);
+    } else if (arguments.isSarif) {
+        writeLintSarif(findings, out);
+    } else {
+        writeLintText(findings, arguments.isEach ? LintLines::Each : LintLines::Grouped, out);
     }
-}
-
-void s_writeJson(const std::vector<Finding> &findings, std::ostream &out) {
-    nlohmann::ordered_json report = {{"version", kJsonVersion},
-                                     {"findings", nlohmann::ordered_json::array()}};
-    for (const Finding &each : findings) {
-        report["findings"].push_back({{"file", each.file},
-                                      {"line", each.line},
-                                      {"column", each.column},
-                                      {"level", s_levelName(each.level)},
-                                      {"code", each.code},
-                                      {"text", each.text},
-                                      {"remedy", each.remedy}});
-    }
-    // File names may be no UTF-8.
-    out << report.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }
 
 } // namespace
@@ -77,7 +57,13 @@ void addLintCommand(CLI::App &app, LintArguments &arguments) {
         ->type_name("NAME")
         ->excludes(directories);
     lint->add_flag("--strict", arguments.isStrict, "Let warnings count as errors");
-    lint->add_flag("--json", arguments.isJson, "Write what was found as JSON");
+    CLI::Option *each = lint->add_flag("--each", arguments.isEach,
+                                       "Write a line for each place, for programs that read them");
+    CLI::Option *json =
+        lint->add_flag("--json", arguments.isJson, "Write what was found as JSON")->excludes(each);
+    lint->add_flag("--sarif", arguments.isSarif, "Write what was found as SARIF 2.1.0")
+        ->excludes(each)
+        ->excludes(json);
 }
 
 int runLint(const LintArguments &arguments, std::istream &in, std::ostream &out,
@@ -91,11 +77,7 @@ int runLint(const LintArguments &arguments, std::istream &in, std::ostream &out,
         refuse("no rule files to check; their names end in .cf, those of scores in .score");
     }
     const std::vector<Finding> findings = lint.findings();
-    if (arguments.isJson) {
-        s_writeJson(findings, out);
-    } else {
-        s_writeText(findings, out);
-    }
+    s_write(arguments, findings, out);
     const int error = flushed(out);
     if (error != 0) {
         err << "corvane: cannot write to standard output: " << systemReason(error) << '\n';

@@ -20,6 +20,9 @@ struct LintArguments {
     std::string standardInput;
     bool isStrict = false;
     bool isJson = false;
+    bool isSarif = false;
+    // A line for each place, also where the same is found in several of a file.
+    bool isEach = false;
 };
 
 // Declares the subcommand and its arguments, which parsing fills; they must outlive the application

@@ -5,8 +5,11 @@
 #include <numeric>
 #include <string_view>
 #include <tuple>
+#include <unordered_map>
 
 #include "Failure.h"
+#include "MetaLint.h"
+#include "heuristic/HeaderRule.h"
 #include "host/parser/Logger.h"
 
 namespace Corvane::Cli {
@@ -20,19 +23,13 @@ constexpr std::string_view kKeywords[] = {"header", "uri",  "body",     "rawbody
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kSectionMark = "#[lang section]";
 constexpr std::size_t kMostDifferences = 2;
+constexpr unsigned char kDelete = 0x7F;
 
 std::string s_lower(std::string_view text) {
     std::string lower(text);
     std::transform(lower.begin(), lower.end(), lower.begin(),
                    [](unsigned char byte) { return static_cast<char>(std::tolower(byte)); });
     return lower;
-}
-
-std::string s_quoted(std::string_view text) {
-    std::string quoted(1, '\'');
-    quoted += Logger::printable(std::string(text));
-    quoted += '\'';
-    return quoted;
 }
 
 // How many letters must be put in, taken out or changed to make one word of the other.
@@ -73,20 +70,48 @@ std::string s_refusal(const LoadedLine &line) {
                                                         : line.failure->message();
 }
 
+// The languages in which a rule was filed.
+std::uint8_t s_languages(const LoadedLine &line) {
+    auto languages =
+        line.language == Heuristic::ALL
+            ? kAllLanguages
+            : static_cast<std::uint8_t>(1U << static_cast<unsigned int>(line.language));
+    for (const LoadedLine::Clash &each : line.clashes) {
+        languages &= static_cast<std::uint8_t>(~(1U << static_cast<unsigned int>(each.language)));
+    }
+    return languages;
+}
+
+// Shows the part of the line around the fault.
+void s_showFault(Finding &finding, std::string_view line) {
+    constexpr std::size_t kBefore = 60;
+    constexpr std::size_t kBehind = 20;
+    const std::size_t at = std::min<std::size_t>(finding.column - 1, line.size());
+    const std::size_t start = at > kBefore ? at - kBefore : 0;
+    const std::string before = Logger::printable(std::string(line.substr(start, at - start)));
+    finding.excerpt = before + Logger::printable(std::string(line.substr(at, kBehind)));
+    finding.caret = before.size();
+}
+
+// Whether mail can hold a header of that name.
+bool s_isHeaderName(const std::string &name) {
+    return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char byte) {
+        return byte > ' ' && byte < kDelete && byte != ':';
+    });
+}
+
 } // namespace
 
 std::vector<Finding> RuleLint::findings() const {
     std::vector<Finding> all = findings_;
-    for (const auto &[name, place] : scores_) {
-        if (rules_.count(name) == 0) {
-            all.push_back({place.file, place.line, place.column, Level::Warning, "score-no-rule",
-                           "no rule that was loaded has the name " + s_quoted(name),
-                           "correct the name, or take the line out"});
-        }
+    SetLint(rules_, scores_, all).check();
+    MetaLint(rules_, all).check();
+    std::unordered_map<std::string, std::size_t> order;
+    for (const std::string &file : files_) {
+        order.emplace(file, order.size());
     }
-    const auto place = [this](const Finding &finding) {
-        const auto file = std::find(files_.begin(), files_.end(), finding.file);
-        return std::make_tuple(file, finding.line, finding.column);
+    const auto place = [&order](const Finding &finding) {
+        return std::make_tuple(order.at(finding.file), finding.line, finding.column);
     };
     std::stable_sort(all.begin(), all.end(), [&place](const Finding &one, const Finding &other) {
         return place(one) < place(other);
@@ -102,6 +127,25 @@ void RuleLint::fileUnreadable(const std::string &path, int error) {
     refuse("cannot read '" + Logger::printable(path) + "': " + systemReason(error));
 }
 
+void RuleLint::content(std::string_view bytes) {
+    const std::size_t found = bytes.find("\r\n");
+    if (found == std::string_view::npos) {
+        return;
+    }
+    const std::string_view before = bytes.substr(0, found);
+    const auto line = static_cast<unsigned int>(std::count(before.begin(), before.end(), '\n')) + 1;
+    const std::size_t start = before.rfind('\n') + 1;
+    findings_.push_back({files_.back(),
+                         line,
+                         static_cast<unsigned int>(found - start) + 1,
+                         Level::Warning,
+                         "crlf",
+                         "lines of this file end in CR LF",
+                         "save it with LF alone, as other tools expect rule files",
+                         {},
+                         0});
+}
+
 void RuleLint::line(const LoadedLine &line) {
     checkBytes(line);
     switch (line.outcome) {
@@ -110,8 +154,7 @@ void RuleLint::line(const LoadedLine &line) {
         break;
     case LoadedLine::UnknownSection:
         add(line, line.name.column, Level::Error, "unknown-section",
-            "there is no language " + s_quoted(line.name.text) +
-                "; what follows is read as DEFAULT",
+            "there is no language " + quoted(line.name.text) + "; what follows is read as DEFAULT",
             "write DEFAULT, CN, JP, KO, RU, TH or ALL, in capitals");
         break;
     case LoadedLine::RuleRefused:
@@ -139,8 +182,15 @@ void RuleLint::line(const LoadedLine &line) {
 
 void RuleLint::add(const LoadedLine &line, unsigned int column, Level level,
                    const std::string &code, const std::string &text, const std::string &remedy) {
-    findings_.push_back({std::string(line.file), line.number, std::max(column, 1U), level, code,
-                         Logger::printable(text), remedy});
+    findings_.push_back({std::string(line.file),
+                         line.number,
+                         std::max(column, 1U),
+                         level,
+                         code,
+                         Logger::printable(text),
+                         remedy,
+                         {},
+                         0});
 }
 
 void RuleLint::checkBytes(const LoadedLine &line) {
@@ -166,8 +216,11 @@ void RuleLint::checkComment(const LoadedLine &line) {
 
 void RuleLint::checkRefusal(const LoadedLine &line) {
     add(line, line.faultColumn(), Level::Error, "rule-refused",
-        "rule " + s_quoted(line.name.text) + " is left out: " + s_refusal(line),
+        "rule " + quoted(line.name.text) + " is left out: " + s_refusal(line),
         "correct the definition");
+    if (line.pattern.has_value() && line.pattern->offset.has_value()) {
+        s_showFault(findings_.back(), line.text);
+    }
 }
 
 void RuleLint::checkDuplicate(const LoadedLine &line) {
@@ -176,14 +229,24 @@ void RuleLint::checkDuplicate(const LoadedLine &line) {
     }
     const Heuristic::RulePlace &first = line.clashes.front().first;
     add(line, line.name.column, Level::Error, "rule-duplicate",
-        "rule " + s_quoted(line.name.text) + " is left out: defined already" +
+        "rule " + quoted(line.name.text) + " is left out: defined already" +
             (first.file.empty() ? "" : " at " + first.file + ':' + std::to_string(first.line)),
         "rename one of the two, or take it out");
 }
 
 void RuleLint::checkRule(const LoadedLine &line) {
-    rules_.insert(std::string(line.name.text));
     checkDuplicate(line);
+    if (line.outcome == LoadedLine::RuleFiled) {
+        rules_.push_back({line.rule,
+                          {std::string(line.file), line.number, line.name.column},
+                          line.definition.column,
+                          s_languages(line),
+                          line.language == Heuristic::ALL,
+                          line.isMetaFault});
+    }
+    if (line.rule->type() == Heuristic::Rule::Header && !line.isEval) {
+        checkHeader(line);
+    }
     if (line.isEval) {
         add(line, line.definition.column, Level::Error, "rule-eval",
             "there are no built-in tests for eval: to name; the rule never trips",
@@ -194,6 +257,25 @@ void RuleLint::checkRule(const LoadedLine &line) {
             "the expression lacks an operand or a parenthesis, or is nested too deeply; "
             "the rule never trips",
             "correct the expression");
+    }
+}
+
+void RuleLint::checkHeader(const LoadedLine &line) {
+    const auto &rule = static_cast<const Heuristic::HeaderRule &>(*line.rule);
+    if (!rule.isComplete()) {
+        add(line, line.definition.column, Level::Error, "header-no-pattern",
+            "the definition lacks a header or a pattern of two bytes at least; the rule never "
+            "trips",
+            "write HEADER =~ /PATTERN/, or exists:HEADER");
+        return;
+    }
+    const std::string *name = rule.headers().soleName();
+    if (name != nullptr && !s_isHeaderName(*name)) {
+        add(line, line.definition.column, Level::Error, "header-name",
+            "no header can have the name " + quoted(*name) + "; the rule never trips",
+            "write the name without a colon, with one of the suffixes :addr, :name and :raw at "
+            "most, and "
+            "no blank behind exists:");
     }
 }
 
@@ -208,20 +290,20 @@ void RuleLint::checkKeyword(const LoadedLine &line) {
     } else if (line.outcome == LoadedLine::MissingName ||
                line.outcome == LoadedLine::BareDescription) {
         add(line, column, Level::Error, "missing-name",
-            s_quoted(word) + " lacks a name or what belongs behind it; the line is ignored",
+            quoted(word) + " lacks a name or what belongs behind it; the line is ignored",
             "write KEYWORD NAME TEXT");
     } else if (line.outcome == LoadedLine::MissingDefinition) {
         add(line, line.name.column, Level::Error, "missing-definition",
-            s_quoted(line.name.text) + " has no definition; the line is ignored",
+            quoted(line.name.text) + " has no definition; the line is ignored",
             "write the definition behind the name, on the same line");
     } else if (column > 1 && (lower == "score" || lower == "describe")) {
         add(line, column, Level::Error, "indented-line",
-            s_quoted(word) + " counts at the start of a line only; the line is ignored",
+            quoted(word) + " counts at the start of a line only; the line is ignored",
             "take out the white space before it");
     } else {
         const std::string_view meant = s_nearestKeyword(word);
         add(line, column, Level::Error, "unknown-keyword",
-            "there is no keyword " + s_quoted(word) + "; the line is ignored",
+            "there is no keyword " + quoted(word) + "; the line is ignored",
             meant.empty() ? "begin the line with header, uri, body, rawbody, full, meta, describe, "
                             "score, or # for a comment"
                           : "did you mean '" + std::string(meant) + "'?");
@@ -240,18 +322,18 @@ void RuleLint::checkScore(const LoadedLine &line) {
             "write one number");
         return;
     }
-    scores_[name] = {std::string(line.file), line.number, line.name.column};
+    scores_.push_back({name, {std::string(line.file), line.number, line.name.column}});
     constexpr std::size_t kWordLength = std::string_view("score").size();
     if (line.name.column == kWordLength + 1) {
         add(line, line.name.column, Level::Warning, "score-joined",
-            "this is read as the score of a rule " + s_quoted(name), "put a blank behind 'score'");
+            "this is read as the score of a rule " + quoted(name), "put a blank behind 'score'");
     }
     if (line.numbers.count == 0) {
         add(line, line.definition.column, Level::Error, "score-unreadable",
             "no number where the score should be; it counts as 0", "write a number such as 1.5");
     } else if (!line.numbers.whole) {
         add(line, line.definition.column, Level::Error, "score-cut",
-            "not all of " + s_quoted(line.definition.text) + " is read as a number",
+            "not all of " + quoted(line.definition.text) + " is read as a number",
             "write a number such as 1.5, with a point and nothing behind it");
     }
 }

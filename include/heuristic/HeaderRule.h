@@ -85,6 +85,13 @@ public:
     void value(const std::string &definition) override;
     using Rule::value;
 
+    // The names of the headers that the rule is tried on; the null pattern where its definition gives none. The reference
+    // lives as long as the rule.
+    const StringPattern &headers() const { return selection_.pattern; }
+
+    // Whether the definition has an expression, or asks only whether a header is there; without, the rule never matches.
+    bool isComplete() const { return selection_.exists || !expression_.isNull(); }
+
     // Whether the rule is active, applies to the header, and its expression matches (or, after !~, does not). A failing
     // expression is no match either way. Throws code 4, with the cause attached.
     bool matches(const HeaderRuleParameter &header) const;

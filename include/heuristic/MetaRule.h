@@ -67,6 +67,9 @@ public:
     // The sub-rules that the expression mentions: names of three characters or more that begin with "__".
     const std::set<std::string> &names() const { return names_; }
 
+    // The atoms of the expression, in the order in which they are written. The reference lives as long as the rule.
+    const std::list<Atom> &atoms() const { return atoms_; }
+
     // Whether the rule is active and its expression true for the rules in the match set. An expression that cannot be
     // evaluated is logged (0x3000031) and false.
     bool matches(const RefMatches &matches) const;
