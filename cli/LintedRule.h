@@ -22,8 +22,9 @@ struct LintedRule {
     // One bit for each language whose list holds the rule, and whether its section is that of ALL.
     std::uint8_t languages = 0;
     bool isForAll = false;
-    // The expression has no value at all.
+    // The expression of a meta rule has no value at all; the definition calls a built-in test.
     bool isMetaFault = false;
+    bool isEval = false;
 };
 
 // The bits of all languages, and their names, divided by commas, in the order of their numbers.

@@ -9,6 +9,7 @@
 
 #include "Failure.h"
 #include "MetaLint.h"
+#include "PatternLint.h"
 #include "heuristic/HeaderRule.h"
 #include "host/parser/Logger.h"
 
@@ -106,6 +107,7 @@ std::vector<Finding> RuleLint::findings() const {
     std::vector<Finding> all = findings_;
     SetLint(rules_, scores_, all).check();
     MetaLint(rules_, all).check();
+    PatternLint(rules_, all).check();
     std::unordered_map<std::string, std::size_t> order;
     for (const std::string &file : files_) {
         order.emplace(file, order.size());
@@ -242,7 +244,8 @@ void RuleLint::checkRule(const LoadedLine &line) {
                           line.definition.column,
                           s_languages(line),
                           line.language == Heuristic::ALL,
-                          line.isMetaFault});
+                          line.isMetaFault,
+                          line.isEval});
     }
     if (line.rule->type() == Heuristic::Rule::Header && !line.isEval) {
         checkHeader(line);

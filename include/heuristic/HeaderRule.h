@@ -89,6 +89,10 @@ public:
     // lives as long as the rule.
     const StringPattern &headers() const { return selection_.pattern; }
 
+    // The expression as the definition has it, and whether a value must match it; empty where there is none.
+    std::string expression() const;
+    bool isPositive() const { return selection_.positive; }
+
     // Whether the definition has an expression, or asks only whether a header is there; without, the rule never matches.
     bool isComplete() const { return selection_.exists || !expression_.isNull(); }
 

@@ -123,6 +123,11 @@ void HeaderRule::parse(const std::string &definition) {
     expression_ = expression;
 }
 
+std::string HeaderRule::expression() const {
+    Selection ignored;
+    return expression_.isNull() ? std::string() : select(ignored, value());
+}
+
 // Reads name, operator and expression, as far as they are there; answers the text of the expression.
 std::string HeaderRule::select(Selection &selection, const std::string &definition) {
     const std::size_t nameEnd = stringFindWhiteSpace(definition, 0);

@@ -74,7 +74,7 @@ TEST(LintPage, HasAnExampleThatLeadsToEachCode) {
 
 TEST(LintPage, HasTheCodesThatThereAre) {
     std::set<std::string> codes;
-    const std::regex place("Level::(?:Error|Warning),\\s*\"([a-z-]+)\"");
+    const std::regex place("(?:Level::(?:Error|Warning)|add\\(pattern, [^,\"]+),\\s*\"([a-z-]+)\"");
     for (const auto &file : std::filesystem::directory_iterator(CORVANE_DOCS_DIR "/../cli")) {
         if (file.path().extension() != ".cpp") {
             continue;

@@ -24,7 +24,8 @@ bool s_isDigit(char c) {
 class Parser {
 public:
     explicit Parser(const Definition &definition)
-        : reader_(definition.pattern, definition.utf), anyLineEnd_(definition.anyLineEnd),
+        : pattern_(definition.pattern), reader_(definition.pattern, definition.utf),
+          anyLineEnd_(definition.anyLineEnd),
           openings_(static_cast<std::size_t>(
               std::count(definition.pattern.begin(), definition.pattern.end(), '('))) {}
 
@@ -34,6 +35,7 @@ public:
                                          definition.extended, definition.multiline});
         parsed.exact = exact_;
         parsed.greedy = greedy_;
+        parsed.byteClass = byteClass_;
         if (reader_.failed() || !reader_.atEnd()) {
             return std::nullopt;
         }
@@ -65,6 +67,7 @@ private:
     bool takeBraces(Bounds &bounds);
     std::size_t numberInBraces();
     std::size_t number();
+    PatternNode parseBrackets(const Options &options);
     PatternNode parseGroup(Options &options, bool &repeatable);
     PatternNode parseBody(const Options &options);
     PatternNode parseAssertion(const Options &options);
@@ -87,6 +90,7 @@ private:
 
     CharacterMode mode(const Options &options) const { return {options.ignoreCase, reader_.utf()}; }
 
+    const std::string &pattern_;
     PatternReader reader_;
     bool anyLineEnd_;
     // No more capturing groups than this are in the pattern.
@@ -94,6 +98,7 @@ private:
     unsigned int depth_ = 0;
     bool exact_ = true;
     bool greedy_ = true;
+    std::optional<std::size_t> byteClass_;
 };
 
 PatternNode Parser::parseAlternatives(Options options) {
@@ -256,7 +261,7 @@ PatternNode Parser::parseItem(Options &options, bool &repeatable) {
         return parseGroup(options, repeatable);
     }
     if (reader_.take("[")) {
-        return parseClass(reader_, mode(options), exact_);
+        return parseBrackets(options);
     }
     if (reader_.take("\\")) {
         return parseEscape(options, repeatable);
@@ -271,6 +276,21 @@ PatternNode Parser::parseItem(Options &options, bool &repeatable) {
         return edge(options.multiline ? Kind::Empty : Kind::End, repeatable);
     }
     return literal(reader_.character(), options);
+}
+
+// A class whose opening bracket has been read.
+PatternNode Parser::parseBrackets(const Options &options) {
+    constexpr unsigned char kAsciiEnd = 128;
+    const std::size_t start = reader_.position();
+    PatternNode node = parseClass(reader_, mode(options), exact_);
+    const std::size_t end = std::min(reader_.position(), pattern_.size());
+    if (!reader_.utf() && !byteClass_.has_value() &&
+        std::any_of(pattern_.begin() + static_cast<std::ptrdiff_t>(start),
+                    pattern_.begin() + static_cast<std::ptrdiff_t>(end),
+                    [](unsigned char byte) { return byte >= kAsciiEnd; })) {
+        byteClass_ = start - 1;
+    }
+    return node;
 }
 
 PatternNode Parser::parseBody(const Options &options) {

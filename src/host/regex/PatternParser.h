@@ -72,6 +72,8 @@ struct ParsedPattern {
     bool exact = true;
     // Whether no repetition takes as few as it can.
     bool greedy = true;
+    // Where the first class begins that is written with bytes above 127, outside of UTF-8.
+    std::optional<std::size_t> byteClass;
 };
 
 // Nothing where the pattern holds what is not understood. A pattern that does not compile may give
