@@ -62,6 +62,19 @@ LogLine &LogLine::addEscaped(const char *key, std::string text) {
     return *this;
 }
 
+LogLine &LogLine::addNames(const char *key, const std::vector<std::string_view> &names) {
+    std::string text;
+    for (std::size_t each = 0; each < names.size(); ++each) {
+        const std::string name = escaped(names[each], Charset::Utf8, "\",+", kMostNameBytes);
+        if (text.size() + name.size() > kMostBytes) {
+            text += (text.empty() ? "+" : ",+") + std::to_string(names.size() - each);
+            break;
+        }
+        text.append(text.empty() ? "" : ",").append(name);
+    }
+    return addEscaped(key, std::move(text));
+}
+
 LogLine &LogLine::add(const char *key, std::uint64_t number) {
     fields_.push_back({key, std::to_string(number), false});
     return *this;

@@ -33,6 +33,9 @@ public:
     LogLine &add(const char *key, std::string_view text, std::size_t most = kMostBytes);
     // The text is taken to be escaped already, quotes included.
     LogLine &addEscaped(const char *key, std::string text);
+    // With commas between them. Those that do not fit into kMostBytes are left out: "+N" at the end
+    // is how many. In the names commas and plus signs are escaped as well.
+    LogLine &addNames(const char *key, const std::vector<std::string_view> &names);
     LogLine &add(const char *key, std::uint64_t number);
     LogLine &add(const char *key, float number);
     // With three decimals, in milliseconds.

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <exception>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include <sys/resource.h>
 #include <unistd.h>
-
-#include "Text.h"
 
 namespace Corvane::Milter {
 
@@ -22,26 +22,22 @@ bool s_isUndecided(const corvane::Verdict &verdict) {
     return !verdict.over() && std::find(limits.begin(), limits.end(), "budget") != limits.end();
 }
 
-} // namespace
-
-std::string rulesOnlyOf(const corvane::Verdict &one, const corvane::Verdict &other) {
-    std::string names;
+// The names of the hits of one that the other has not, or has with another score.
+std::vector<std::string_view> s_onlyOf(const corvane::Verdict &one, const corvane::Verdict &other) {
+    std::vector<std::string_view> names;
     for (const corvane::Hit &hit : one.hits()) {
         const bool isShared =
             std::any_of(other.hits().begin(), other.hits().end(), [&](const corvane::Hit &each) {
                 return each.name == hit.name && each.score == hit.score;
             });
-        if (isShared) {
-            continue;
-        }
-        names += names.empty() ? "" : ",";
-        names += escaped(hit.name, Charset::Utf8, "\",", LogLine::kMostBytes);
-        if (names.size() > LogLine::kMostBytes) {
-            break;
+        if (!isShared) {
+            names.emplace_back(hit.name);
         }
     }
     return names;
 }
+
+} // namespace
 
 Shadow::Shadow(const Log &log, Metrics &metrics)
     : log_(log), metrics_(metrics), thread_([this] { work(); }) {}
@@ -129,8 +125,8 @@ void Shadow::report(const Task &task, const corvane::Verdict &verdict) const {
                    .add("flip", flip)
                    .add("score", task.verdict.score())
                    .add("shadow_score", verdict.score())
-                   .addEscaped("rules", rulesOnlyOf(task.verdict, verdict))
-                   .addEscaped("shadow_rules", rulesOnlyOf(verdict, task.verdict))
+                   .addNames("rules", s_onlyOf(task.verdict, verdict))
+                   .addNames("shadow_rules", s_onlyOf(verdict, task.verdict))
                    .add("generation", task.setup->rules.generation())
                    .add("shadow_generation", task.setup->shadow.generation()));
 }

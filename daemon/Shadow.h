@@ -28,10 +28,6 @@
 
 namespace Corvane::Milter {
 
-// The rules that tripped for the one and not for the other, or with another score: as a log line
-// has them.
-std::string rulesOnlyOf(const corvane::Verdict &one, const corvane::Verdict &other);
-
 class Shadow {
 public:
     // Both must outlive it.

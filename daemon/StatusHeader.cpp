@@ -12,8 +12,6 @@ namespace {
 
 constexpr std::string_view kFold = "\n\t";
 constexpr std::size_t kUsualLineBytes = 76;
-// A name of this many bytes and more is cut; files may define longer ones, headers could not take.
-constexpr std::size_t kMostNameBytes = 200;
 constexpr std::size_t kMostDescriptionBytes = 300;
 constexpr std::size_t kMostIdBytes = 100;
 // What separates names and fields.

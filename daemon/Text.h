@@ -12,6 +12,9 @@
 
 namespace Corvane::Milter {
 
+// Longer names of rules are cut where they are shown.
+constexpr std::size_t kMostNameBytes = 200;
+
 // Which characters stand for themselves besides those of ASCII that are printable.
 enum class Charset { Ascii, Utf8 };
 

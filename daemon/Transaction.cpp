@@ -35,14 +35,10 @@ double s_millis(std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
 }
 
-std::string s_rules(const corvane::Verdict &verdict) {
-    std::string names;
+std::vector<std::string_view> s_rules(const corvane::Verdict &verdict) {
+    std::vector<std::string_view> names;
     for (const corvane::Hit &hit : verdict.hits()) {
-        names += names.empty() ? "" : ",";
-        names += escaped(hit.name, Charset::Utf8, "\",", LogLine::kMostBytes);
-        if (names.size() > LogLine::kMostBytes) {
-            break;
-        }
+        names.emplace_back(hit.name);
     }
     return names;
 }
@@ -282,7 +278,7 @@ void Transaction::log(const Scored &scored, const Setup &setup, const std::strin
         limits.append(limits.empty() ? "" : ",").append(limit);
     }
     line.add("score", scored.score)
-        .addEscaped("rules", s_rules(scored.verdict))
+        .addNames("rules", s_rules(scored.verdict))
         .add("limits", limits)
         .add("generation", setup.rules.generation())
         .add("engine", corvane::engine())

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,6 +63,19 @@ TEST(LogLine, WritesBothFormats) {
         line.rendered(LogFormat::Json),
         HasSubstr("\"event\":\"message\",\"sender\":\"a b\\\\x22c\\\\x0a\\\\x5c\",\"none\":\"\","
                   "\"size\":7,\"score\":1.5,\"took_ms\":0.250}\n"));
+}
+
+TEST(LogLine, SaysHowManyNamesItLeavesOut) {
+    const auto line = [](const std::vector<std::string_view> &names) {
+        return LogLine(LogLevel::Info, "x").addNames("rules", names).rendered(LogFormat::Logfmt);
+    };
+    EXPECT_THAT(line({}), HasSubstr(" rules=\"\"\n"));
+    EXPECT_THAT(line({"A,+1", "B\"", "C D"}), HasSubstr(" rules=\"A\\x2c\\x2b1,B\\x22,C D\"\n"));
+    const std::string hundred(100, 'x');
+    const std::string many = line(std::vector<std::string_view>(30, hundred));
+    EXPECT_THAT(many, HasSubstr(hundred + ",+10\n"));
+    const std::string kilo(1000, 'x');
+    EXPECT_THAT(line({kilo, "B"}), HasSubstr("x...,B\n"));
 }
 
 // A set whose rules all trip on the message.
