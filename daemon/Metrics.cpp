@@ -1,7 +1,10 @@
 #include "Metrics.h"
 
 #include <fstream>
+#include <map>
 #include <mutex>
+#include <unordered_set>
+#include <vector>
 
 #include <prometheus/counter.h>
 #include <prometheus/gauge.h>
@@ -25,9 +28,6 @@ using prometheus::Family;
 using prometheus::Gauge;
 using prometheus::Histogram;
 using prometheus::Registry;
-
-// A name of a rule takes no more of a label than this.
-constexpr std::size_t kMostNameBytes = 200;
 
 Family<Counter> &s_counters(Registry &registry, const char *name, const char *help) {
     return BuildCounter().Name(name).Help(help).Register(registry);
@@ -59,6 +59,10 @@ double s_inSeconds(std::chrono::nanoseconds time) {
     return std::chrono::duration<double>(time).count();
 }
 
+std::string s_label(const std::string &name) {
+    return escaped(name, Charset::Utf8, {}, kMostNameBytes);
+}
+
 } // namespace
 
 struct Metrics::Families {
@@ -74,6 +78,12 @@ struct Metrics::Families {
         s_counters(registry, "corvane_rule_hits_total", "Messages that a rule tripped on.");
     Family<Counter> &limits =
         s_counters(registry, "corvane_limits_total", "Messages that a limit cut something off.");
+    Counter &putOff = s_counters(registry, "corvane_messages_put_off_total",
+                                 "Messages that the mail server could not be told of.")
+                          .Add({});
+    Counter &refused = s_counters(registry, "corvane_sessions_refused_total",
+                                  "Connections beyond limits.sessions.")
+                           .Add({});
     Counter &stepLimited = s_counters(registry, "corvane_step_limited_total",
                                       "Tries of rules that took too many steps.")
                                .Add({});
@@ -102,7 +112,37 @@ struct Metrics::Families {
             .Add({});
     Gauge &memory = s_gauges(registry, "corvane_resident_memory_bytes", "Resident memory.").Add({});
     std::mutex guard;
+    // Guarded by it, as is the end of a counter: that of the rules in place, and those of rules that
+    // have tripped, by their labels.
     Gauge *current = nullptr;
+    std::map<std::string, Counter *> tripped;
+
+    void trip(const std::vector<corvane::Hit> &hits) {
+        for (const corvane::Hit &hit : hits) {
+            const std::string label = s_label(hit.name);
+            const std::lock_guard<std::mutex> lock(guard);
+            Counter *&counter = tripped[label];
+            counter = counter == nullptr ? &this->rules.Add({{"rule", label}}) : counter;
+            counter->Increment();
+        }
+    }
+
+    // Rule files come and go; their counters would be kept for ever.
+    void forgetAllBut(const std::vector<corvane::Rule> &kept) {
+        std::unordered_set<std::string> labels;
+        for (const corvane::Rule &rule : kept) {
+            labels.insert(s_label(rule.name));
+        }
+        const std::lock_guard<std::mutex> lock(guard);
+        for (auto each = tripped.begin(); each != tripped.end();) {
+            if (labels.count(each->first) == 0) {
+                this->rules.Remove(each->second);
+                each = tripped.erase(each);
+            } else {
+                ++each;
+            }
+        }
+    }
 };
 
 Metrics::Metrics() : families_(std::make_unique<Families>()) {
@@ -131,9 +171,7 @@ void Metrics::scored(const Scored &scored, std::string_view action, std::chrono:
         return;
     }
     all.wait.Observe(s_inSeconds(scored.waited));
-    for (const corvane::Hit &hit : scored.verdict.hits()) {
-        all.rules.Add({{"rule", escaped(hit.name, Charset::Utf8, {}, kMostNameBytes)}}).Increment();
-    }
+    all.trip(scored.verdict.hits());
     for (const std::string_view limit : scored.verdict.limits()) {
         all.limits.Add({{"limit", std::string(limit)}}).Increment();
     }
@@ -142,6 +180,14 @@ void Metrics::scored(const Scored &scored, std::string_view action, std::chrono:
         all.score.Observe(static_cast<double>(scored.score));
         all.scan.Observe(s_inSeconds(scored.verdict.readingTime() + scored.verdict.scanningTime()));
     }
+}
+
+void Metrics::putOff() {
+    families_->putOff.Increment();
+}
+
+void Metrics::refused() {
+    families_->refused.Increment();
 }
 
 void Metrics::shadowed(std::string_view result) {
@@ -153,6 +199,7 @@ void Metrics::reloaded(std::string_view result) {
 }
 
 void Metrics::generation(const corvane::RuleSet &rules) {
+    families_->forgetAllBut(rules.rules());
     const std::lock_guard<std::mutex> lock(families_->guard);
     if (families_->current != nullptr) {
         families_->info.Remove(families_->current);

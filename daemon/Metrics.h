@@ -29,6 +29,12 @@ public:
     // was told.
     void scored(const Scored &scored, std::string_view action, std::chrono::nanoseconds took);
 
+    // What was scored, but the mail server could not be told of: it is put off.
+    void putOff();
+
+    // A connection beyond those that there may be.
+    void refused();
+
     // What a set on trial made of a message: "same", "clean_to_hit", "hit_to_clean", or why there is
     // nothing to compare.
     void shadowed(std::string_view result);
@@ -36,7 +42,8 @@ public:
     // result: as Reloader names it.
     void reloaded(std::string_view result);
 
-    // The rules in place, from the start and with each reload.
+    // The rules in place, from the start and with each reload. Counts of rules that are not among
+    // them end.
     void generation(const corvane::RuleSet &rules);
 
     struct Moment {

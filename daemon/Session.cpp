@@ -94,6 +94,7 @@ sfsistat s_connect(SMFICTX *context, char * /*name*/, struct sockaddr *from) {
     }
     Shared &shared = session->shared;
     if (session->count > shared.live.current()->config.bounds.sessions) {
+        shared.metrics.refused();
         shared.log.write(LogLine(LogLevel::Error, "refused")
                              .add("reason", "limits.sessions is reached")
                              .add("sessions", std::uint64_t{session->count}));
@@ -183,6 +184,7 @@ sfsistat s_answer(SMFICTX *context, Session &session) {
         return SMFIS_ACCEPT;
     }
     const bool cannotHold = !outcome.hold.empty() && !session.canHold;
+    session.shared.metrics.putOff();
     session.shared.log.write(
         LogLine(LogLevel::Error, "put_off")
             .add("id", id == nullptr ? "" : id)
