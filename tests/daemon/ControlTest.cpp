@@ -172,22 +172,6 @@ TEST_F(ControlTest, SaysWhyItCannotScanViaTheDaemon) {
     EXPECT_EQ(scan({"--rules", directory_.path("rules")}).status, 2);
 }
 
-TEST_F(ControlTest, OperatingPageNamesEachMetric) {
-    Daemon daemon(directory_, "");
-    const std::string page = TempDir::read(CORVANE_OPERATING_PAGE);
-    std::istringstream lines(ctl({"metrics"}).out);
-    const std::string mark = "# TYPE ";
-    std::size_t metrics = 0;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.rfind(mark, 0) == 0) {
-            const std::string name = line.substr(mark.size(), line.rfind(' ') - mark.size());
-            EXPECT_THAT(page, HasSubstr('`' + name));
-            ++metrics;
-        }
-    }
-    EXPECT_GT(metrics, 0U);
-}
-
 TEST(Monitoring, AsksForMetricsThatThereAre) {
     // It names each metric, those too that have counted nothing yet.
     const std::string page = TempDir::read(CORVANE_OPERATING_PAGE);
