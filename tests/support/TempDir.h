@@ -14,15 +14,20 @@
 #include <system_error>
 
 #include <stdlib.h>
+#include <unistd.h>
 
 namespace Corvane {
 
 class TempDir {
 public:
-    TempDir() : path_((std::filesystem::temp_directory_path() / "corvane-XXXXXX").string()) {
-        if (mkdtemp(path_.data()) == nullptr) {
-            throw std::runtime_error("cannot create " + path_);
-        }
+    // The letters "cf" in a path say that its files are encrypted, so a random name must not hold them.
+    TempDir() {
+        do {
+            path_ = (std::filesystem::temp_directory_path() / "corvane-XXXXXX").string();
+            if (mkdtemp(path_.data()) == nullptr) {
+                throw std::runtime_error("cannot create " + path_);
+            }
+        } while (path_.find("cf") != std::string::npos && rmdir(path_.c_str()) == 0);
     }
     ~TempDir() {
         std::error_code ignored;
