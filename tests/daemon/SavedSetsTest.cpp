@@ -107,7 +107,9 @@ TEST_F(SavedSetsTest, AVerdictIsFoundOutAgainWhenTheRulesAreOthers) {
 
 // Loading takes score files below a path with these letters for encrypted ones.
 TEST_F(SavedSetsTest, EncryptedSetsStayEncrypted) {
-    ASSERT_EQ(corvane({"encrypt", directory_.path("rules"), directory_.path("sealed")}).status, 0);
+    const Outcome sealed =
+        corvane({"encrypt", directory_.path("rules"), directory_.path("sealed")});
+    ASSERT_EQ(sealed.status, 0) << sealed.err;
     const std::string plain = statusOf(Daemon(directory_, ""));
     const std::string generation = told(plain, "generation=");
     fs::rename(directory_.path("rules"), directory_.path("plain"));
