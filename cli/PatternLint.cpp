@@ -4,6 +4,7 @@
 
 #include "heuristic/BodyRule.h"
 #include "heuristic/HeaderRule.h"
+#include "heuristic/TextKind.h"
 #include "host/parser/Logger.h"
 #include "host/parser/Text.h"
 #include "host/regex/Expression.h"
@@ -29,19 +30,6 @@ std::size_t s_mostBytes(Rule::Type kind) {
         return Heuristic::BodyCheck::kMaxPieceBytes;
     default:
         return 0;
-    }
-}
-
-Regex::TextKind s_textKind(Rule::Type kind) {
-    switch (kind) {
-    case Rule::Header:
-        return Regex::TextKind::HeaderText;
-    case Rule::Uri:
-        return Regex::TextKind::Uri;
-    case Rule::Body:
-        return Regex::TextKind::Text;
-    default:
-        return Regex::TextKind::RawText;
     }
 }
 
@@ -137,7 +125,7 @@ void PatternLint::checkForm(const Pattern &pattern) {
 
 void PatternLint::checkSearch(const Pattern &pattern, bool isUnderstood) {
     const Regex::RequiredLiterals required = Regex::requiredLiterals(
-        pattern.text, pattern.options, s_textKind(pattern.rule->rule->type()));
+        pattern.text, pattern.options, Heuristic::textKindOf(pattern.rule->rule->type()));
     if (!required.alternatives.empty() || !required.squeezed.empty()) {
         return;
     }

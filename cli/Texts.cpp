@@ -1,9 +1,7 @@
 #include "Texts.h"
 
-#include <algorithm>
 #include <array>
 #include <iomanip>
-#include <map>
 #include <optional>
 #include <string_view>
 

@@ -111,7 +111,6 @@ public:
     };
 
 private:
-    // Apart, so that what is not measured is not written.
     struct Counters {
         std::atomic<std::uint64_t> tries{0};
         std::atomic<std::uint64_t> bytes{0};

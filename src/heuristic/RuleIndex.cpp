@@ -8,6 +8,7 @@
 #include "heuristic/BodyRule.h"
 #include "heuristic/FullRule.h"
 #include "heuristic/MetaRule.h"
+#include "heuristic/TextKind.h"
 #include "heuristic/UriRule.h"
 #include "heuristic/WatchedRuleList.h"
 #include "host/parser/Text.h"
@@ -25,19 +26,6 @@ bool s_hasPattern(const IndexedRule &rule) {
 
 constexpr std::uint8_t s_bit(langID language) {
     return static_cast<std::uint8_t>(1U << static_cast<unsigned int>(language));
-}
-
-Regex::TextKind s_textKind(Rule::Type kind) {
-    switch (kind) {
-    case Rule::Header:
-        return Regex::TextKind::HeaderText;
-    case Rule::Uri:
-        return Regex::TextKind::Uri;
-    case Rule::Body:
-        return Regex::TextKind::Text;
-    default:
-        return Regex::TextKind::RawText;
-    }
 }
 
 // The compiled form, kept alive by the list; null where there is none.
@@ -184,7 +172,7 @@ void RuleIndex::prepare(Rule::Type kind, Regex::WorkBudget &budget) {
             index.rules[i].pattern = patterns.add(std::move(source));
         }
     }
-    index.filter.emplace(patterns.sources, s_textKind(kind), budget);
+    index.filter.emplace(patterns.sources, textKindOf(kind), budget);
     groupByPattern(index, patterns.sources.size());
     countRules(index);
     for (std::uint32_t i = 0; i < index.rules.size(); ++i) {
