@@ -1,39 +1,48 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
-#include <memory>
 #include <new>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include "Ctl.h"
-#include "Decrypt.h"
-#include "Encrypt.h"
+#include "CommandTree.h"
 #include "ExitStatus.h"
 #include "Failure.h"
-#include "Lint.h"
-#include "Scan.h"
-#include "Texts.h"
 #include "host/parser/Logger.h"
 
 namespace {
 
 using namespace Corvane::Cli;
 
-std::string s_explain(const CLI::App &app, const std::string &fault) {
-    return "corvane: " + fault + "\nRun 'corvane " +
-           (app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name() + ' ') +
+std::string s_explain(const CommandTree &tree, const std::string &fault) {
+    const std::string chosen = tree.chosen();
+    return "corvane: " + fault + "\nRun 'corvane " + (chosen.empty() ? "" : chosen + ' ') +
            "--help' for what can be given.\n";
 }
 
+// "run, export and merge"
+std::string s_listed(const std::vector<const CLI::App *> &subcommands) {
+    std::string text;
+    for (std::size_t i = 0; i < subcommands.size(); ++i) {
+        const bool isLast = i + 1 == subcommands.size();
+        text += (i == 0 ? "" : isLast ? " and " : ", ") + subcommands[i]->get_name();
+    }
+    return text;
+}
+
 // The library would only say that a subcommand is missing.
-std::string s_refuseSubcommand(int argc, char **argv) {
-    const std::string known =
-        "there are scan, text, lint, encrypt, decrypt and ctl; try 'corvane --help'\n";
-    return argc > 1 ? std::string("corvane: unknown subcommand '") + argv[1] + "'; " + known
-                    : "corvane: name a subcommand; " + known;
+std::string s_subcommandFault(const CommandTree &tree) {
+    const CLI::App &app = tree.innermost();
+    const std::string above = tree.chosen().empty() ? "" : tree.chosen() + ' ';
+    const std::string known = "there are " + s_listed(app.get_subcommands([](const CLI::App *each) {
+                                  return !each->get_name().empty();
+                              })) +
+                              "; try 'corvane " + above + "--help'\n";
+    const std::vector<std::string> rest = app.remaining(false);
+    return rest.empty() ? "corvane: name a subcommand; " + known
+                        : "corvane: unknown subcommand '" + above + rest.front() + "'; " + known;
 }
 
 std::string s_firstOption(const std::vector<std::string> &arguments) {
@@ -44,20 +53,21 @@ std::string s_firstOption(const std::vector<std::string> &arguments) {
     return found == arguments.end() ? std::string() : *found;
 }
 
-// An option that may be given more than once still takes one value each time, which dots behind it
-// would deny.
-class HelpFormatter final : public CLI::Formatter {
-public:
-    std::string make_option_opts(const CLI::Option *option) const override {
-        const std::string dots = " ...";
-        std::string text = CLI::Formatter::make_option_opts(option);
-        const std::size_t found = text.find(dots);
-        if (option->nonpositional() && found != std::string::npos) {
-            text.erase(found, dots.size());
+std::string s_repeatedOption(const CLI::App &app) {
+    for (const CLI::App *subcommand : app.get_subcommands()) {
+        for (const CLI::Option *option : subcommand->get_options()) {
+            if (option->get_items_expected_max() == 1 && option->count() > 1) {
+                return option->get_name() + " is given " + std::to_string(option->count()) +
+                       " times; give it once";
+            }
         }
-        return text;
+        const std::string below = s_repeatedOption(*subcommand);
+        if (!below.empty()) {
+            return below;
+        }
     }
-};
+    return {};
+}
 
 // What the library would say less well. It complains of what is missing first, even where an option
 // was not known.
@@ -71,15 +81,7 @@ std::string s_optionFault(const CLI::App &app) {
     if (!unknown.empty()) {
         return "unknown option '" + unknown + "'; a file of that name is given as ./" + unknown;
     }
-    for (const CLI::App *subcommand : app.get_subcommands()) {
-        for (const CLI::Option *option : subcommand->get_options()) {
-            if (option->get_items_expected_max() == 1 && option->count() > 1) {
-                return option->get_name() + " is given " + std::to_string(option->count()) +
-                       " times; give it once";
-            }
-        }
-    }
-    return {};
+    return s_repeatedOption(app);
 }
 
 int s_written(std::ostream &out) {
@@ -90,61 +92,34 @@ int s_written(std::ostream &out) {
     return error == 0 ? kExitClean : kExitFailed;
 }
 
-int s_refuse(const CLI::App &app, const CLI::ParseError &error, int argc, char **argv) {
+int s_refuse(CommandTree &tree, const CLI::ParseError &error, int argc, char **argv) {
+    const CLI::App &innermost = tree.innermost();
+    const bool lacksSubcommand = innermost.get_require_subcommand_min() > 0;
     const bool isOption = argc > 1 && argv[1][0] == '-';
-    if (app.get_subcommands().empty() && !isOption) {
-        std::cerr << s_refuseSubcommand(argc, argv);
-        return kExitFailed;
+    const std::string fault = s_optionFault(tree.app());
+    if (lacksSubcommand && (tree.chosen().empty() ? !isOption : fault.empty())) {
+        std::cerr << s_subcommandFault(tree);
+    } else {
+        std::cerr << s_explain(tree, fault.empty() ? error.what() : fault);
     }
-    const std::string fault = s_optionFault(app);
-    std::cerr << s_explain(app, fault.empty() ? error.what() : fault);
     return kExitFailed;
 }
 
 int s_run(int argc, char **argv) {
-    CLI::App app("Scores e-mail messages against heuristic rules.", "corvane");
-    app.set_version_flag("--version", std::string("corvane ") + CORVANE_VERSION);
-    app.formatter(std::make_shared<HelpFormatter>());
-    app.require_subcommand(1);
-    ScanArguments scan;
-    TextsArguments text;
-    CtlArguments ctl;
-    LintArguments lint;
-    RuleSetCopyOptions encrypt;
-    RuleSetCopyOptions decrypt;
-    addScanCommand(app, scan);
-    addTextCommand(app, text);
-    addLintCommand(app, lint);
-    addEncryptCommand(app, encrypt);
-    addDecryptCommand(app, decrypt);
-    addCtlCommand(app, ctl);
+    CommandTree tree;
+    tree.app().set_version_flag("--version", std::string("corvane ") + CORVANE_VERSION);
     try {
-        app.parse(argc, argv);
+        tree.app().parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() != 0) {
-            return s_refuse(app, error, argc, argv);
+            return s_refuse(tree, error, argc, argv);
         }
-        app.exit(error);
+        tree.app().exit(error);
         return s_written(std::cout);
     }
     // A stream of their own for the results: std::cout may be sent elsewhere.
     std::ostream out(std::cout.rdbuf());
-    if (app.got_subcommand("text")) {
-        return runText(text, out, std::cerr);
-    }
-    if (app.got_subcommand("encrypt")) {
-        return runEncrypt(encrypt, out, std::cerr);
-    }
-    if (app.got_subcommand("decrypt")) {
-        return runDecrypt(decrypt, out, std::cerr);
-    }
-    if (app.got_subcommand("ctl")) {
-        return runCtl(ctl, out, std::cerr);
-    }
-    if (app.got_subcommand("lint")) {
-        return runLint(lint, std::cin, out, std::cerr);
-    }
-    return runScan(scan, out, std::cerr);
+    return tree.run(std::cin, out, std::cerr);
 }
 
 // What the libraries log is what the problems of a rule set tell with their places, and no news of

@@ -548,6 +548,9 @@ TEST(Command, WithoutASubcommandSaysHowToGoOn) {
     EXPECT_EQ(none.status, 2);
     EXPECT_THAT(none.err, testing::AllOf(HasSubstr("scan"), HasSubstr("--help")));
     EXPECT_THAT(corvane({"scann", "x"}).err, HasSubstr("unknown subcommand 'scann'"));
+    EXPECT_THAT(corvane({"ctl", "stat"}).err,
+                HasSubstr("unknown subcommand 'ctl stat'; there are status, "));
+    EXPECT_THAT(corvane({"ctl"}).err, HasSubstr("try 'corvane ctl --help'"));
     const Outcome early = corvane({"--rules", "r", "scan", "m"});
     EXPECT_EQ(early.status, 2);
     EXPECT_THAT(early.err, HasSubstr("options go behind the subcommand, as in"));
