@@ -29,8 +29,6 @@ using Heuristic::ScanTexts;
 using Json = nlohmann::ordered_json;
 using Source = ScannedText::Source;
 
-constexpr std::array<const char *, 9> kSources = {
-    "line", "sender", "header", "subject", "text", "raw-body", "second", "uri", "whole-header"};
 constexpr std::array<const char *, 9> kTitles = {"full rules: lines as received",
                                                  "header rules: sender of the envelope",
                                                  "header rules: headers",
@@ -40,18 +38,12 @@ constexpr std::array<const char *, 9> kTitles = {"full rules: lines as received"
                                                  "body rules: second text",
                                                  "uri rules: URIs",
                                                  "full rules: headers as received"};
-constexpr std::array<const char *, 5> kForms = {"value", "raw", "addr", "name", "all"};
-constexpr std::array<const char *, 3> kUriSources = {"header", "text", "html"};
 constexpr std::array<const char *, 6> kLanguages = {"DEFAULT", "CN", "JP", "KO", "RU", "TH"};
 constexpr std::array<const char *, 4> kReasons = {"no-text", "unknown-charset", "charset",
                                                   "letters"};
 
 std::string s_bytes(const Buffer &text) {
     return {reinterpret_cast<const char *>(text.data()), text.length()};
-}
-
-std::string s_uriSource(unsigned int source) {
-    return source < kUriSources.size() ? kUriSources.at(source) : std::to_string(source);
 }
 
 // A message as a scan reads it.
@@ -128,13 +120,13 @@ private:
         }
         std::string place = std::to_string(text.number);
         if (text.source == Source::Uri) {
-            place = s_uriSource(text.uriSource) + ' ' + place;
+            place = Heuristic::uriSourceName(text.uriSource) + ' ' + place;
         } else if (text.piece > 1) {
             place += '.' + std::to_string(text.piece);
         }
         line(place, s_bytes(text.text));
-        if (text.unread > 0) {
-            out_ << "          (" << text.unread << " bytes behind this are not read)\n";
+        if (text.unread.length() > 0) {
+            out_ << "          (" << text.unread.length() << " bytes behind this are not read)\n";
         }
     }
 
@@ -150,7 +142,7 @@ private:
                                  ? bytes == std::string(text.header) + ": " + value_
                                  : bytes == value_ || bytes.empty();
         if (!isPlain) {
-            line(kForms.at(static_cast<std::size_t>(text.form)), bytes);
+            line(std::string(Heuristic::formName(text.form)), bytes);
         }
     }
 
@@ -167,20 +159,20 @@ private:
 Json s_jsonOf(const ScannedText &text) {
     Json json;
     json["kind"] = corvane::kindName(static_cast<corvane::RuleKind>(text.kind));
-    json["source"] = kSources.at(static_cast<std::size_t>(text.source));
+    json["source"] = Heuristic::sourceName(text.source);
     json["number"] = text.number;
     if (text.kind == Heuristic::Rule::Header || text.source == Source::WholeHeader) {
         Reporting::setBytes(json, "header", std::string(text.header));
     }
     if (text.kind == Heuristic::Rule::Header) {
-        json["form"] = kForms.at(static_cast<std::size_t>(text.form));
+        json["form"] = Heuristic::formName(text.form);
     } else if (text.source == Source::Uri) {
-        json["from"] = s_uriSource(text.uriSource);
+        json["from"] = Heuristic::uriSourceName(text.uriSource);
     } else if (text.source != Source::WholeHeader) {
         json["piece"] = text.piece;
         json["offset"] = text.offset;
-        if (text.unread > 0) {
-            json["unread"] = text.unread;
+        if (text.unread.length() > 0) {
+            json["unread"] = text.unread.length();
         }
     }
     Reporting::setBytes(json, "text", s_bytes(text.text));

@@ -71,6 +71,7 @@ HEURISTIC_FIRST = {
     "heuristic/RawBodyRule.h": HEURISTIC_BASE | {"heuristic/BodyRule.h"},
     "heuristic/ScanTexts.h": HEURISTIC_BASE | {"heuristic/HeaderRule.h"},
     "heuristic/FullRule.h": HEURISTIC_BASE | {"heuristic/Scanner.h"},
+    "heuristic/TextTrial.h": HEURISTIC_BASE | {"heuristic/HeaderRule.h", "heuristic/ScanTexts.h"},
 }
 
 STANDARD = set(

@@ -39,6 +39,9 @@ public:
     // match; a missing one does not either and is logged (0x3000032) each time.
     bool matches(const Buffer &text) const;
 
+    // The expression; null without one. The reference lives as long as the rule.
+    const Regex::Expression &compiled() const { return expression_; }
+
 private:
     friend class RuleIndex;
 

@@ -44,6 +44,9 @@ public:
     bool matches(const Buffer &text) const;
     bool matches(const Corvane::Header &header) const;
 
+    // The expression; null without one. The reference lives as long as the rule.
+    const Regex::Expression &compiled() const { return expression_; }
+
 private:
     friend class RuleIndex;
 

@@ -93,6 +93,12 @@ public:
     std::string expression() const;
     bool isPositive() const { return selection_.positive; }
 
+    // The expression as it is compiled, null where there is none; which form of a value it is tried on; and whether the
+    // definition asks only whether a header is there.
+    const Regex::Expression &compiled() const { return expression_; }
+    HeaderForm form() const { return selection_.form; }
+    bool asksForPresence() const { return selection_.exists; }
+
     // Whether the definition has an expression, or asks only whether a header is there; without, the rule never matches.
     bool isComplete() const { return selection_.exists || !expression_.isNull(); }
 

@@ -74,6 +74,11 @@ public:
     // evaluated is logged (0x3000031) and false.
     bool matches(const RefMatches &matches) const;
 
+    // The value of some atoms of the expression, such as those of a group, whether or not the rule is active: 1 or 0
+    // where the expression is one of true and false. Throws code 4 where they cannot be evaluated.
+    float valueOf(std::list<Atom>::const_iterator begin, std::list<Atom>::const_iterator end,
+                  const RefMatches &matches) const;
+
 private:
     friend class RuleFileParser;
     friend class RuleIndex;
@@ -126,8 +131,11 @@ public:
     // Works on the atoms from begin to end, which must outlive it, as must matches.
     MetaRuleArithmeticEvaluator(Position begin, Position end, const RefMatches &matches);
 
-    // Whether the value of all atoms is other than 0.0; NaN is. Throws code 4 where an operator lacks its left operand.
+    // Whether the value of all atoms is other than 0.0; NaN is. Throws as valueOfAll().
     bool operator()();
+
+    // The value of all atoms. Throws code 4 where an operator lacks its left operand.
+    float valueOfAll();
 
     // The value of one atom.
     float atomToFloat(const MetaRule::Atom &atom) const;

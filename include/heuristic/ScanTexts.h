@@ -50,8 +50,13 @@ struct ScannedText {
     std::size_t offset = 0;
     Buffer text;
     // Of the last one of a body: the bytes behind it that no rule is tried on.
-    std::size_t unread = 0;
+    Buffer unread;
 };
+
+// What outputs call a source, such as "raw-body"; a form, such as "addr"; and where a URI was found, such as "html".
+CORVANE_HEURISTIC_API std::string_view sourceName(ScannedText::Source source);
+CORVANE_HEURISTIC_API std::string_view formName(HeaderForm form);
+CORVANE_HEURISTIC_API std::string uriSourceName(unsigned int uriSource);
 
 class CORVANE_HEURISTIC_API ScanTexts {
 public:
@@ -64,6 +69,10 @@ public:
 
     // Calls take for each text. What it is given is good during the call.
     void each(const Take &take) const;
+
+    // Calls take for each text that what is unread behind the text would be cut into if it were read; does nothing
+    // where nothing is.
+    static void eachUnread(const ScannedText &last, const Take &take);
 
 private:
     void lines(const Take &take) const;

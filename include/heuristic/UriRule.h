@@ -34,6 +34,9 @@ public:
     // not match, nor does a null URI.
     bool matches(const Corvane::Uri &uri) const;
 
+    // The expression; null without one. The reference lives as long as the rule.
+    const Regex::Expression &compiled() const { return expression_; }
+
 private:
     friend class RuleIndex;
 

@@ -141,6 +141,10 @@ MetaRuleArithmeticEvaluator::MetaRuleArithmeticEvaluator(Position begin, Positio
     : position_(begin), end_(end), matches_(matches) {}
 
 bool MetaRuleArithmeticEvaluator::operator()() {
+    return s_isTrue(valueOfAll());
+}
+
+float MetaRuleArithmeticEvaluator::valueOfAll() {
     // Set after an operator that takes the next name at once.
     bool eager = false;
     for (; position_ != end_; ++position_) {
@@ -163,7 +167,7 @@ bool MetaRuleArithmeticEvaluator::operator()() {
             }
         }
     }
-    return s_isTrue(calculate());
+    return calculate();
 }
 
 // Applies the operator on top of the stack to a name. && , || and comparisons take all of the current group as their

@@ -136,6 +136,14 @@ bool MetaRule::matches(const RefMatches &matches) const {
     }
 }
 
+float MetaRule::valueOf(std::list<Atom>::const_iterator begin, std::list<Atom>::const_iterator end,
+                        const RefMatches &matches) const {
+    if (arithmetic_) {
+        return MetaRuleArithmeticEvaluator(begin, end, matches).valueOfAll();
+    }
+    return MetaRuleBooleanEvaluator(begin, end, matches)(false) ? 1.0F : 0.0F;
+}
+
 bool MetaRule::evaluate(const RefMatches &matches) const {
     if (arithmetic_) {
         return MetaRuleArithmeticEvaluator(atoms_.begin(), atoms_.end(), matches)();

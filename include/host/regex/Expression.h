@@ -39,6 +39,28 @@ constexpr unsigned int kIgnoreCase = 1;
 constexpr unsigned int kDotMatchesAll = 4;
 constexpr unsigned int kAnyLineEnd = 0x500000; // CR, LF and CRLF each end a line
 
+// Where in a subject the first match is; end is behind its last byte.
+struct FoundRange {
+    bool matched = false;
+    bool failed = false;
+    std::size_t start = 0;
+    std::size_t end = 0;
+};
+
+// The furthest that an expression came in a subject, from whatever start, before it gave up: the try that took in the
+// most bytes. The item of the pattern is what it did not get past; offsets and lengths are bytes of pattern(). Nothing
+// is told where the pattern ends before (a length of 0).
+struct FurthestTry {
+    // Whether there is one to tell of: not of a pattern that is too large to be followed.
+    bool isKnown = false;
+    // Whether every try was followed to its end; of very many the first.
+    bool isComplete = true;
+    std::size_t start = 0;
+    std::size_t end = 0;
+    std::size_t item = 0;
+    std::size_t itemLength = 0;
+};
+
 // The compiled form; reached through Expression.
 class CORVANE_REGEX_API ExpressionImpl : public RefImpl {
 public:
@@ -56,6 +78,18 @@ public:
     // the first match of a thread. data may be null where length is 0.
     bool matches(const unsigned char *data, std::size_t length, std::size_t start,
                  bool *failed) const;
+
+    // Where the first match is, for those who show it: slower than matches(), whose answers it gives. No more is told of
+    // a try that failed. data as there.
+    FoundRange find(const unsigned char *data, std::size_t length) const;
+
+    // How far the expression came in a subject that it does not match. Follows each step of the search in the
+    // interpreter, in time that is bounded, but thousands of times as much as a match takes. data as there. Where the
+    // subject matches, the end of the match is among the tries.
+    FurthestTry furthest(const unsigned char *data, std::size_t length) const;
+
+    // The pattern alone: without the slashes and modifiers of the slash form. Lives as long as the expression.
+    const std::string &pattern() const;
 
     // Whether it can match at the beginning of a subject alone, so that the rest of one need not be
     // read.

@@ -1,5 +1,6 @@
 #include "host/regex/EngineCode.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <new>
@@ -47,6 +48,37 @@ struct Called {
     std::size_t place;
     std::size_t position = std::numeric_limits<std::size_t>::max();
 };
+
+// A search is followed through so many steps, some seconds of them.
+constexpr std::uint64_t kMostFollowedSteps = 20'000'000;
+
+struct Followed {
+    FurthestTry furthest;
+    std::uint64_t steps = 0;
+};
+
+// Told before each item of the pattern is tried. Callbacks of the pattern's own have other numbers.
+int s_followed(pcre2_callout_block *block, void *context) {
+    constexpr std::uint32_t kOfTheEngine = 255;
+    auto &followed = *static_cast<Followed *>(context);
+    if (block->callout_number != kOfTheEngine) {
+        return 0;
+    }
+    const std::size_t taken =
+        block->current_position - std::min(block->start_match, block->current_position);
+    FurthestTry &furthest = followed.furthest;
+    const std::size_t most = furthest.end - furthest.start;
+    if (!furthest.isKnown || taken > most ||
+        (taken == most && block->pattern_position > furthest.item)) {
+        furthest = {true,
+                    true,
+                    block->current_position - taken,
+                    block->current_position,
+                    block->pattern_position,
+                    block->next_item_length};
+    }
+    return ++followed.steps < kMostFollowedSteps ? 0 : PCRE2_ERROR_CALLOUT;
+}
 
 // Callbacks that the pattern itself asks for have no other effect than those that were put into it, and where the pattern
 // calls itself the position is known already.
@@ -240,6 +272,7 @@ EngineCode::EngineCode(const Definition &definition, const std::string &text, Ch
     }
     const bool hasLastStart = hold == Hold::LastStart || hold == Hold::LastStartAlone;
     options |= hasLastStart ? PCRE2_USE_OFFSET_LIMIT : 0U;
+    options |= hold == Hold::Followed ? PCRE2_AUTO_CALLOUT | PCRE2_NO_START_OPTIMIZE : 0U;
     code_.reset(s_compile(pattern, options, definition, text));
     if (characters == Characters::BrokenUtf8 && s_startsAtLines(code_.get())) {
         // Where it looks for the next line start, the engine misses some behind bad bytes.
@@ -336,6 +369,31 @@ Outcome EngineCode::interpret(const Run &run) const {
     return s_outcome(pcre2_match(code_.get(), run.data, run.length, run.start,
                                  options(run) | PCRE2_NO_JIT, state.data(),
                                  state.context(run, called ? &*called : nullptr)));
+}
+
+// A \K in a look-ahead can put the start behind the end.
+std::pair<std::size_t, std::size_t> EngineCode::lastRange() {
+    const PCRE2_SIZE *range = pcre2_get_ovector_pointer(s_matchState().data());
+    return std::minmax({range[0], range[1]});
+}
+
+FurthestTry EngineCode::furthest(const unsigned char *data, std::size_t length) const {
+    const std::unique_ptr<pcre2_match_data, MatchDataDeleter> found(
+        pcre2_match_data_create(1, nullptr));
+    const std::unique_ptr<pcre2_match_context, MatchContextDeleter> context(
+        pcre2_match_context_create(nullptr));
+    if (found == nullptr || context == nullptr) {
+        throw std::bad_alloc();
+    }
+    Followed followed;
+    pcre2_set_match_limit(context.get(), kMatchLimitSteps);
+    pcre2_set_heap_limit(context.get(), kInterpreterHeapKiB);
+    pcre2_set_callout(context.get(), &s_followed, &followed);
+    const Outcome outcome = s_outcome(pcre2_match(
+        code_.get(), data, length, 0, options({data, length, 0, kMatchLimitSteps}) | PCRE2_NO_JIT,
+        found.get(), context.get()));
+    followed.furthest.isComplete = outcome == Outcome::Match || outcome == Outcome::NoMatch;
+    return followed.furthest;
 }
 
 Outcome EngineCode::run(const Run &run) const {

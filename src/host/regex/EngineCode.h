@@ -9,8 +9,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "host/regex/Definition.h"
+#include "host/regex/Expression.h"
 
 struct pcre2_real_code_8;
 
@@ -53,8 +55,8 @@ public:
 
     // How its runs can be held up: not at all; by a watcher; behind a last position to start from, and by a
     // watcher that is told of no positions; or behind a last position alone, in which case it counts the
-    // steps that a code counts that is not held up.
-    enum class Hold : std::uint8_t { No, Watcher, LastStart, LastStartAlone };
+    // steps that a code counts that is not held up. What can be followed is for furthest() alone.
+    enum class Hold : std::uint8_t { No, Watcher, LastStart, LastStartAlone, Followed };
     static constexpr std::size_t kNoLastStart = ~std::size_t{0};
 
     // Where in a text to start, which must not be beyond its length, and with how many steps from each
@@ -84,6 +86,12 @@ public:
     Outcome interpret(const Run &run) const;
     Outcome runMachineCode(const Run &run) const;
     bool hasMachineCode() const { return way_ != Way::Interpret; }
+
+    // Where the match is that the thread's last run, of any code, has found: the run must be known to have done so.
+    static std::pair<std::size_t, std::size_t> lastRange();
+
+    // The furthest that a search comes, step by step in the interpreter; of a code that can be followed.
+    FurthestTry furthest(const unsigned char *data, std::size_t length) const;
 
     Characters characters() const { return characters_; }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <tuple>
 #include <utility>
 
 #include "host/parser/Budget.h"
@@ -210,6 +211,38 @@ bool ExpressionImpl::matches(const unsigned char *data, std::size_t length, std:
         *failed = outcome != Outcome::Match && outcome != Outcome::NoMatch;
     }
     return outcome == Outcome::Match;
+}
+
+FoundRange ExpressionImpl::find(const unsigned char *data, std::size_t length) const {
+    constexpr unsigned char kNothing = 0;
+    const unsigned char *bytes = data != nullptr ? data : &kNothing;
+    FoundRange found;
+    found.matched = matches(bytes, length, 0, &found.failed);
+    // With a budget the match may have been found in steps that say nothing of its end.
+    if (found.matched && code_->match(bytes, length, 0, kMatchLimitSteps) == Outcome::Match) {
+        std::tie(found.start, found.end) = EngineCode::lastRange();
+    }
+    return found;
+}
+
+FurthestTry ExpressionImpl::furthest(const unsigned char *data, std::size_t length) const {
+    constexpr unsigned char kNothing = 0;
+    const unsigned char *bytes = data != nullptr ? data : &kNothing;
+    const bool isUtf = code_->definition.utf;
+    try {
+        const EngineCode followed(code_->definition, code_->definition.pattern,
+                                  isUtf ? Characters::BrokenUtf8 : Characters::Bytes,
+                                  Hold::Followed, false);
+        return isUtf ? followed.furthest(ReadableText(bytes, length).data(), length)
+                     : followed.furthest(bytes, length);
+    } catch (const Exception &) {
+        // Nearly too large before, and too large with what is told of each item.
+        return {};
+    }
+}
+
+const std::string &ExpressionImpl::pattern() const {
+    return code_->definition.pattern;
 }
 
 bool ExpressionImpl::isAnchored() const {
