@@ -37,6 +37,7 @@ CommandTree::CommandTree() : m_app("Scores e-mail messages against heuristic rul
     m_app.formatter(std::make_shared<HelpFormatter>());
     m_app.require_subcommand(1);
     addScanCommand(m_app, m_scan);
+    addExplainCommand(m_app, m_explain);
     addTextCommand(m_app, m_text);
     addLintCommand(m_app, m_lint);
     addEncryptCommand(m_app, m_encrypt);
@@ -44,6 +45,8 @@ CommandTree::CommandTree() : m_app("Scores e-mail messages against heuristic rul
     addCtlCommand(m_app, m_ctl);
     m_commands = {
         {"scan", [this](const Streams &with) { return runScan(m_scan, with.out, with.err); }},
+        {"explain",
+         [this](const Streams &with) { return runExplain(m_explain, with.out, with.err); }},
         {"text", [this](const Streams &with) { return runText(m_text, with.out, with.err); }},
         {"lint",
          [this](const Streams &with) { return runLint(m_lint, with.in, with.out, with.err); }},

@@ -15,6 +15,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Ctl.h"
+#include "Explain.h"
 #include "Lint.h"
 #include "RuleSetCopy.h"
 #include "Scan.h"
@@ -57,6 +58,7 @@ private:
 
     CLI::App m_app;
     ScanArguments m_scan;
+    ExplainArguments m_explain;
     TextsArguments m_text;
     LintArguments m_lint;
     RuleSetCopyOptions m_encrypt;

@@ -61,6 +61,11 @@ corvane::RuleSet loadSavedRules(const std::string &sets, const std::string &begi
     }
 }
 
+corvane::RuleSet loadGivenRules(const RuleArguments &arguments, std::ostream &err) {
+    return arguments.set.empty() ? loadRules(arguments.rules, err)
+                                 : loadSavedRules(arguments.sets, arguments.set);
+}
+
 void showProblems(const corvane::RuleSet &rules, std::ostream &err, std::size_t most) {
     const std::vector<corvane::Problem> &problems = rules.problems();
     const std::size_t shown = std::min(most, problems.size());

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "CommonOptions.h"
 #include "corvane/RuleSet.h"
 
 namespace Corvane::Cli {
@@ -23,6 +24,9 @@ corvane::RuleSet loadRules(const std::vector<std::string> &directories, std::ost
 // The rules of the set among the saved ones whose generation begins so. Throws code 4 where there is
 // no such set, or more than one, and where it is not what it was when it was saved.
 corvane::RuleSet loadSavedRules(const std::string &sets, const std::string &beginning);
+
+// One of the two, as the options say.
+corvane::RuleSet loadGivenRules(const RuleArguments &arguments, std::ostream &err);
 
 // How many problems are shown unless more are asked for.
 constexpr std::size_t kMostProblems = 100;

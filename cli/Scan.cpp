@@ -1,7 +1,6 @@
 #include "Scan.h"
 
 #include <chrono>
-#include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
@@ -128,9 +127,7 @@ corvane::ScanOptions s_options(const ScanArguments &arguments) {
     corvane::ScanOptions options = arguments.scan;
     options.sender = givenSender(arguments.sender);
     options.trace = arguments.verbose;
-    // Rounded up: none at all would be no bound.
-    options.budget = std::chrono::ceil<std::chrono::nanoseconds>(
-        std::chrono::duration<double>(arguments.budgetSeconds));
+    options.budget = budgetOf(arguments.budgetSeconds);
     return options;
 }
 
@@ -180,115 +177,17 @@ int s_exitStatus(const Totals &totals) {
     return totals.over > 0 ? kExitOver : kExitClean;
 }
 
-std::string s_refuseNonFinite(const std::string &text) {
-    constexpr const char *kRemedy = "; give the score above which a message counts as over";
-    long double value = 0.0L;
-    const bool isNumber = CLI::detail::lexical_cast(text, value) && !std::isnan(value);
-    const bool isInfinity = std::isinf(value) && text.find_first_of("0123456789") == text.npos;
-    if (!isNumber || isInfinity) {
-        return "'" + text + "' is no number" + kRemedy;
-    }
-    return std::abs(value) > std::numeric_limits<float>::max()
-               ? "'" + text + "' is out of range" + kRemedy
-               : std::string();
-}
-
-std::string s_refusePercent(const std::string &text) {
-    constexpr unsigned int kMost = 100;
-    unsigned int value = 0;
-    return CLI::detail::lexical_cast(text, value) && value <= kMost
-               ? std::string()
-               : "'" + text + "' is no percentage; give a whole number from 0 to 100";
-}
-
-std::string s_refuseWorkers(const std::string &text) {
-    unsigned int value = 0;
-    return CLI::detail::lexical_cast(text, value) && value > 0 &&
-                   value <= ScanArguments::kMaxWorkers
-               ? std::string()
-               : "'" + text + "' is no number of threads; give one from 1 to " +
-                     std::to_string(ScanArguments::kMaxWorkers);
-}
-
-std::string s_refuseBudget(const std::string &text) {
-    constexpr double kMostSeconds = 1e6;
-    double value = 0.0;
-    return CLI::detail::lexical_cast(text, value) && value >= 0.0 && value <= kMostSeconds
-               ? std::string()
-               : "'" + text +
-                     "' is no number of seconds up to 1000000; give one such as 0.5, or 0 for no "
-                     "bound";
-}
-
-std::string s_refuseInclude(const std::string &text) {
-    return !text.empty() && text.find('/') == std::string::npos
-               ? std::string()
-               : "'" + text + "' is no pattern for a file's name; give one such as '*.eml'";
-}
-
 void s_addRuleOptions(CLI::App &scan, ScanArguments &arguments) {
-    CLI::Option_group *source = scan.add_option_group("Rules");
-    source
-        ->add_option("--rules", arguments.rules,
-                     "Directory that holds the rule set; may be given more than once: the first "
-                     "definition of a rule counts, and the last score")
-        ->allow_extra_args(false)
-        ->type_name("DIR");
-    CLI::Option *set =
-        source
-            ->add_option("--set", arguments.set,
-                         "Instead: a set that corvane-milter has saved, by its generation or what "
-                         "that begins with")
-            ->type_name("ID");
+    CLI::Option_group *source = addRuleSources(scan, arguments);
     CLI::Option *via =
         source
             ->add_option("--via", arguments.via,
                          "Instead: those that a running corvane-milter has loaded, by its control "
                          "socket; its budget counts then")
             ->type_name("SOCKET");
-    source->require_option(1);
-    scan.add_option("--sets", arguments.sets, "Where such sets are")
-        ->needs(set)
-        ->capture_default_str()
-        ->type_name("DIR");
     scan.add_flag("--strict", arguments.strict, "End with status 2 if a rule was refused");
-    scan.add_option("--percent", arguments.scan.percent,
-                    "Try only the rules loaded first, so many in a hundred; 0 is all. Full rules "
-                    "are tried on the lines of a message in any case")
-        ->capture_default_str()
-        ->check(s_refusePercent, "")
-        ->type_name("P");
-    scan.add_option("--threshold", arguments.scan.threshold,
-                    "Score above which a message counts as over")
-        ->capture_default_str()
-        ->check(s_refuseNonFinite, "")
-        ->type_name("SCORE");
-    scan.add_flag("--stop", arguments.scan.stop,
-                  "Stop with a message once it is over the threshold (not for one of 0)");
-    scan.add_option("--budget", arguments.budgetSeconds,
-                    "Processor time that the scan of one message may take; 0 is any")
-        ->capture_default_str()
-        ->check(s_refuseBudget, "")
-        ->excludes(via)
-        ->type_name("SECONDS");
-}
-
-void s_addMessageOptions(CLI::App &scan, ScanArguments &arguments) {
-    scan.add_option("--sender", arguments.sender,
-                    "Envelope sender of the messages, instead of their Return-Path")
-        ->expected(1)
-        ->type_name("ADDR");
-    scan.add_option("--include", arguments.include,
-                    "Of the files in directories, only those whose names match GLOB; may be given "
-                    "more than once")
-        ->allow_extra_args(false)
-        ->check(s_refuseInclude, "")
-        ->type_name("GLOB");
-    scan.add_option("MESSAGE", arguments.messages,
-                    "Message files, mbox files, directories of them, Maildirs; - is standard "
-                    "input")
-        ->required()
-        ->type_name("");
+    addVerdictOptions(scan, arguments.scan);
+    addBudgetOption(scan, arguments.budgetSeconds)->excludes(via);
 }
 
 int s_finish(const ScanArguments &arguments, const corvane::RuleCounts &counts, Results &results) {
@@ -325,9 +224,7 @@ int s_run(const ScanArguments &arguments, std::ostream &out, std::ostream &err) 
         return s_runVia(arguments, out, err);
     }
     const corvane::ScanOptions options = s_options(arguments);
-    const corvane::RuleSet rules = arguments.set.empty()
-                                       ? loadRules(arguments.rules, err)
-                                       : loadSavedRules(arguments.sets, arguments.set);
+    const corvane::RuleSet rules = loadGivenRules(arguments, err);
     showProblems(rules, err,
                  arguments.verbose ? std::numeric_limits<std::size_t>::max() : kMostProblems);
     Results results(arguments, Reporting::shown(rules), out, err);
@@ -349,11 +246,8 @@ int s_run(const ScanArguments &arguments, std::ostream &out, std::ostream &err) 
 void addScanCommand(CLI::App &app, ScanArguments &arguments) {
     CLI::App *scan = app.add_subcommand("scan", "Score messages and show which rules tripped");
     s_addRuleOptions(*scan, arguments);
-    s_addMessageOptions(*scan, arguments);
-    scan->add_option("-j", arguments.workers, "Threads that scan, 1 to 64")
-        ->capture_default_str()
-        ->check(s_refuseWorkers, "")
-        ->type_name("N");
+    addMessageOptions(*scan, arguments);
+    addWorkersOption(*scan, arguments.workers);
     scan->add_flag("--json", arguments.json, "Print one JSON object a line for each message");
     scan->add_flag("--verbose", arguments.verbose,
                    "Name each rule on standard error before it is tried, and those that were given "

@@ -7,28 +7,17 @@
 
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "CommonOptions.h"
 #include "corvane/ScanOptions.h"
 
 namespace Corvane::Cli {
 
-struct ScanArguments {
-    static constexpr unsigned int kMaxWorkers = 64;
-    static constexpr double kUsualBudgetSeconds = 2.0;
-
-    std::vector<std::string> rules;
-    // Instead of them: a set that the daemon has saved, by the beginning of its generation.
-    std::string set;
-    std::string sets = "/var/lib/corvane/sets";
-    // Or the control socket of a daemon, whose rules are taken.
+struct ScanArguments : RuleArguments, MessageArguments {
+    // Instead of rules: the control socket of a daemon, whose are taken.
     std::string via;
-    std::vector<std::string> messages;
-    std::vector<std::string> include;
-    // Missing where the option was not given.
-    std::vector<std::string> sender;
     double budgetSeconds = kUsualBudgetSeconds;
     bool strict = false;
     bool verbose = false;

@@ -22,6 +22,7 @@
 #include <string_view>
 #include <vector>
 
+#include "corvane/Explanation.h"
 #include "corvane/Export.h"
 #include "corvane/LoadError.h"
 #include "corvane/Problem.h"
@@ -77,6 +78,12 @@ public:
     // The same, and adds to the profile what each rule costs. Throws std::invalid_argument for a
     // profile of another set.
     Verdict scan(std::string_view message, const ScanOptions &options, RuleProfile &profile) const;
+
+    // Scores a message and says where each rule that tripped did; and of the rules asked for by
+    // name why they did not. Slow, for those who write rules: what is found is looked for again,
+    // for each rule on all that it is tried on. options.trace has no effect. Throws as scan().
+    Explanation explain(std::string_view message, const ScanOptions &options = ScanOptions(),
+                        const std::vector<std::string> &names = {}) const;
 
     // Whether the set has no rules, and how many it has.
     bool empty() const noexcept;

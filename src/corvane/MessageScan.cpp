@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "corvane/MessageReading.h"
 #include "corvane/RuleProfileState.h"
 #include "heuristic/FullRule.h"
 #include "host/parser/Budget.h"
-#include "host/parser/MailLimits.h"
 #include "host/parser/MimePart.h"
 
 namespace corvane {
@@ -18,10 +18,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Corvane::Budget;
 using Corvane::Buffer;
-using Corvane::EmailAddress;
 using Corvane::Mail;
 using Corvane::MailLimit;
-using Corvane::MailLimits;
 using Corvane::Heuristic::langID;
 using Corvane::Heuristic::RefMatches;
 using Corvane::Heuristic::RefRule;
@@ -29,39 +27,6 @@ using Corvane::Heuristic::Scanner;
 
 // The tap takes a copy of each piece: small ones keep that copy small.
 constexpr std::size_t kTapPieceBytes = 65536;
-
-constexpr std::pair<MailLimit, unsigned int Limits::*> kLimits[] = {
-    {MailLimit::MessageBytes, &Limits::messageBytes},
-    {MailLimit::NestingDepth, &Limits::nestingDepth},
-    {MailLimit::Parts, &Limits::parts},
-    {MailLimit::Headers, &Limits::headers},
-    {MailLimit::HeaderBytes, &Limits::headerBytes},
-    {MailLimit::HeaderValueBytes, &Limits::headerValueBytes},
-    {MailLimit::Uris, &Limits::uris},
-    {MailLimit::UriBytes, &Limits::uriBytes},
-    {MailLimit::DecodedBytes, &Limits::decodedBytes},
-    {MailLimit::TextBytes, &Limits::textBytes},
-    {MailLimit::RawBodyBytes, &Limits::rawBodyBytes},
-    {MailLimit::HtmlBytes, &Limits::htmlBytes},
-    {MailLimit::HtmlTagBytes, &Limits::htmlTagBytes},
-    {MailLimit::StyleRules, &Limits::styleRules}};
-
-MailLimits s_limits(const Limits &limits) {
-    MailLimits result;
-    for (const auto &[limit, field] : kLimits) {
-        result.value(limit, limits.*field);
-    }
-    return result;
-}
-
-EmailAddress s_sender(const ScanOptions &options, const Mail &mail) {
-    if (!options.sender.has_value()) {
-        return mail.sender();
-    }
-    const std::string &text = *options.sender;
-    EmailAddress sender = EmailAddress::rfc5322Parse(text, true);
-    return sender.isNull() && text != "<>" ? EmailAddress(std::string(), text) : sender;
-}
 
 } // namespace
 
@@ -84,14 +49,14 @@ void MessageScan::run(std::string_view message) {
     // A handle of its own: many threads share the set.
     Scanner scanner = rules_.scanner;
     const Clock::time_point start = Clock::now();
-    const Mail mail = Corvane::MailReader(s_limits(options_.limits)).read(message);
+    const Mail mail = Corvane::MailReader(mailLimits(options_.limits)).read(message);
     const langID language = Scanner::selectLanguage(mail.properties()->part().operator->());
     const Clock::time_point read = Clock::now();
 
     RefMatches matches = RefMatches::create();
     matches->threshold(options_.stop ? options_.threshold : 0.0F);
     tap(scanner, language, message, matches);
-    verdict_.mask_ = scanner.process(matches, mail.properties(), s_sender(options_, mail),
+    verdict_.mask_ = scanner.process(matches, mail.properties(), senderOf(options_, mail),
                                      options_.percent, options_.trace);
     take(matches);
     verdict_.language_ = languageName(language);
@@ -117,7 +82,7 @@ void MessageScan::tap(Scanner &scanner, langID language, std::string_view messag
     Corvane::Heuristic::FullTap tap(scanner, scanner.rules().fullRules(language), matches,
                                     options_.percent, options_.trace);
     const std::string_view read =
-        message.substr(0, s_limits(options_.limits).value(MailLimit::MessageBytes));
+        message.substr(0, mailLimits(options_.limits).value(MailLimit::MessageBytes));
     // The tap never checks an unterminated last line, so that need not be kept twice.
     const std::size_t length = read.rfind('\n') + 1;
     for (std::size_t from = 0; from < length; from += kTapPieceBytes) {
@@ -135,6 +100,9 @@ void MessageScan::take(const RefMatches &matches) {
     for (const RefRule &match : *matches) {
         const Corvane::Heuristic::Rule &rule = *match;
         const LoadedRules::Origin &origin = rules_.origins[rule.ordinal()];
+        if (ordinals_ != nullptr) {
+            ordinals_->push_back(rule.ordinal());
+        }
         verdict_.hits_.push_back({rule.name(), static_cast<RuleKind>(rule.type()), scoreOf(rule),
                                   rules_.descriptions[origin.description],
                                   rules_.files[origin.file], origin.line});

@@ -6,6 +6,7 @@
 // Threads: one.
 
 #include <string_view>
+#include <vector>
 
 #include "corvane/LoadedRules.h"
 #include "corvane/RuleProfile.h"
@@ -23,6 +24,9 @@ public:
                 RuleProfile *profile = nullptr)
         : rules_(rules), options_(options), profile_(profile) {}
 
+    // Where the ordinals of the hits go, in the order of the verdict; they must outlive the scan.
+    void ordinalsTo(std::vector<unsigned int> &ordinals) { ordinals_ = &ordinals; }
+
     // As RuleSet::scan.
     Verdict scan(std::string_view message);
 
@@ -36,6 +40,7 @@ private:
     const LoadedRules &rules_;
     const ScanOptions &options_;
     RuleProfile *profile_;
+    std::vector<unsigned int> *ordinals_ = nullptr;
     Verdict verdict_;
 };
 

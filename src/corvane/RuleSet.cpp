@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "corvane/LoadedRules.h"
+#include "corvane/MessageExplanation.h"
 #include "corvane/MessageScan.h"
 #include "corvane/RuleSetLoader.h"
 #include "host/parser/Lasting.h"
@@ -70,6 +71,11 @@ Verdict RuleSet::scan(std::string_view message, const ScanOptions &options,
         throw std::invalid_argument("the profile is of another rule set; make one of this set");
     }
     return MessageScan(*loaded_, options, &profile).scan(message);
+}
+
+Explanation RuleSet::explain(std::string_view message, const ScanOptions &options,
+                             const std::vector<std::string> &names) const {
+    return MessageExplanation(*loaded_, options).explain(message, names);
 }
 
 bool RuleSet::empty() const noexcept {

@@ -94,7 +94,8 @@ std::set<std::string> s_found(const std::string &text, const std::string &form) 
 
 TEST(ManPage, NamesTheOptionsThatThereAre) {
     std::string help = corvane({"--help"}).out;
-    for (const char *subcommand : {"scan", "text", "lint", "encrypt", "decrypt", "ctl"}) {
+    for (const char *subcommand :
+         {"scan", "explain", "text", "lint", "encrypt", "decrypt", "ctl"}) {
         help += corvane({subcommand, "--help"}).out;
     }
     help += corvane({"ctl", "profile", "--help"}).out;

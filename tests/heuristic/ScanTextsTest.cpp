@@ -156,10 +156,26 @@ TEST(ScanTexts, TellHowMuchIsNotRead) {
     const Mail mail = MailReader().read(std::string_view("\n" + read + "\nunread\nrest\n"));
     std::vector<std::size_t> unread;
     ScanTexts("", mail, EmailAddress()).each([&](const ScannedText &text) {
-        unread.push_back(text.unread);
+        unread.push_back(text.unread.length());
     });
     // Two pieces of the text, and of the raw body also the lines behind.
     EXPECT_THAT(unread, testing::ElementsAre(0, 12, 0, 0, 0, 0));
+}
+
+// As often as it takes, each time as a scan would read that began there.
+TEST(ScanTexts, TellWhatIsNotRead) {
+    const std::string line(3072, 'x');
+    const Mail mail =
+        MailReader().read(std::string_view("\n" + line + "\n\nsecond\n" + line + "\nrest\n"));
+    std::vector<std::string> places;
+    ScanTexts("", mail, EmailAddress()).each([&](const ScannedText &last) {
+        ScanTexts::eachUnread(last, [&](const ScannedText &text) {
+            places.push_back(std::to_string(text.number) + '.' + std::to_string(text.piece) + " @" +
+                             std::to_string(text.offset) + ' ' + text.text.asString().substr(0, 6));
+        });
+    });
+    EXPECT_THAT(places, testing::ElementsAre("3.1 @3074 second", "4.1 @3081 xxxxxx",
+                                             "4.2 @5129 xxxxxx", "5.1 @6154 rest"));
 }
 
 TEST(ScanTexts, TellWhatHasDecidedTheLanguage) {

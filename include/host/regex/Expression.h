@@ -24,6 +24,7 @@
 // one handle.
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -83,10 +84,10 @@ public:
     // a try that failed. data as there.
     FoundRange find(const unsigned char *data, std::size_t length) const;
 
-    // How far the expression came in a subject that it does not match. Follows each step of the search in the
-    // interpreter, in time that is bounded, but thousands of times as much as a match takes. data as there. Where the
-    // subject matches, the end of the match is among the tries.
-    FurthestTry furthest(const unsigned char *data, std::size_t length) const;
+    // How far the expression came in a subject that it does not match; where it does, the match is among the tries.
+    // Follows each step of the search in the interpreter, some tens of millions a second, at most steps of them, which
+    // are taken off. data as there.
+    FurthestTry furthest(const unsigned char *data, std::size_t length, std::uint64_t &steps) const;
 
     // The pattern alone: without the slashes and modifiers of the slash form. Lives as long as the expression.
     const std::string &pattern() const;

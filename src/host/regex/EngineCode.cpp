@@ -49,12 +49,9 @@ struct Called {
     std::size_t position = std::numeric_limits<std::size_t>::max();
 };
 
-// A search is followed through so many steps, some seconds of them.
-constexpr std::uint64_t kMostFollowedSteps = 20'000'000;
-
 struct Followed {
     FurthestTry furthest;
-    std::uint64_t steps = 0;
+    std::uint64_t &stepsLeft;
 };
 
 // Told before each item of the pattern is tried. Callbacks of the pattern's own have other numbers.
@@ -77,7 +74,11 @@ int s_followed(pcre2_callout_block *block, void *context) {
                     block->pattern_position,
                     block->next_item_length};
     }
-    return ++followed.steps < kMostFollowedSteps ? 0 : PCRE2_ERROR_CALLOUT;
+    if (followed.stepsLeft == 0) {
+        return PCRE2_ERROR_CALLOUT;
+    }
+    --followed.stepsLeft;
+    return 0;
 }
 
 // Callbacks that the pattern itself asks for have no other effect than those that were put into it, and where the pattern
@@ -377,7 +378,8 @@ std::pair<std::size_t, std::size_t> EngineCode::lastRange() {
     return std::minmax({range[0], range[1]});
 }
 
-FurthestTry EngineCode::furthest(const unsigned char *data, std::size_t length) const {
+FurthestTry EngineCode::furthest(const unsigned char *data, std::size_t length,
+                                 std::uint64_t &steps) const {
     const std::unique_ptr<pcre2_match_data, MatchDataDeleter> found(
         pcre2_match_data_create(1, nullptr));
     const std::unique_ptr<pcre2_match_context, MatchContextDeleter> context(
@@ -385,7 +387,7 @@ FurthestTry EngineCode::furthest(const unsigned char *data, std::size_t length) 
     if (found == nullptr || context == nullptr) {
         throw std::bad_alloc();
     }
-    Followed followed;
+    Followed followed{{}, steps};
     pcre2_set_match_limit(context.get(), kMatchLimitSteps);
     pcre2_set_heap_limit(context.get(), kInterpreterHeapKiB);
     pcre2_set_callout(context.get(), &s_followed, &followed);

@@ -90,8 +90,8 @@ public:
     // Where the match is that the thread's last run, of any code, has found: the run must be known to have done so.
     static std::pair<std::size_t, std::size_t> lastRange();
 
-    // The furthest that a search comes, step by step in the interpreter; of a code that can be followed.
-    FurthestTry furthest(const unsigned char *data, std::size_t length) const;
+    // The furthest that a search comes in so many steps, which are taken off; of a code that can be followed.
+    FurthestTry furthest(const unsigned char *data, std::size_t length, std::uint64_t &steps) const;
 
     Characters characters() const { return characters_; }
 

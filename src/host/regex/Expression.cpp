@@ -225,7 +225,8 @@ FoundRange ExpressionImpl::find(const unsigned char *data, std::size_t length) c
     return found;
 }
 
-FurthestTry ExpressionImpl::furthest(const unsigned char *data, std::size_t length) const {
+FurthestTry ExpressionImpl::furthest(const unsigned char *data, std::size_t length,
+                                     std::uint64_t &steps) const {
     constexpr unsigned char kNothing = 0;
     const unsigned char *bytes = data != nullptr ? data : &kNothing;
     const bool isUtf = code_->definition.utf;
@@ -233,8 +234,8 @@ FurthestTry ExpressionImpl::furthest(const unsigned char *data, std::size_t leng
         const EngineCode followed(code_->definition, code_->definition.pattern,
                                   isUtf ? Characters::BrokenUtf8 : Characters::Bytes,
                                   Hold::Followed, false);
-        return isUtf ? followed.furthest(ReadableText(bytes, length).data(), length)
-                     : followed.furthest(bytes, length);
+        return isUtf ? followed.furthest(ReadableText(bytes, length).data(), length, steps)
+                     : followed.furthest(bytes, length, steps);
     } catch (const Exception &) {
         // Nearly too large before, and too large with what is told of each item.
         return {};
