@@ -40,6 +40,7 @@ CommandTree::CommandTree() : m_app("Scores e-mail messages against heuristic rul
     addExplainCommand(m_app, m_explain);
     addTextCommand(m_app, m_text);
     addLintCommand(m_app, m_lint);
+    addCorpusCommand(m_app, m_corpus);
     addEncryptCommand(m_app, m_encrypt);
     addDecryptCommand(m_app, m_decrypt);
     addCtlCommand(m_app, m_ctl);
@@ -50,6 +51,10 @@ CommandTree::CommandTree() : m_app("Scores e-mail messages against heuristic rul
         {"text", [this](const Streams &with) { return runText(m_text, with.out, with.err); }},
         {"lint",
          [this](const Streams &with) { return runLint(m_lint, with.in, with.out, with.err); }},
+        {"corpus",
+         [this](const Streams &with) {
+             return runCorpus(innermost().get_name(), m_corpus, with.out, with.err);
+         }},
         {"encrypt",
          [this](const Streams &with) { return runEncrypt(m_encrypt, with.out, with.err); }},
         {"decrypt",

@@ -14,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Corpus.h"
 #include "Ctl.h"
 #include "Explain.h"
 #include "Lint.h"
@@ -63,6 +64,7 @@ private:
     LintArguments m_lint;
     RuleSetCopyOptions m_encrypt;
     RuleSetCopyOptions m_decrypt;
+    CorpusArguments m_corpus;
     CtlArguments m_ctl;
     std::vector<Command> m_commands;
 };

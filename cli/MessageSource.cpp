@@ -54,24 +54,41 @@ MessageSource::MessageSource(const std::vector<std::string> &arguments,
     : files_(arguments, include), maxBytes_(maxBytes) {}
 
 std::optional<RawMessage> MessageSource::next() {
-    RawMessage message;
+    std::optional<RawMessage> message;
+    while (!message.has_value() && !isAtEnd_) {
+        message = readNext();
+    }
+    return message;
+}
+
+// None at the end, and where the message is not wanted.
+std::optional<RawMessage> MessageSource::readNext() {
+    std::string file;
+    std::optional<RawMessage> message;
     try {
         if (open_ == nullptr) {
             index_ = 0;
-            if (!files_.next(message.file)) {
+            isAtEnd_ = !files_.next(file);
+            if (isAtEnd_) {
                 return {};
             }
-            open_ = std::make_unique<InputFile>(message.file);
+            open_ = std::make_unique<InputFile>(file);
         }
         message = s_beginsMessage(*open_) ? readFromMbox() : read(open_->name());
-        message.failure = s_fault(label(message.file, message.index), message.bytes);
+        if (message.has_value()) {
+            message->failure = s_fault(label(message->file, message->index), message->bytes);
+        }
     } catch (const Exception &failure) {
-        message = failed(message.file, readable(failure));
+        message = failed(file, readable(failure));
     } catch (const std::bad_alloc &) {
-        message = failed(message.file, {});
-        message.failure = "cannot read '" + message.file + "': " + kOutOfMemory;
+        message = failed(file, {});
+        message->failure = "cannot read '" + message->file + "': " + kOutOfMemory;
     }
     return message;
+}
+
+bool MessageSource::isWanted(const std::string &file, std::size_t index) const {
+    return !wanted_ || wanted_(file, index);
 }
 
 RawMessage MessageSource::failed(const std::string &file, const std::string &reason) {
@@ -80,8 +97,12 @@ RawMessage MessageSource::failed(const std::string &file, const std::string &rea
     return message;
 }
 
-RawMessage MessageSource::read(const std::string &name) {
+std::optional<RawMessage> MessageSource::read(const std::string &name) {
     RawMessage message{name, 0, {}, {}};
+    if (!isWanted(name, 0)) {
+        open_.reset();
+        return {};
+    }
     while (message.bytes.size() <= maxBytes_) {
         const std::string_view bytes = open_->ahead(1);
         if (bytes.empty()) {
@@ -94,25 +115,26 @@ RawMessage MessageSource::read(const std::string &name) {
     return message;
 }
 
-RawMessage MessageSource::readFromMbox() {
+std::optional<RawMessage> MessageSource::readFromMbox() {
     RawMessage message{open_->name(), ++index_, {}, {}};
+    const bool isKept = isWanted(message.file, message.index);
     readLine(nullptr);
     // An empty line is the message's own only once another line than a mark follows.
     std::string gap;
     while (!open_->ahead(1).empty()) {
         if (!gap.empty() && s_beginsMessage(*open_)) {
-            return message;
+            return isKept ? std::make_optional(std::move(message)) : std::nullopt;
         }
         keep(message.bytes, gap);
         gap = s_emptyLine(*open_);
         if (gap.empty()) {
-            readLine(&message.bytes);
+            readLine(isKept ? &message.bytes : nullptr);
         } else {
             open_->take(gap.size());
         }
     }
     open_.reset();
-    return message;
+    return isKept ? std::make_optional(std::move(message)) : std::nullopt;
 }
 
 // A line may be as long as the file: it is moved in pieces.

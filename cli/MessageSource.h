@@ -13,10 +13,12 @@
 // Threads: one thread.
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Files.h"
@@ -44,19 +46,29 @@ public:
     MessageSource(const std::vector<std::string> &arguments,
                   const std::vector<std::string> &include, unsigned int maxBytes);
 
+    // From now on only those messages are given that wanted answers true for, by file and place; of
+    // the others no more is read than it takes to get past them.
+    using Wanted = std::function<bool(const std::string &file, std::size_t index)>;
+    void choose(Wanted wanted) { wanted_ = std::move(wanted); }
+
     // The next message; none at the end. Whatever cannot be read, and a message that is empty or
     // holds nothing but NUL bytes, gives one with a failure.
     std::optional<RawMessage> next();
 
 private:
     RawMessage failed(const std::string &file, const std::string &reason);
-    RawMessage read(const std::string &name);
-    RawMessage readFromMbox();
+    // None for a message that is not wanted.
+    std::optional<RawMessage> read(const std::string &name);
+    std::optional<RawMessage> readFromMbox();
+    std::optional<RawMessage> readNext();
+    bool isWanted(const std::string &file, std::size_t index) const;
     void readLine(std::string *line);
     void keep(std::string &bytes, std::string_view more) const;
 
     MessageFiles files_;
     std::size_t maxBytes_;
+    Wanted wanted_;
+    bool isAtEnd_ = false;
     // The file that is being read; an mbox that has more messages stays open.
     std::unique_ptr<InputFile> open_;
     std::size_t index_ = 0;

@@ -1,5 +1,6 @@
 #include "Progress.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Corvane::Cli {
@@ -18,7 +19,7 @@ Progress::~Progress() {
     clear();
 }
 
-void Progress::step(const Totals &totals) {
+void Progress::step(const Totals &totals, std::optional<double> share) {
     if (mode_ == Mode::Off) {
         return;
     }
@@ -29,7 +30,15 @@ void Progress::step(const Totals &totals) {
     next_ = now + kInterval;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - start_).count();
     out_ << kClear << totals.all() << " messages in " << seconds << " s, " << totals.over
-         << " over, " << totals.failed << " not read" << std::flush;
+         << " over, " << totals.failed << " not read";
+    if (share.has_value() && *share > 0.0) {
+        constexpr double kPercent = 100.0;
+        const double done = std::min(*share, 1.0);
+        const double left = static_cast<double>(seconds) * (1.0 - done) / done;
+        out_ << "; " << static_cast<int>(done * kPercent) << " %, about "
+             << static_cast<long>(left + 1.0) << " s left";
+    }
+    out_ << std::flush;
     shown_ = true;
 }
 

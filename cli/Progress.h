@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <ostream>
 
 #include "Report.h"
@@ -32,8 +33,9 @@ public:
     // Takes the line away.
     ~Progress();
 
-    // Renews the line where it is time to.
-    void step(const Totals &totals);
+    // Renews the line where it is time to. share, of what there is to do, is done where it is known,
+    // and from that the time that is left.
+    void step(const Totals &totals, std::optional<double> share = {});
 
     // Takes the line away until the next step that renews it; to be called before anything else is
     // written to the terminal.

@@ -16,6 +16,7 @@ BOXES = {
     "heuristic": ("include/heuristic", "src/heuristic"),
     "corvane": ("include/corvane", "src/corvane"),
     "report": ("report",),
+    "corpus": ("corpus",),
     "cli": ("cli",),
     "daemon": ("daemon",),
     "examples": ("examples",),
@@ -28,7 +29,8 @@ BELOW = {
     "heuristic": HOST,
     "corvane": HOST | {"heuristic"},
     "report": {"corvane"},
-    "cli": HOST | {"heuristic", "corvane", "report"},
+    "corpus": HOST | {"corvane", "report"},
+    "cli": HOST | {"heuristic", "corvane", "report", "corpus"},
     "daemon": {"corvane", "report"},
     "examples": HOST | {"heuristic", "corvane"},
 }
@@ -48,6 +50,7 @@ THIRD_PARTY = {
     "boost/": "heuristic",
     "CLI/": "cli",
     "nlohmann/": "cli",
+    "sqlite3.h": "corpus",
     "libmilter/": "daemon",
     "toml++/": "daemon",
     "systemd/": "daemon",
@@ -55,6 +58,8 @@ THIRD_PARTY = {
     "httplib.h": "daemon",
 }
 PROGRAMS = {"cli", "daemon", "examples"}
+# Parts of programs, all of whose headers are for those.
+INSIDE = {"report", "corpus"}
 
 # Order inside a box: the only headers of the box itself that these public headers may include.
 PARSER_FIRST = {
@@ -134,7 +139,7 @@ def project_fault(path, target):
         return "only tests, fuzzers and benchmarks may include this; move what is needed into a box"
     if other != box and other not in BELOW[box]:
         return f"'{box}' must not depend on '{other}'; move the common part below both"
-    if not public and other != box and other != "report":
+    if not public and other != box and other not in INSIDE:
         return f"a private header of '{other}'; include a public one or make this one public"
     if path.startswith("include/") and not public:
         return "a public header includes a private one; forward-declare, or include it in the .cpp"
@@ -148,7 +153,7 @@ def outside_fault(path, name):
     box = box_of(path)
     owners = [owner for start, owner in THIRD_PARTY.items() if name.startswith(start)]
     if owners and owners[0] != box and not (
-        name.startswith(("nlohmann/", "httplib.h")) and box in (*PROGRAMS, "report")
+        name.startswith(("nlohmann/", "httplib.h")) and box in PROGRAMS | INSIDE
     ):
         return f"belongs to '{owners[0]}'; wrap what is needed there"
     if owners and path.endswith(".h") and box not in PROGRAMS:

@@ -99,6 +99,9 @@ TEST(ManPage, NamesTheOptionsThatThereAre) {
         help += corvane({subcommand, "--help"}).out;
     }
     help += corvane({"ctl", "profile", "--help"}).out;
+    for (const char *subcommand : {"run", "merge", "export"}) {
+        help += corvane({"corpus", subcommand, "--help"}).out;
+    }
     const std::string page = TempDir::read(CORVANE_DOCS_DIR "/man/corvane.1");
     EXPECT_EQ(s_found(page, "Fl (-?[a-z]+)"), s_found(help, "(?:^|[ ,\\n])-(-?[a-z]+)"));
 }
