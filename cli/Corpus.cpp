@@ -55,6 +55,8 @@ void addCorpusCommand(CLI::App &app, CorpusArguments &arguments) {
         app.add_subcommand("corpus", "Say what rules make of many messages of known classes");
     corpus->require_subcommand(1);
     addCorpusRunCommand(*corpus, arguments.run);
+    addCorpusReportCommand(*corpus, arguments.report);
+    addCorpusDiffCommand(*corpus, arguments.diff);
     s_addExport(*corpus, arguments.exported);
     s_addMerge(*corpus, arguments.merged);
 }
@@ -64,6 +66,12 @@ int runCorpus(const std::string &name, const CorpusArguments &arguments, std::os
     try {
         if (name == "export") {
             return s_export(arguments.exported, out);
+        }
+        if (name == "report") {
+            return runCorpusReport(arguments.report, out);
+        }
+        if (name == "diff") {
+            return runCorpusDiff(arguments.diff, out);
         }
         return name == "merge" ? s_merge(arguments.merged) : runCorpusRun(arguments.run, out, err);
     } catch (const Exception &failure) {

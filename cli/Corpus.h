@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "CorpusReport.h"
 #include "CorpusRun.h"
 
 namespace Corvane::Cli {
@@ -29,6 +30,8 @@ struct CorpusArguments {
     CorpusRunArguments run;
     CorpusExportArguments exported;
     CorpusMergeArguments merged;
+    CorpusShowArguments report;
+    CorpusShowArguments diff;
 };
 
 // Declares the subcommand with its own ones and their options, which parsing fills; arguments must
