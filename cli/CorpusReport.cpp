@@ -12,6 +12,7 @@
 #include "Failure.h"
 #include "MessageSource.h"
 #include "corpus/Difference.h"
+#include "corpus/Page.h"
 #include "corpus/Result.h"
 #include "corpus/Statistics.h"
 #include "corpus/StatisticsJson.h"
@@ -304,6 +305,10 @@ void s_addOptions(CLI::App &app, CorpusShowArguments &arguments) {
         ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))
         ->type_name("N");
     app.add_flag("--json", arguments.json, "Print all as one JSON object");
+    app.add_option("--html", arguments.html,
+                   "Write a page for browsers to FILE, which needs nothing besides, and print "
+                   "nothing")
+        ->type_name("FILE");
 }
 
 void s_flush(std::ostream &out) {
@@ -347,7 +352,9 @@ int runCorpusReport(const CorpusShowArguments &arguments, std::ostream &out) {
     Result result = Result::open(arguments.result, Mode::Read);
     const std::set<std::string> over = classesToBeOver(result, arguments.over);
     const Statistics statistics = statisticsOf(result, over, arguments.top);
-    if (arguments.json) {
+    if (!arguments.html.empty()) {
+        Corpus::writeWhole(arguments.html, Corpus::pageOf(toJson(result, statistics)));
+    } else if (arguments.json) {
         out << toJson(result, statistics);
     } else {
         s_writeShards(result, out);
@@ -369,7 +376,9 @@ int runCorpusDiff(const CorpusShowArguments &arguments, std::ostream &out) {
     Result after = Result::open(arguments.other, Mode::Read);
     const std::set<std::string> over = classesToBeOver(before, arguments.over);
     const Difference difference = differenceOf(before, after, over);
-    if (arguments.json) {
+    if (!arguments.html.empty()) {
+        Corpus::writeWhole(arguments.html, Corpus::pageOf(toJson(before, after, difference)));
+    } else if (arguments.json) {
         out << toJson(before, after, difference);
     } else {
         s_write(before, after, difference, arguments.top, out);

@@ -25,6 +25,8 @@ struct CorpusShowArguments {
     std::vector<std::string> over;
     std::size_t top = kUsualTop;
     bool json = false;
+    // The file that a page for browsers goes to; "" for none.
+    std::string html;
     // Of a difference: from how many on its status is 1.
     std::optional<std::size_t> maxNewFalsePositives;
     std::optional<std::size_t> maxMissed;

@@ -1,0 +1,11 @@
+# Makes C++ texts of the files of corpus/page: cmake -DDIRECTORY=... -DOUTPUT=... -P this.
+set(content "#include \"corpus/PageParts.h\"\n\nnamespace Corvane::Corpus {\n")
+foreach(part IN ITEMS "kPage|page.html" "kPageStyle|page.css" "kPageScript|page.js")
+  string(REPLACE "|" ";" part "${part}")
+  list(GET part 0 name)
+  list(GET part 1 file)
+  file(READ ${DIRECTORY}/${file} text)
+  string(APPEND content "\nconst char *const ${name} = R\"part(${text})part\";\n")
+endforeach()
+string(APPEND content "\n} // namespace Corvane::Corpus\n")
+file(WRITE ${OUTPUT} "${content}")
