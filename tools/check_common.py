@@ -7,7 +7,7 @@ import sys
 
 # Everything that is compiled lies below these; none of them holds build output.
 SOURCE_DIRS = (
-    "include", "src", "report", "corpus", "cli", "daemon", "tests", "fuzzers", "benchmarks", "examples",
+    "include", "src", "report", "corpus", "cli", "daemon", "python", "tests", "fuzzers", "benchmarks", "examples",
 )
 
 # Built by a project of its own against the installed libraries.

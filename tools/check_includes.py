@@ -19,6 +19,7 @@ BOXES = {
     "corpus": ("corpus",),
     "cli": ("cli",),
     "daemon": ("daemon",),
+    "python": ("python",),
     "examples": ("examples",),
 }
 HOST = {"parser", "regex", "crypto"}
@@ -32,6 +33,7 @@ BELOW = {
     "corpus": HOST | {"corvane", "report"},
     "cli": HOST | {"heuristic", "corvane", "report", "corpus"},
     "daemon": {"corvane", "report"},
+    "python": {"corvane"},
     "examples": HOST | {"heuristic", "corvane"},
 }
 
@@ -56,8 +58,9 @@ THIRD_PARTY = {
     "systemd/": "daemon",
     "prometheus/": "daemon",
     "httplib.h": "daemon",
+    "pybind11/": "python",
 }
-PROGRAMS = {"cli", "daemon", "examples"}
+PROGRAMS = {"cli", "daemon", "python", "examples"}
 # Parts of programs, all of whose headers are for those.
 INSIDE = {"report", "corpus"}
 
