@@ -57,6 +57,7 @@ void addCorpusCommand(CLI::App &app, CorpusArguments &arguments) {
     addCorpusRunCommand(*corpus, arguments.run);
     addCorpusReportCommand(*corpus, arguments.report);
     addCorpusDiffCommand(*corpus, arguments.diff);
+    addCorpusTuneCommand(*corpus, arguments.tune);
     s_addExport(*corpus, arguments.exported);
     s_addMerge(*corpus, arguments.merged);
 }
@@ -72,6 +73,9 @@ int runCorpus(const std::string &name, const CorpusArguments &arguments, std::os
         }
         if (name == "diff") {
             return runCorpusDiff(arguments.diff, out);
+        }
+        if (name == "tune") {
+            return runCorpusTune(arguments.tune, out);
         }
         return name == "merge" ? s_merge(arguments.merged) : runCorpusRun(arguments.run, out, err);
     } catch (const Exception &failure) {

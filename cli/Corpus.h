@@ -13,6 +13,7 @@
 
 #include "CorpusReport.h"
 #include "CorpusRun.h"
+#include "CorpusTune.h"
 
 namespace Corvane::Cli {
 
@@ -32,6 +33,7 @@ struct CorpusArguments {
     CorpusMergeArguments merged;
     CorpusShowArguments report;
     CorpusShowArguments diff;
+    CorpusTuneArguments tune;
 };
 
 // Declares the subcommand with its own ones and their options, which parsing fills; arguments must

@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 
+#include "CurveTable.h"
 #include "ExitStatus.h"
 #include "Failure.h"
 #include "MessageSource.h"
@@ -31,45 +32,6 @@ using Corpus::Statistics;
 using Mode = Corpus::Database::Mode;
 using Reporting::shortest;
 
-std::string s_share(std::size_t part, std::size_t whole) {
-    constexpr double kPercent = 100.0;
-    std::ostringstream text;
-    text << std::fixed << std::setprecision(2)
-         << (whole == 0 ? 0.0 : kPercent * static_cast<double>(part) / static_cast<double>(whole))
-         << " %";
-    return text.str();
-}
-
-// Columns that are as wide as they need to be: texts to the left, numbers to the right.
-class Table {
-public:
-    explicit Table(std::vector<std::string> heads) : rows_{std::move(heads)} {}
-
-    void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-
-    // The first columns, so many, are numbers.
-    void write(std::ostream &out, std::size_t numbers) const {
-        std::vector<std::size_t> widths(rows_.front().size());
-        for (const std::vector<std::string> &row : rows_) {
-            for (std::size_t each = 0; each < row.size(); ++each) {
-                widths[each] = std::max(widths[each], row[each].size());
-            }
-        }
-        for (const std::vector<std::string> &row : rows_) {
-            std::string line;
-            for (std::size_t each = 0; each < row.size(); ++each) {
-                const std::string blanks(widths[each] - row[each].size(), ' ');
-                line += "  ";
-                line += each < numbers ? blanks + row[each] : row[each] + blanks;
-            }
-            out << line.substr(0, line.find_last_not_of(' ') + 1) << '\n';
-        }
-    }
-
-private:
-    std::vector<std::vector<std::string>> rows_;
-};
-
 std::string s_name(const std::string &path, std::size_t number) {
     return Logger::printable(MessageSource::label(path, number));
 }
@@ -81,7 +43,7 @@ std::string s_oneDecimal(double value) {
 }
 
 void s_writeClasses(const Statistics &statistics, std::ostream &out) {
-    Table table({"messages", "over", "not read", "ms", "class"});
+    TextTable table({"messages", "over", "not read", "ms", "class"});
     bool isAny = false;
     for (const Corpus::ClassStatistics &each : statistics.classes) {
         isAny = isAny || each.isToBeOver;
@@ -96,33 +58,10 @@ void s_writeClasses(const Statistics &statistics, std::ostream &out) {
     }
 }
 
-void s_writeThreshold(const Statistics &statistics, std::ostream &out) {
-    out << "at the threshold of " << shortest(static_cast<float>(statistics.threshold)) << ": "
-        << statistics.falsePositives << " of " << statistics.toBeUnder << " false positives ("
-        << s_share(statistics.falsePositives, statistics.toBeUnder) << "), " << statistics.misses
-        << " of " << statistics.toBeOver << " missed ("
-        << s_share(statistics.misses, statistics.toBeOver) << ")\n";
-}
-
-// For each share of false positives the lowest threshold that has no more.
-void s_writeCurve(const Statistics &statistics, std::ostream &out) {
-    Table table({"false positives", "missed", "threshold"});
-    const Corpus::CurvePoint *last = nullptr;
-    for (const double most : {0.0, 0.001, 0.005, 0.01, 0.02, 0.05}) {
-        const auto found =
-            std::find_if(statistics.curve.begin(), statistics.curve.end(), [&](const auto &point) {
-                return static_cast<double>(point.falsePositives) <=
-                       most * static_cast<double>(statistics.toBeUnder);
-            });
-        if (found != statistics.curve.end() && &*found != last) {
-            last = &*found;
-            table.add({s_share(found->falsePositives, statistics.toBeUnder),
-                       s_share(found->misses, statistics.toBeOver),
-                       shortest(static_cast<float>(found->threshold))});
-        }
-    }
-    constexpr std::size_t kNumbers = 3;
-    table.write(out, kNumbers);
+void s_writeThresholds(const Statistics &statistics, std::ostream &out) {
+    writeThreshold(statistics.curve, statistics.threshold, statistics.toBeOver,
+                   statistics.toBeUnder, out);
+    writeCurve(statistics.curve, statistics.toBeOver, statistics.toBeUnder, out);
 }
 
 template <class Weight>
@@ -143,17 +82,17 @@ std::vector<const RuleStatistics *> s_first(const Statistics &statistics, std::s
 
 void s_writeRules(const Statistics &statistics, std::size_t top, std::ostream &out) {
     out << "\nRules that hit most\n";
-    Table hits({"over", "under", "precision", "decided", "score", "rule"});
+    TextTable hits({"over", "under", "precision", "decided", "score", "rule"});
     for (const RuleStatistics *rule :
          s_first(statistics, top, [](const RuleStatistics &each) { return each.all(); })) {
         hits.add({std::to_string(rule->hitsToBeOver), std::to_string(rule->hitsToBeUnder),
-                  s_share(rule->hitsToBeOver, rule->all()), std::to_string(rule->decided),
+                  shareOf(rule->hitsToBeOver, rule->all()), std::to_string(rule->decided),
                   shortest(rule->score), Logger::printable(rule->name)});
     }
     constexpr std::size_t kNumbers = 5;
     hits.write(out, kNumbers);
     out << "\nRules that cost most\n";
-    Table costs({"tries", "bytes", "given up", "sampled ms", "hits", "rule"});
+    TextTable costs({"tries", "bytes", "given up", "sampled ms", "hits", "rule"});
     for (const RuleStatistics *rule :
          s_first(statistics, top, [](const RuleStatistics &each) { return each.bytes; })) {
         constexpr double kNanoseconds = 1e6;
@@ -170,7 +109,7 @@ void s_writeOverlaps(const Statistics &statistics, std::ostream &out) {
         return;
     }
     out << "\nRules that hit the same messages\n";
-    Table table({"both", "of either", "rules"});
+    TextTable table({"both", "of either", "rules"});
     for (const Corpus::Overlap &each : statistics.overlaps) {
         constexpr double kPercent = 100.0;
         table.add({std::to_string(each.both), s_oneDecimal(kPercent * each.jaccard) + " %",
@@ -183,7 +122,7 @@ void s_writeOverlaps(const Statistics &statistics, std::ostream &out) {
 
 void s_writeNearest(const Statistics &statistics, std::ostream &out) {
     out << "\nMessages nearest to the threshold\n";
-    Table table({"total", "is", "class", "message"});
+    TextTable table({"total", "is", "class", "message"});
     for (const Corpus::NearMessage &each : statistics.nearest) {
         table.add({shortest(each.total), each.isRight ? "right" : "wrong",
                    Logger::printable(each.category), s_name(each.path, each.number)});
@@ -251,7 +190,7 @@ void s_writeRuleChanges(const Difference &difference, std::size_t top, std::ostr
     if (difference.rules.empty()) {
         return;
     }
-    Table table({"over", "under", "score", "rule"});
+    TextTable table({"over", "under", "score", "rule"});
     for (std::size_t each = 0; each < std::min(top, difference.rules.size()); ++each) {
         const RuleChange &rule = difference.rules[each];
         const std::string before = s_score(rule.was, rule.scoreBefore);
@@ -285,11 +224,9 @@ void s_write(Result &before, Result &after, const Difference &difference, std::s
         out << "messages that could be read once only: " << difference.readByOne << '\n';
     }
     out << "\nbefore, ";
-    s_writeThreshold(difference.before, out);
-    s_writeCurve(difference.before, out);
+    s_writeThresholds(difference.before, out);
     out << "\nafter, ";
-    s_writeThreshold(difference.after, out);
-    s_writeCurve(difference.after, out);
+    s_writeThresholds(difference.after, out);
     s_writeVerdicts(difference, top, out);
     s_writeRuleChanges(difference, top, out);
 }
@@ -360,8 +297,7 @@ int runCorpusReport(const CorpusShowArguments &arguments, std::ostream &out) {
         s_writeShards(result, out);
         s_writeClasses(statistics, out);
         out << '\n';
-        s_writeThreshold(statistics, out);
-        s_writeCurve(statistics, out);
+        s_writeThresholds(statistics, out);
         s_writeRules(statistics, arguments.top, out);
         s_writeOverlaps(statistics, out);
         s_writeNearest(statistics, out);

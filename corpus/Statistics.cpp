@@ -17,7 +17,7 @@ namespace {
 // thousands would hold, no one reads.
 constexpr std::size_t kMostPaired = 400;
 constexpr std::size_t kMostSteps = 60;
-constexpr std::size_t kMostCurvePoints = 200;
+constexpr std::size_t kMostCurvePoints = 1000;
 
 constexpr const char *kOverNames[] = {"spam", "phish", "scam", "junk", "malware", "virus"};
 
@@ -157,32 +157,13 @@ private:
         }
     }
 
-    // At each total that some message has, or of very many at so many of them evenly.
     void fillCurve() {
         std::vector<float> over;
         std::vector<float> under;
         for (const auto &[id, message] : messages_) {
             (isToBeOver(message) ? over : under).push_back(message.total);
         }
-        std::sort(over.begin(), over.end());
-        std::sort(under.begin(), under.end());
-        std::vector<float> all = over;
-        all.insert(all.end(), under.begin(), under.end());
-        all.push_back(static_cast<float>(statistics_.threshold));
-        std::sort(all.begin(), all.end());
-        all.erase(std::unique(all.begin(), all.end()), all.end());
-        const std::size_t stride = all.size() / kMostCurvePoints + 1;
-        for (std::size_t each = 0; each < all.size(); ++each) {
-            if (each % stride == 0 || each + 1 == all.size() ||
-                all[each] == static_cast<float>(statistics_.threshold)) {
-                statistics_.curve.push_back(
-                    {double{all[each]},
-                     static_cast<std::size_t>(
-                         under.end() - std::upper_bound(under.begin(), under.end(), all[each])),
-                     static_cast<std::size_t>(
-                         std::upper_bound(over.begin(), over.end(), all[each]) - over.begin())});
-            }
-        }
+        statistics_.curve = curveOf(std::move(over), std::move(under), statistics_.threshold);
     }
 
     void readRules() {
@@ -300,6 +281,29 @@ private:
 
 double RuleStatistics::precision() const {
     return all() == 0 ? 0.0 : static_cast<double>(hitsToBeOver) / static_cast<double>(all());
+}
+
+std::vector<CurvePoint> curveOf(std::vector<float> over, std::vector<float> under,
+                                double threshold) {
+    const auto at = static_cast<float>(threshold);
+    std::sort(over.begin(), over.end());
+    std::sort(under.begin(), under.end());
+    std::vector<float> all = over;
+    all.insert(all.end(), under.begin(), under.end());
+    all.push_back(at);
+    std::sort(all.begin(), all.end());
+    all.erase(std::unique(all.begin(), all.end()), all.end());
+    const std::size_t stride = all.size() / kMostCurvePoints + 1;
+    std::vector<CurvePoint> curve;
+    for (std::size_t each = 0; each < all.size(); ++each) {
+        if (each % stride == 0 || each + 1 == all.size() || all[each] == at) {
+            const auto firstOver = std::upper_bound(under.begin(), under.end(), all[each]);
+            const auto lastUnder = std::upper_bound(over.begin(), over.end(), all[each]);
+            curve.push_back({double{all[each]}, static_cast<std::size_t>(under.end() - firstOver),
+                             static_cast<std::size_t>(lastUnder - over.begin())});
+        }
+    }
+    return curve;
 }
 
 std::set<std::string> classesToBeOver(Result &result, const std::vector<std::string> &given) {

@@ -98,6 +98,10 @@ struct Statistics {
     std::vector<NearMessage> nearest; // to the threshold first
 };
 
+// The curve of totals: at each of them, or of very many at so many evenly, and at the threshold.
+std::vector<CurvePoint> curveOf(std::vector<float> over, std::vector<float> under,
+                                double threshold);
+
 // The names of the classes whose messages are to be over, of those that a result has: those given, each
 // of which must be one; without any those whose names say so, such as "spam" and "phish-2024". Throws
 // CorpusError for a name that is no class.

@@ -53,6 +53,7 @@ THIRD_PARTY = {
     "CLI/": "cli",
     "nlohmann/": "cli",
     "sqlite3.h": "corpus",
+    "nlopt.h": "corpus",
     "libmilter/": "daemon",
     "toml++/": "daemon",
     "systemd/": "daemon",

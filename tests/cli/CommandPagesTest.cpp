@@ -99,7 +99,7 @@ TEST(ManPage, NamesTheOptionsThatThereAre) {
         help += corvane({subcommand, "--help"}).out;
     }
     help += corvane({"ctl", "profile", "--help"}).out;
-    for (const char *subcommand : {"run", "report", "diff", "merge", "export"}) {
+    for (const char *subcommand : {"run", "report", "diff", "tune", "merge", "export"}) {
         help += corvane({"corpus", subcommand, "--help"}).out;
     }
     const std::string page = TempDir::read(CORVANE_DOCS_DIR "/man/corvane.1");
