@@ -64,4 +64,6 @@ if(CORVANE_BUILD_CLI)
   set_target_properties(corvane PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_command}")
   install(TARGETS corvane RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES ${PROJECT_SOURCE_DIR}/docs/man/corvane.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(PROGRAMS ${PROJECT_SOURCE_DIR}/drivers/corpus_dask.py ${PROJECT_SOURCE_DIR}/drivers/corpus-array.sh
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/corvane/drivers)
 endif()
