@@ -25,7 +25,9 @@ public:
         : path_(fs::temp_directory_path() / ("corvane-docs-" + std::to_string(getpid()))) {
         const std::string kFile = "file ";
         fs::remove_all(path_);
-        write("rules/a.cf", page.joined("rules"));
+        if (!page.joined("rules").empty()) {
+            write("rules/a.cf", page.joined("rules"));
+        }
         for (const DocBlock &block : page.blocks()) {
             if (block.info.rfind(kFile, 0) == 0) {
                 write(block.info.substr(kFile.size()), block.text);
@@ -67,8 +69,9 @@ std::string s_lasting(const std::string &text) {
     return std::regex_replace(timeless, std::regex("\"engine\":\"[^\"]+\""), "\"engine\":\"\"");
 }
 
-TEST(OutputFormatPage, ShowsWhatTheCommandPrints) {
-    const DocPage page("output-format.md");
+// Runs the commands of a page one after the other, in one directory.
+void expectShown(const std::string &name, unsigned int least) {
+    const DocPage page(name);
     const Example example(page);
     unsigned int shown = 0;
     for (const DocBlock &block : page.blocks()) {
@@ -80,7 +83,22 @@ TEST(OutputFormatPage, ShowsWhatTheCommandPrints) {
             ++shown;
         }
     }
-    EXPECT_GE(shown, 4U);
+    EXPECT_GE(shown, least);
+}
+
+TEST(OutputFormatPage, ShowsWhatTheCommandPrints) {
+    constexpr unsigned int kLeast = 5;
+    expectShown("output-format.md", kLeast);
+}
+
+TEST(AuthoringPage, ShowsWhatTheCommandPrints) {
+    constexpr unsigned int kLeast = 13;
+    expectShown("authoring.md", kLeast);
+}
+
+TEST(PipelinePage, ShowsWhatTheCommandPrints) {
+    constexpr unsigned int kLeast = 8;
+    expectShown("ci.md", kLeast);
 }
 
 std::set<std::string> s_found(const std::string &text, const std::string &form) {
