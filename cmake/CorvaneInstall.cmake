@@ -64,6 +64,12 @@ if(CORVANE_BUILD_CLI)
   set_target_properties(corvane PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_command}")
   install(TARGETS corvane RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES ${PROJECT_SOURCE_DIR}/docs/man/corvane.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES ${PROJECT_SOURCE_DIR}/completion/corvane.bash RENAME corvane
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${PROJECT_SOURCE_DIR}/completion/_corvane
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES ${PROJECT_SOURCE_DIR}/completion/corvane.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   install(PROGRAMS ${PROJECT_SOURCE_DIR}/drivers/corpus_dask.py ${PROJECT_SOURCE_DIR}/drivers/corpus-array.sh
     DESTINATION ${CMAKE_INSTALL_DATADIR}/corvane/drivers)
 endif()
