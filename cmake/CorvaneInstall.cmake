@@ -64,6 +64,7 @@ if(CORVANE_BUILD_CLI)
   set_target_properties(corvane PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_command}")
   install(TARGETS corvane RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES ${PROJECT_SOURCE_DIR}/docs/man/corvane.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/subcommands/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES ${PROJECT_SOURCE_DIR}/completion/corvane.bash RENAME corvane
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(FILES ${PROJECT_SOURCE_DIR}/completion/_corvane

@@ -16,14 +16,14 @@ _corvane() {
         others='  '
         ;;
     "scan")
-        options='-h --help --sets --strict --percent --threshold --stop --budget --sender --include -j --json --verbose -h --help --rules --set --via'
+        options='-h --help --sets --strict --percent --threshold --stop --budget --sender --include -j --json --verbose --rules --set --via'
         subcommands=''
         directories=' --sets --rules '
         files=' --via '
         others=' --percent --threshold --budget --sender --include -j --set '
         ;;
     "explain")
-        options='-h --help --sets --rule --percent --threshold --stop --budget --sender --include --json -h --help --rules --set'
+        options='-h --help --sets --rule --percent --threshold --stop --budget --sender --include --json --rules --set'
         subcommands=''
         directories=' --sets --rules '
         files='  '
@@ -51,7 +51,7 @@ _corvane() {
         others='  '
         ;;
     "corpus run")
-        options='-h --help --sets --class -o --output --include --shard -j --percent --threshold --stop -h --help --rules --set'
+        options='-h --help --sets --class -o --output --include --shard -j --percent --threshold --stop --rules --set'
         subcommands=''
         directories=' --sets --rules '
         files=' -o --output '

@@ -1,9 +1,11 @@
-// What shells complete: the scripts in completion/ are those that the command's options give, and the
-// shells that there are complete by them. With CORVANE_UPDATE_COMPLETION in the environment the scripts
-// are written anew.
+// What shells complete, and the manual pages of the subcommands: what is committed is what the command's
+// options give, and the shells that there are complete by it. With CORVANE_UPDATE_COMPLETION in the
+// environment all of it is written anew.
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,7 @@
 
 #include "CommandTree.h"
 #include "support/Completion.h"
+#include "support/ManPages.h"
 #include "support/TempDir.h"
 
 namespace Corvane {
@@ -36,6 +39,21 @@ TEST(Completion, IsWhatTheOptionsGive) {
         EXPECT_EQ(TempDir::read(kScripts + name), made)
             << name << ": run this test with CORVANE_UPDATE_COMPLETION=1, and commit what changes";
     }
+}
+
+TEST(ManPageTest, IsWhatHelpSays) {
+    const std::string directory = CORVANE_SOURCE_DIR "/docs/man/subcommands/";
+    Cli::CommandTree tree;
+    const auto pages = manPagesOf(tree.app());
+    for (const auto &[name, made] : pages) {
+        if (std::getenv("CORVANE_UPDATE_COMPLETION") != nullptr) {
+            std::ofstream(directory + name, std::ios::binary) << made;
+        }
+        EXPECT_EQ(TempDir::read(directory + name), made)
+            << name << ": run this test with CORVANE_UPDATE_COMPLETION=1, and commit what changes";
+    }
+    const auto files = std::filesystem::directory_iterator(directory);
+    EXPECT_EQ(static_cast<std::size_t>(std::distance(begin(files), end(files))), pages.size());
 }
 
 // What a shell says to a script, which runs in a directory with one file and one directory.

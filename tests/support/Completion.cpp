@@ -50,7 +50,11 @@ void addOptions(CLI::App &app, std::vector<Option> &options) {
         for (const std::string &name : option->get_lnames()) {
             each.names.push_back("--" + name);
         }
-        if (!each.names.empty()) {
+        // Groups have the option for help once more.
+        const bool isKnown =
+            std::any_of(options.begin(), options.end(),
+                        [&each](const Option &other) { return other.names == each.names; });
+        if (!each.names.empty() && !isKnown) {
             each.description = firstClause(option->get_description());
             each.value = valueOf(*option);
             options.push_back(std::move(each));
